@@ -1,0 +1,51 @@
+# Settings that every target of the tree shares, and the way a folder becomes a library.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+
+option(QUARN_WERROR "Treat warnings as errors" OFF)
+set(QUARN_SANITIZE "" CACHE STRING "Sanitizers to build with, for example address,undefined")
+option(QUARN_COVERAGE "Build for line coverage" OFF)
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
+endif()
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wconversion)
+if(QUARN_WERROR)
+  add_compile_options(-Werror)
+endif()
+if(QUARN_SANITIZE)
+  add_compile_options(-fsanitize=${QUARN_SANITIZE} -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${QUARN_SANITIZE})
+  if(QUARN_SANITIZE MATCHES "undefined")
+    add_compile_options(-fno-sanitize-recover=undefined)
+  endif()
+endif()
+if(QUARN_COVERAGE)
+  add_compile_options(--coverage -O0)
+  add_link_options(--coverage)
+endif()
+
+# Files are included as "folder/file.h". Every library exposes only its own folder under that
+# name, so a file can include nothing but the libraries that its target links.
+function(quarn_expose target folder)
+  set(root "${CMAKE_BINARY_DIR}/include/${folder}")
+  get_filename_component(parent "${root}/${folder}" DIRECTORY)
+  file(MAKE_DIRECTORY "${parent}")
+  file(CREATE_LINK "${PROJECT_SOURCE_DIR}/${folder}" "${root}/${folder}" SYMBOLIC)
+  target_include_directories(${target} PUBLIC "${root}")
+endfunction()
+
+# quarn_library(<folder> SOURCES ... [DEPENDS ...]): the library of one folder, as quarn::<folder>.
+function(quarn_library folder)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_library(quarn_${folder} STATIC ${ARG_SOURCES})
+  add_library(quarn::${folder} ALIAS quarn_${folder})
+  quarn_expose(quarn_${folder} ${folder})
+  target_link_libraries(quarn_${folder} PUBLIC ${ARG_DEPENDS})
+endfunction()

@@ -1,0 +1,123 @@
+#include "core/text.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <clocale>
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+
+namespace quarn {
+namespace {
+
+/// Whether `value` is what the environment variable `name` holds; makes it so.
+bool TakeVariable(const char* name, stdx::string& value) {
+  const char* const now = std::getenv(name);
+  const std::string_view text = now == nullptr ? std::string_view() : now;
+  if (value == text) return false;
+  value.assign(text);
+  return true;
+}
+
+/// Puts the environment's locale in force, for good: nothing here needs the one before it. Asking
+/// whether it is in force already is much cheaper than selecting it again.
+void SelectEnvironmentLocale() {
+  static std::mutex mutex;
+  static bool selected_once = false;
+  static stdx::string lc_all, lc_ctype, lang, in_force;
+
+  const std::lock_guard lock(mutex);
+  bool changed = !selected_once;
+  changed |= TakeVariable("LC_ALL", lc_all);
+  changed |= TakeVariable("LC_CTYPE", lc_ctype);
+  changed |= TakeVariable("LANG", lang);
+  // Somebody else in the process (a desktop toolkit, say) may have chosen another one meanwhile.
+  if (!changed && in_force == std::setlocale(LC_ALL, nullptr)) return;
+  std::setlocale(LC_ALL, "");
+  in_force = std::setlocale(LC_ALL, nullptr);
+  selected_once = true;
+}
+
+/// What `std::wcstombs` and its like answer, as the signed 32-bit count that our callers take.
+std::int32_t AsCount(std::size_t count) {
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(count));
+}
+
+/// A count of -1 becomes a length that no string can have, so that assigning it throws.
+std::size_t AsLength(std::int32_t count) {
+  return static_cast<std::size_t>(static_cast<std::int64_t>(count));
+}
+
+}  // namespace
+
+std::int32_t Utf16ToMultibyte(const char16_t* text, std::size_t unit_count, char* to,
+                              std::size_t to_size) {
+  const auto wide = std::make_unique_for_overwrite<wchar_t[]>(unit_count + 1);
+  std::size_t length = 0;
+  while (length < unit_count && text[length] != 0) {
+    wide[length] = static_cast<wchar_t>(text[length]);
+    ++length;
+  }
+  wide[length] = 0;
+
+  SelectEnvironmentLocale();
+  const std::int32_t count = AsCount(std::wcstombs(nullptr, wide.get(), 0));
+  if (count != 0) {
+    std::fill_n(to, to_size, '\0');
+    std::wcstombs(to, wide.get(), to_size);
+  }
+  return count;
+}
+
+stdx::string ToNarrow(const stdx::u16string& text) {
+  // No encoding of a locale takes more than four bytes for a unit.
+  const std::size_t size = 4 * text.size() + 1;
+  const auto buffer = std::make_unique_for_overwrite<char[]>(size);
+  const std::int32_t count = Utf16ToMultibyte(text.data(), text.size(), buffer.get(), size);
+  stdx::string result;
+  result.assign(buffer.get(), AsLength(count));
+  return result;
+}
+
+std::int32_t MultibyteToUtf16(const char* text, std::size_t byte_count, char16_t* to,
+                              std::size_t to_size) {
+  // Without a buffer to fill, the platform looks for a terminator and nothing else.
+  const auto source = std::make_unique_for_overwrite<char[]>(byte_count + 1);
+  std::copy_n(text, byte_count, source.get());
+  source[byte_count] = 0;
+
+  SelectEnvironmentLocale();
+  const std::int32_t count = AsCount(std::mbstowcs(nullptr, source.get(), 0));
+  if (count > 0) {
+    const auto wide_count = static_cast<std::size_t>(count);
+    const auto wide = std::make_unique_for_overwrite<wchar_t[]>(wide_count);
+    std::mbstowcs(wide.get(), source.get(), wide_count);
+    std::transform(wide.get(), wide.get() + std::min(to_size, wide_count), to,
+                   [](wchar_t unit) { return static_cast<char16_t>(unit); });
+  }
+  return count;
+}
+
+stdx::u16string ToUtf16(const stdx::string& text) {
+  const std::size_t size = text.size() + 1;
+  const auto buffer = std::make_unique_for_overwrite<char16_t[]>(size);
+  const std::int32_t count = MultibyteToUtf16(text.data(), text.size(), buffer.get(), size);
+  stdx::u16string result;
+  result.assign(buffer.get(), AsLength(count));
+  return result;
+}
+
+int CompareNoCase(const stdx::u16string& a, const stdx::u16string& b) {
+  return strcasecmp(ToNarrow(a).c_str(), ToNarrow(b).c_str());
+}
+
+bool IsRootPath(const stdx::u16string& path) noexcept { return path == u"/"; }
+
+stdx::u16string UpToZero(const stdx::u16string& text) { return text.substr(0, text.find(u'\0')); }
+
+std::FILE* OpenStdioFile(const char16_t* path, const char16_t* mode) {
+  return std::fopen(ToNarrow(path).c_str(), ToNarrow(mode).c_str());
+}
+
+}  // namespace quarn

@@ -1,0 +1,36 @@
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "tests/support/private_mounts.h"
+
+namespace quarn::testing {
+namespace {
+
+bool WriteText(const char* path, const std::string& text) {
+  std::FILE* const file = std::fopen(path, "w");
+  if (file == nullptr) return false;
+  const bool written = std::fputs(text.c_str(), file) >= 0;
+  return std::fclose(file) == 0 && written;
+}
+
+/// An ordinary user may mount in a user namespace in which he is root.
+bool BecomeNamespaceRoot() {
+  const std::string user = std::to_string(getuid());
+  const std::string group = std::to_string(getgid());
+  return unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0 && WriteText("/proc/self/setgroups", "deny") &&
+         WriteText("/proc/self/uid_map", "0 " + user + " 1") &&
+         WriteText("/proc/self/gid_map", "0 " + group + " 1");
+}
+
+}  // namespace
+
+bool MountOverVarTmp(const std::string& directory) {
+  if (unshare(CLONE_NEWNS) != 0 && !BecomeNamespaceRoot()) return false;
+  return mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+         mount(directory.c_str(), "/var/tmp", nullptr, MS_BIND, nullptr) == 0;
+}
+
+}  // namespace quarn::testing
