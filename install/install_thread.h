@@ -1,0 +1,103 @@
+// The worker that runs install passes, one after the other, until it is asked to stop. After a
+// success it pauses for a second, which gives the wizard the time to ask; a pass that comes all the
+// same finds its files up to date. After a failure the next pass follows at once.
+#pragma once
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdint>
+
+#include "install/install_process.h"
+#include "install/process_data.h"
+
+namespace quarn {
+
+/// Owns the thread. The thread that makes it starts, stops and destroys it; the shared record must
+/// outlive it.
+template <class Data>
+class BasicInstallThread {
+ public:
+  using ProcessData = BasicInstallProcessData<Data>;
+
+  /// How many passes a worker makes. The wizard's goes on until it is stopped.
+  enum class Passes { kUntilStopped, kOne };
+
+  BasicInstallThread() = default;
+  BasicInstallThread(const BasicInstallThread&) = delete;
+  BasicInstallThread& operator=(const BasicInstallThread&) = delete;
+  /// Asks the worker to stop and waits until its pass has ended: a pass is never cut short.
+  ~BasicInstallThread() {
+    RequestStop();
+    Join();
+  }
+
+  /// Starts the worker on the job in `process_data`. A worker that was started before is stopped
+  /// and waited for. Whether it started, `creation_result` tells.
+  void Start(ProcessData* process_data, Passes passes = Passes::kUntilStopped) {
+    RequestStop();
+    Join();
+    stop_ = false;
+    process_data_ = process_data;
+    passes_ = passes;
+    creation_result_ = -1;
+    pthread_attr_t attributes;
+    if (pthread_attr_init(&attributes) != 0) return;
+    creation_result_ = pthread_create(&thread_, &attributes, &WorkerEntry, this);
+    pthread_attr_destroy(&attributes);
+  }
+
+  /// Asks the worker to end after the pass it is in. Does not wait.
+  void RequestStop() noexcept { stop_.store(true, std::memory_order_relaxed); }
+
+  /// Waits until the worker has ended, if one was started.
+  void Join() noexcept {
+    if (creation_result_ == 0) pthread_join(thread_, nullptr);
+    creation_result_ = -1;
+  }
+
+  /// -1 while no worker was started, else the result of `pthread_create`: 0 for success.
+  std::int32_t creation_result() const noexcept { return creation_result_; }
+  /// The code of the last pass that ended, 0 before.
+  std::uint32_t last_result() const noexcept { return last_result_; }
+
+ private:
+  static constexpr int kPauseMilliseconds = 1000;
+  static constexpr int kPauseStepMilliseconds = 10;
+
+  static void* WorkerEntry(void* self) {
+    static_cast<BasicInstallThread*>(self)->Work();
+    return nullptr;
+  }
+
+  bool stop_requested() const noexcept { return stop_.load(std::memory_order_relaxed); }
+
+  void Work() {
+    if (stop_requested()) return;
+    do {
+      InstallTransactions transactions;
+      last_result_ = RunInstall(transactions, process_data_, [this] { Pause(); });
+    } while (!stop_requested() && passes_ == Passes::kUntilStopped);
+  }
+
+  /// Ends early once a stop was requested, so that leaving is not delayed.
+  void Pause() const {
+    if (passes_ == Passes::kOne) return;
+    for (int waited = 0; waited < kPauseMilliseconds && !stop_requested();
+         waited += kPauseStepMilliseconds) {
+      usleep(kPauseStepMilliseconds * 1000);
+    }
+  }
+
+  ProcessData* process_data_ = nullptr;
+  std::atomic<bool> stop_ = false;
+  pthread_t thread_{};
+  std::int32_t creation_result_ = -1;
+  Passes passes_ = Passes::kUntilStopped;
+  std::atomic<std::uint32_t> last_result_ = 0;
+};
+
+using InstallThread = BasicInstallThread<WizardInstallData>;
+
+}  // namespace quarn

@@ -1,0 +1,140 @@
+// An opened kit: what it says of its product and files, and the open image from which an
+// installation copies the contents.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "core/basic_string.h"
+#include "core/file.h"
+#include "kit/image_reader.h"
+#include "kit/records.h"
+
+namespace quarn {
+
+/// A kit over two policies: `Compressor` makes the image, `FileSystem` reads it. Empty until
+/// `Read` succeeds, read-only afterwards.
+///
+/// The image is a file in the temporary directory. It is deleted when reading fails, and
+/// otherwise left there, also by the destructor, which only closes it: it goes with the temporary
+/// directory.
+///
+/// Threads: `Read` runs before a worker exists. From then on both threads may read the records;
+/// the image handle and the copy buffer belong to the installation.
+template <class Compressor, class FileSystem>
+class InstallData {
+ public:
+  using FileSystemType = FileSystem;
+  using FileData = config::FileData<FileSystem>;
+
+  static constexpr std::uint32_t kCopyBufferSize = 0x100000;
+
+  InstallData() : copy_buffer_(std::make_unique_for_overwrite<std::byte[]>(copy_buffer_size_)) {}
+  InstallData(const InstallData&) = delete;
+  InstallData& operator=(const InstallData&) = delete;
+  ~InstallData() { CloseImage(); }
+
+  /// Inflates the kit `kit_path` and reads its tables. Returns 0 or the code of the failing step:
+  /// 13 for a corrupt stream, 87 for tables that do not fit the image, or a code of the file
+  /// and shell operations. On failure no file record and no image is left; other exceptions
+  /// (memory, a path that the locale cannot express) pass through, and leave none either.
+  std::uint32_t Read(const stdx::u16string& kit_path) {
+    try {
+      MakeImage(kit_path);
+      ReadTables();
+      return FILE_OK;
+    } catch (std::uint32_t code) {
+      Discard();
+      return code;
+    } catch (...) {
+      Discard();
+      throw;
+    }
+  }
+
+  const std::vector<config::ProductInfo>& products() const noexcept { return products_; }
+  const std::vector<FileData>& files() const noexcept { return files_; }
+  const stdx::u16string& image_path() const noexcept { return image_path_; }
+  /// `kInvalidFile` while no kit is open.
+  FileHandle image_handle() const noexcept { return image_handle_; }
+  std::span<std::byte> copy_buffer() noexcept { return {copy_buffer_.get(), copy_buffer_size_}; }
+
+ private:
+  static void Check(std::uint32_t code) {
+    if (code != FILE_OK) throw code;
+  }
+
+  void MakeImage(const stdx::u16string& kit_path) {
+    stdx::u16string directory;
+    Check(FileSystem::GetTempDirectory(&directory));
+    Check(FileSystem::CreateTempFile(directory, u"kpt", &image_path_));
+    Check(compressor_.Decompress(kit_path, image_path_));
+    Check(FileSystem::FileOpen(image_path_, FILE_ACCESS_READ | FILE_ACCESS_WRITE, 0,
+                               FILE_OPEN_EXISTING, FILE_NORMAL, &image_handle_));
+  }
+
+  void ReadTables() {
+    ImageReader<FileSystem> image(image_handle_);
+    if (image.ReadU32() == 0) {
+      // One product, in English.
+      config::ProductInfo product{.language = stdx::u16string(u"en")};
+      product.name = image.ReadText();
+      product.provider = image.ReadText();
+      product.description = image.ReadText();
+      products_.push_back(std::move(product));
+    } else {
+      for (std::uint32_t left = image.ReadCount(kMinProductRecord); left != 0; --left) {
+        RecordBody body = image.ReadRecord();
+        config::ProductInfo product;
+        product.language = body.TakeText();
+        product.name = body.TakeText();
+        product.provider = body.TakeText();
+        product.description = body.TakeText();
+        products_.push_back(std::move(product));
+      }
+    }
+
+    files_.clear();
+    for (std::uint32_t left = image.ReadCount(kMinFileRecord); left != 0; --left) {
+      RecordBody body = image.ReadRecord();
+      FileData file;
+      file.name = body.TakeText();
+      file.last_write_time = body.TakeU64();
+      file.data_offset = body.TakeU32();
+      file.data_size = body.TakeU32();
+      files_.push_back(std::move(file));
+    }
+
+    // The data begins where the tables end. Positions are 32-bit and wrap.
+    const std::uint32_t data_area = image.Position();
+    for (FileData& file : files_) file.data_offset += data_area;
+  }
+
+  void CloseImage() noexcept {
+    if (image_handle_ != kInvalidFile) FileSystem::FileClose(image_handle_);
+    image_handle_ = kInvalidFile;
+  }
+
+  void Discard() {
+    files_.clear();
+    CloseImage();
+    if (!image_path_.empty()) FileSystem::ShellRemoveFile(image_path_);
+    image_path_.clear();
+  }
+
+  // Declared in the order in which an installation's memory is described to those who inspect it.
+  std::vector<config::ProductInfo> products_;
+  std::vector<FileData> files_;
+  stdx::u16string image_path_;
+  FileHandle image_handle_ = kInvalidFile;
+  [[no_unique_address]] Compressor compressor_;
+  [[no_unique_address]] FileSystem file_system_;
+  std::uint32_t copy_buffer_size_ = kCopyBufferSize;
+  std::unique_ptr<std::byte[]> copy_buffer_;
+};
+
+}  // namespace quarn

@@ -1,0 +1,108 @@
+#include "kit/lz_compressor.h"
+
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "core/file.h"
+#include "core/text.h"
+
+namespace quarn {
+namespace {
+
+constexpr std::uint32_t kChunkSize = 32768;
+
+class OpenFile {
+ public:
+  OpenFile() = default;
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+  ~OpenFile() {
+    if (handle != kInvalidFile) FileClose(handle);
+  }
+  FileHandle handle = kInvalidFile;
+};
+
+/// A read-only view of a part of a file, released at the end: views that stay would pile up until
+/// the kernel refuses the next one.
+class Mapping {
+ public:
+  Mapping(FileHandle file, std::uint32_t offset, std::uint32_t size)
+      : address_(mmap(nullptr, size, PROT_READ, MAP_PRIVATE, static_cast<int>(file), offset)),
+        size_(size) {}
+  Mapping(const Mapping&) = delete;
+  Mapping& operator=(const Mapping&) = delete;
+  ~Mapping() {
+    if (*this) munmap(address_, size_);
+  }
+  explicit operator bool() const { return address_ != MAP_FAILED; }
+  Bytef* bytes() const { return static_cast<Bytef*>(address_); }
+
+ private:
+  void* address_;
+  std::uint32_t size_;
+};
+
+struct InflateStream : z_stream {
+  InflateStream() : z_stream{} {
+    status = inflateInit2_(this, -MAX_WBITS, "1.2.11", static_cast<int>(sizeof(z_stream)));
+  }
+  InflateStream(const InflateStream&) = delete;
+  InflateStream& operator=(const InflateStream&) = delete;
+  ~InflateStream() { inflateEnd(this); }
+  int status;
+};
+
+/// Opening a FIFO would wait for a writer, and the size of a directory means nothing. What is not
+/// there at all is left for the opening to report.
+bool IsSpecialFile(const stdx::u16string& path) {
+  struct stat status;
+  return stat(ToNarrow(UpToZero(path)).c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+}
+
+}  // namespace
+
+std::uint32_t LZCompressor::Decompress(const stdx::u16string& source,
+                                       const stdx::u16string& destination) const {
+  if (IsSpecialFile(source)) return FILE_ERR_INVALID_PARAMETER;
+  OpenFile kit;
+  OpenFile image;
+  std::uint32_t code = FileOpen(source, FILE_ACCESS_READ, 0, FILE_OPEN_EXISTING,
+                                FILE_NORMAL_SEQUENTIAL, &kit.handle);
+  if (code != FILE_OK) return code;
+  code =
+      FileOpen(destination, FILE_ACCESS_WRITE, 0, FILE_CREATE_ALWAYS, FILE_NORMAL, &image.handle);
+  if (code != FILE_OK) return code;
+
+  const std::uint32_t size = FileSeek(kit.handle, 0, nullptr, FILE_FROM_END);
+  InflateStream stream;
+  int status = stream.status;
+  if (status < 0) return kErrorCorruptKit;
+  const auto buffer = std::make_unique_for_overwrite<Bytef[]>(kChunkSize);
+
+  std::uint32_t chunk = kChunkSize;
+  // After an error or the end of the stream zlib stays where it is, so the last chunk decides.
+  for (std::uint32_t offset = 0; offset < size; offset += chunk) {
+    chunk = std::min(chunk, size - offset);
+    const Mapping mapping(kit.handle, offset, chunk);
+    if (!mapping) return FILE_ERR_INVALID_PARAMETER;
+    stream.next_in = mapping.bytes();
+    stream.avail_in = chunk;
+    do {
+      stream.next_out = buffer.get();
+      stream.avail_out = chunk;
+      status = inflate(&stream, Z_NO_FLUSH);
+      // All input is used up: the rest comes with the next chunk, or is missing.
+      if (status == Z_BUF_ERROR && stream.avail_in == 0) status = Z_OK;
+      // A disk that fills up is found by whoever reads the image.
+      std::uint32_t written;
+      FileWrite(image.handle, buffer.get(), chunk - stream.avail_out, &written, nullptr);
+    } while (stream.avail_out == 0 && status == Z_OK);
+  }
+  return status < 0 ? kErrorCorruptKit : FILE_OK;
+}
+
+}  // namespace quarn
