@@ -55,7 +55,7 @@ double ProcessSeconds(const char* program, const char* mode) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char**) {
   if (argc > 1) return 0;  // a started process that does nothing but build its tables
   setenv("LC_ALL", "C.UTF-8", 1);
   quarn::SetCurrentLanguage(quarn::FindLanguageByCode("ru"));
