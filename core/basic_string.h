@@ -39,6 +39,10 @@ struct fix_char_traits : std::char_traits<C> {
   }
 };
 
+/// An iterator over memory from which units can be copied as they lie.
+template <class It, class C>
+concept unit_iterator = std::contiguous_iterator<It> && std::same_as<std::iter_value_t<It>, C>;
+
 /// A string of units `C` (char16_t or char). Sizes, positions and capacities are in units.
 ///
 /// Object layout: a 32-bit mode, then 24 bytes of storage. A mode below `kInlineCapacity` is the
@@ -84,11 +88,16 @@ class basic_string {
 
   explicit basic_string(view_type text) : basic_string(text.data(), text.size()) {}
 
-  basic_string(size_type count, C unit) : basic_string() { append(count, unit); }
+  // Only a true unit: a number and a radix of the wrong type must not compile as this one.
+  basic_string(size_type count, std::same_as<C> auto unit) : basic_string() { append(count, unit); }
 
   template <std::input_iterator It>
   basic_string(It first, It last) : basic_string() {
-    append(first, last);
+    if constexpr (unit_iterator<It, C>) {
+      append(first, last);
+    } else {
+      for (; first != last; ++first) push_back(static_cast<C>(*first));
+    }
   }
 
   basic_string(std::initializer_list<C> units) : basic_string(units.begin(), units.size()) {}
@@ -235,18 +244,12 @@ class basic_string {
   /// string can be so long; running out of memory while the text leaves a shared block ends the
   /// process.
   basic_string& assign(const C* text, size_type count) {
-    if (size() >= count) {
-      const Source source(*this, text);
-      MakeUniqueOrTerminate();
-      Traits::copy(Text(), source.In(*this), count);
-      Resize(count, kExact);
-      return *this;
-    }
-    // A source that runs past the text cannot be copied from the block it would move out of.
-    if (Holds(text)) return *this = basic_string(text, count);
+    const bool longer = count > size();
+    const Source source(*this, text);
     MakeUniqueOrTerminate();
-    Resize(count, kExact);
-    Traits::copy(Text(), text, count);
+    if (longer) Resize(count, kExact);
+    Traits::copy(Text(), source.In(*this), count);
+    if (!longer) Resize(count, kExact);
     return *this;
   }
   basic_string& assign(const basic_string& other) noexcept { return *this = other; }
@@ -285,12 +288,11 @@ class basic_string {
   }
   template <std::input_iterator It>
   basic_string& append(It first, It last) {
-    if constexpr (std::contiguous_iterator<It> && std::same_as<std::iter_value_t<It>, C>) {
+    if constexpr (unit_iterator<It, C>) {
       const auto count = static_cast<size_type>(last - first);
       return append(count == 0 ? nullptr : std::to_address(first), count);
     } else {
-      for (; first != last; ++first) push_back(static_cast<C>(*first));
-      return *this;
+      return append(basic_string(first, last).view());  // the range may walk over this string
     }
   }
   basic_string& operator+=(const basic_string& text) { return append(text.data(), text.size()); }
@@ -329,6 +331,10 @@ class basic_string {
   basic_string& insert(size_type position, size_type count, C unit) {
     return insert(position, basic_string(count, unit).view());
   }
+  template <std::input_iterator It>
+  basic_string& insert(size_type position, It first, It last) {
+    return insert(position, basic_string(first, last).view());
+  }
 
   /// Removes at most `count` units from `position`. Throws std::out_of_range behind the end.
   basic_string& erase(size_type position = 0, size_type count = npos) {
@@ -339,6 +345,13 @@ class basic_string {
     Traits::copy(text + position, text + position + removed, old_size - position - removed);
     Resize(old_size - removed, kExact);
     return *this;
+  }
+  /// Removes what lies between two iterators of this string; the iterator behind it comes back.
+  template <std::convertible_to<const_iterator> It>
+  requires std::is_pointer_v<It> iterator erase(It first, It last) {
+    const auto position = static_cast<size_type>(first - cbegin());
+    erase(position, static_cast<size_type>(last - first));
+    return begin() + position;
   }
 
   /// Puts `text` in the place of at most `count` units from `position`. Throws std::out_of_range
@@ -360,9 +373,8 @@ class basic_string {
       C* const text = data();
       for (const size_type at : positions) Traits::copy(text + at, own.data(), own.size());
     } else {
-      // Modular arithmetic: what a shorter replacement wraps, the product wraps back.
-      basic_string result =
-          OfLength(size() + positions.size() * (replacement.size() - pattern.size()));
+      basic_string result = OfLength(LongerBy(size() - positions.size() * pattern.size(),
+                                              replacement.size(), positions.size()));
       const view_type old = view();
       C* to = result.Text();
       const auto put = [&to](view_type part) {
@@ -568,9 +580,10 @@ class basic_string {
     if (count > max_size()) throw std::length_error(kAllocateText);
     return count + kHeaderUnits;
   }
-  static size_type LongerBy(size_type size, size_type count) {
-    if (count > max_size() - size) throw std::length_error(kAllocateText);
-    return size + count;
+  /// `size` and `times` pieces of `count` units together.
+  static size_type LongerBy(size_type size, size_type count, size_type times = 1) {
+    if (count > (max_size() - size) / times) throw std::length_error(kAllocateText);
+    return size + count * times;
   }
   /// Rounds a capacity up to the allocator's size classes, which count bytes.
   static constexpr size_type RoundCapacity(size_type capacity) noexcept {
@@ -621,7 +634,7 @@ class basic_string {
         return;
       }
       MoveToHeap(count);
-    } else if (count < kInlineCapacity && (count == 0 || count <= HeapLength(storage_.heap))) {
+    } else if (count < kInlineCapacity && count <= HeapLength(storage_.heap)) {
       const Heap heap = storage_.heap;
       Traits::copy(storage_.text, heap.begin + kHeaderUnits, count);
       storage_.text[count] = C();

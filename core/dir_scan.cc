@@ -80,12 +80,7 @@ stdx::u16string GetHomeDirectory() {
 }
 
 stdx::u16string ConcatPath(const stdx::u16string& left, const char16_t* right) {
-  const std::u16string_view tail(right);
-  stdx::u16string path;
-  path.reserve(left.size() + tail.size());
-  if (!left.empty()) path.append(left.view());
-  if (!tail.empty()) path.append(tail);
-  return path;
+  return left + right;
 }
 
 }  // namespace quarn

@@ -45,7 +45,8 @@ bool FindNext(DirScan& scan);
 /// The current name; shares its block with the scan.
 stdx::u16string GetName(const DirScan& scan);
 
-/// `kDirectoryAttribute` for a directory, else 0.
+/// `kDirectoryAttribute` for a directory, else 0. A socket and a block device, whose types share
+/// the directory's mode bit, count as directories.
 std::uint32_t GetAttributes(const DirScan& scan) noexcept;
 
 /// Closes the stream if one is open.

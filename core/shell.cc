@@ -77,11 +77,10 @@ std::uint32_t CreateTempFile(const stdx::u16string& directory, const stdx::u16st
   struct Free {
     void operator()(char* text) const { std::free(text); }
   };
-  name->clear();
   const std::unique_ptr<char, Free> narrow(
       tempnam(ToNarrow(directory).c_str(), ToNarrow(prefix).c_str()));
+  *name = narrow == nullptr ? stdx::u16string() : ToUtf16(narrow.get());
   if (narrow == nullptr) return SHELL_ERR_NO_TEMP_FILE;
-  *name = ToUtf16(narrow.get());
   const int status = RunShellCommand("touch " + Quoted(*name) + kDiscardErrors);
   return status != 0 ? SHELL_ERR_NO_TEMP_FILE : SHELL_OK;
 }

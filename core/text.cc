@@ -1,42 +1,56 @@
 #include "core/text.h"
 
 #include <strings.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <clocale>
-#include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <mutex>
+
+extern char** environ;  // NOLINT: declared by the system's headers on some platforms only
 
 namespace quarn {
 namespace {
 
-/// Whether `value` is what the environment variable `name` holds; makes it so.
-bool TakeVariable(const char* name, stdx::string& value) {
-  const char* const now = std::getenv(name);
-  const std::string_view text = now == nullptr ? std::string_view() : now;
-  if (value == text) return false;
-  value.assign(text);
-  return true;
+/// Whether the variables that choose a locale (LANG, LC_..., LOCPATH) differ from the `known` ones,
+/// which are "NAME=value" texts, each with its zero byte; makes them known. One walk over the
+/// environment is much cheaper than asking for them name by name.
+bool LocaleVariablesChanged(stdx::string& known) {
+  std::size_t at = 0;
+  bool changed = false;
+  for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+    if (**entry != 'L') continue;
+    const std::string_view variable(*entry, std::strlen(*entry) + 1);
+    if (!known.view().substr(at).starts_with(variable)) {
+      known.resize(at);
+      known.append(variable);
+      changed = true;
+    }
+    at += variable.size();
+  }
+  changed |= at != known.size();
+  known.resize(at);
+  return changed;
 }
 
 /// Puts the environment's locale in force, for good: nothing here needs the one before it. Asking
 /// whether it is in force already is much cheaper than selecting it again.
 void SelectEnvironmentLocale() {
-  static std::mutex mutex;
-  static bool selected_once = false;
-  static stdx::string lc_all, lc_ctype, lang, in_force;
+  struct Selection {
+    std::mutex mutex;
+    stdx::string variables;
+    stdx::string in_force;  // a locale always has a name, so the first call selects
+  };
+  static Selection& last = *new Selection;  // stays: threads may convert while the process ends
 
-  const std::lock_guard lock(mutex);
-  bool changed = !selected_once;
-  changed |= TakeVariable("LC_ALL", lc_all);
-  changed |= TakeVariable("LC_CTYPE", lc_ctype);
-  changed |= TakeVariable("LANG", lang);
+  const std::lock_guard lock(last.mutex);
   // Somebody else in the process (a desktop toolkit, say) may have chosen another one meanwhile.
-  if (!changed && in_force == std::setlocale(LC_ALL, nullptr)) return;
+  const bool changed = LocaleVariablesChanged(last.variables);
+  if (!changed && last.in_force == std::setlocale(LC_ALL, nullptr)) return;
   std::setlocale(LC_ALL, "");
-  in_force = std::setlocale(LC_ALL, nullptr);
-  selected_once = true;
+  last.in_force = std::setlocale(LC_ALL, nullptr);
 }
 
 /// What `std::wcstombs` and its like answer, as the signed 32-bit count that our callers take.
