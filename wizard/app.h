@@ -1,0 +1,24 @@
+// The start of the wizard, from the command line to the end of the controller.
+#pragma once
+
+#include <cstdint>
+
+#include "core/basic_string.h"
+#include "wizard/toolkit.h"
+
+namespace quarn {
+
+/// What the entry point fills in (`argc`, `argv`) and the start routine completes.
+struct CInstallerApp {
+  std::int32_t argc = 0;
+  char** argv = nullptr;         ///< not owned
+  std::int32_t language_id = 0;  ///< 0 while not chosen
+  stdx::u16string title;         ///< of the main window
+};
+
+/// Runs the wizard: chooses the language, makes the controller and lets it run to its end. Returns
+/// when the wizard is over; no exception leaves it, and every outcome counts as a success of the
+/// program. Main thread, before any other thread exists.
+void Run(CInstallerApp& app, Toolkit& toolkit) noexcept;
+
+}  // namespace quarn

@@ -1,0 +1,148 @@
+// The one controller of the wizard: which page is shown, what each button and key does there, the
+// preparation, the installation with its progress loop, and the closing.
+//
+// Everything runs on the main thread; the only other thread is the install worker, which is reached
+// through the shared record and the stop flag alone.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "core/basic_string.h"
+#include "install/install_thread.h"
+#include "install/process_data.h"
+#include "wizard/pages.h"
+#include "wizard/toolkit.h"
+
+namespace quarn {
+
+/// A window as a message sees its owner.
+class CWnd {
+ public:
+  /// The window's title in UTF-8.
+  virtual stdx::string GetTitle() const = 0;
+
+ protected:
+  CWnd() = default;
+  ~CWnd() = default;
+};
+
+/// Flags of a message: the low byte selects the buttons, the top byte picture and style.
+inline constexpr std::uint32_t kButtonsOk = 1;
+inline constexpr std::uint32_t kButtonsYesNo = 2;
+inline constexpr std::uint32_t kIconError = 0x01000000;
+inline constexpr std::uint32_t kIconQuestion = 0x02000000;
+
+/// What a message was answered with; 0 for anything else.
+inline constexpr std::uint32_t kResultYes = 1;
+inline constexpr std::uint32_t kResultNo = 2;
+inline constexpr std::uint32_t kResultOk = 3;
+
+/// Where the wizard stands. The page that is shown follows from it.
+enum WizardState : std::int32_t {
+  kStateConstructed = 0,
+  kStateWelcome = 1,
+  kStateDirectory = 2,
+  kStateInstalling = 3,
+  kStateSuccess = 4,
+  kStateError = 5,
+};
+
+/// The wizard from its start to its end. No exception leaves a public function but the
+/// constructor's: it ends in a message of the error style.
+class CInstallerDlg final : public CWnd {
+ public:
+  /// `argv` and `toolkit` must outlive the controller. `title` is UTF-8; `language` is the code of
+  /// the current language. With `useCwd` the kit is looked for in the current directory. Sets the
+  /// application up. Throws std::length_error where the locale cannot express the texts.
+  CInstallerDlg(int argc, char** argv, bool silent, const stdx::string& title,
+                const stdx::u16string& language, bool useCwd, Toolkit& toolkit);
+  CInstallerDlg(const CInstallerDlg&) = delete;
+  CInstallerDlg& operator=(const CInstallerDlg&) = delete;
+  /// Asks a worker that still runs to stop, and waits until its pass has ended.
+  ~CInstallerDlg();
+
+  stdx::string GetTitle() const override { return m_title; }
+
+  /// Prepares, shows the window and runs the wizard until its window is closed; in silent mode
+  /// installs at once and returns. Returns early, without a window, when there is no display or
+  /// when the preparation fails, which the user has then been told.
+  void RunWizard() noexcept;
+
+  // What the buttons and keys call. Each does nothing where it has no meaning.
+  void OnBack() noexcept;
+  void OnNext() noexcept;
+  void OnCancel() noexcept;
+  void OnEscape() noexcept;
+  /// Opens the folder chooser, if the directory page exists.
+  void OnBrowse() noexcept;
+
+  // For those who look on.
+  WizardState page() const noexcept { return m_page; }
+  const stdx::u16string& target_dir() const noexcept { return m_targetDir; }
+  const std::vector<stdx::u16string>& template_dirs() const noexcept { return m_templateDirs; }
+  const stdx::u16string& source_path() const noexcept { return m_sourcePath; }
+  InstallProcessData& process_data() noexcept { return m_processData; }
+  ToolkitView* view() const noexcept { return m_view; }
+
+ private:
+  bool Prepare();
+  void CreateMainWindow();
+  void CreateControls();
+
+  void ShowWelcomePage();
+  void ShowDirectoryPage();
+  void TakeDirectory();
+  void StartInstall();
+  void RecordTargetDirectory();
+  void ShowSuccessPage();
+  void ShowErrorPage();
+  void SetFinishButtons();
+  void SwitchToPage(WizardDialogPage* page);
+
+  void OpenDescription();
+  void ConfirmAndClose();
+  void Close();
+
+  stdx::u16string WelcomeText() const;
+  stdx::u16string DescriptionFile() const;
+
+  std::uint32_t ShowMessage(const CWnd* owner, const stdx::u16string& text, std::uint32_t flags);
+
+  Toolkit& m_toolkit;
+
+  bool locationsFromAltProfile = false;
+  bool altProfileExists = false;
+  bool m_silent;
+  InstallProcessData m_processData;
+  std::vector<stdx::u16string> m_templateDirs;
+  stdx::u16string m_targetDir;
+  stdx::u16string m_sourcePath;
+  WizardInstallData m_installData;
+  stdx::u16string m_language;
+  WizardState m_page = kStateConstructed;
+  std::unique_ptr<MessagePage> m_welcomePage;
+  std::unique_ptr<DirSelectPage> m_dirPage;
+  WizardDialogPage* m_currentPage = nullptr;
+  std::unique_ptr<ProgressPage> m_progressPage;
+  std::unique_ptr<SuccessFinalPage> m_successPage;
+  std::unique_ptr<MessagePage> m_errorPage;
+  bool m_useCwd;
+  ToolkitImage* m_sideImage = nullptr;
+  ToolkitControl* m_buttonBack = nullptr;
+  ToolkitControl* m_buttonNext = nullptr;
+  ToolkitControl* m_buttonCancel = nullptr;
+  bool m_confirmCancel = true;
+  int m_argc;
+  char** m_argv;
+  int m_width = 500;
+  int m_height = 360;
+  stdx::string m_title;
+  ToolkitWindow* m_window = nullptr;
+  ToolkitView* m_view = nullptr;
+  bool m_isSetUp = false;  ///< whether there is an application to show anything
+  InstallThread m_thread;  ///< the last member: it ends before what it works on
+};
+
+}  // namespace quarn

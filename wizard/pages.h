@@ -1,0 +1,98 @@
+// The pages of the wizard. A page makes its controls once, in its constructor, adds them to the
+// page view and keeps a list of them, so that the controller can show and hide it as a whole. It is
+// never rebuilt: a text that it was made with stays. Main thread.
+#pragma once
+
+#include <vector>
+
+#include "core/basic_string.h"
+#include "wizard/toolkit.h"
+
+namespace quarn {
+
+/// What all pages are. Controls belong to the toolkit; the page has the list.
+class WizardDialogPage {
+ public:
+  explicit WizardDialogPage(ToolkitView* view) : view_(view) {}
+  WizardDialogPage(const WizardDialogPage&) = delete;
+  WizardDialogPage& operator=(const WizardDialogPage&) = delete;
+
+  /// Called when the page's controls have become visible: a page's chance to do what it needs
+  /// then.
+  virtual void OnShow() {}
+
+  void SetVisible(bool visible);
+
+ protected:
+  ~WizardDialogPage() = default;
+
+  Toolkit& toolkit() const noexcept { return view_->toolkit; }
+  ToolkitView* view() const noexcept { return view_; }
+
+  /// Puts `control` on the list and returns it.
+  ToolkitControl* Add(ToolkitControl* control);
+  ToolkitControl* AddPicture(ToolkitImage* image);
+
+ private:
+  ToolkitView* view_;
+  std::vector<ToolkitControl*> controls_;
+};
+
+/// The side picture and a text: the welcome and the error page.
+class MessagePage : public WizardDialogPage {
+ public:
+  MessagePage(ToolkitView* view, ToolkitImage* image, const stdx::u16string& text);
+
+ private:
+  ToolkitControl* picture_;
+  ToolkitControl* text_;
+};
+
+/// A text and the offer to open the description of the product.
+class SuccessFinalPage : public MessagePage {
+ public:
+  SuccessFinalPage(ToolkitView* view, ToolkitImage* image, const stdx::u16string& text);
+
+  bool IsOpenChecked() const;
+
+ private:
+  ToolkitControl* check_box_;
+};
+
+/// The choice of the template directory.
+class DirSelectPage : public WizardDialogPage {
+ public:
+  DirSelectPage(ToolkitView* view, ToolkitImage* image);
+
+  /// Throws std::length_error where the locale cannot express the text; so does `GetPath`.
+  void SetPath(const stdx::u16string& text);
+  stdx::u16string GetPath() const;
+
+  /// Opens the folder chooser; a folder that the user confirms goes into the path field.
+  void Browse();
+
+ private:
+  ToolkitControl* picture_;
+  ToolkitControl* prompt_;
+  ToolkitControl* caption_;
+  ToolkitControl* path_;
+  ToolkitControl* browse_;
+};
+
+/// How far the installation has come.
+class ProgressPage : public WizardDialogPage {
+ public:
+  /// `width` of its controls, in points.
+  ProgressPage(ToolkitView* view, int width);
+
+  /// Shows `percent`, and the finish text at exactly 100.
+  void SetProgress(std::int32_t percent);
+
+ private:
+  stdx::string start_text_;
+  stdx::string finish_text_;
+  ToolkitControl* status_;
+  ToolkitControl* bar_;
+};
+
+}  // namespace quarn
