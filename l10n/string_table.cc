@@ -101,12 +101,16 @@ const LanguageRegistry& Languages() noexcept { return registry; }
 const StringTable& GreekTable() noexcept { return greek; }
 const StringTable& HungarianTable() noexcept { return hungarian; }
 
+const stdx::string* FindText(const stdx::string& id) noexcept {
+  const auto language = registry.find(current_language);
+  if (language == registry.end()) return nullptr;
+  const auto entry = language->second.table.find(id);
+  return entry == language->second.table.end() ? nullptr : &entry->second;
+}
+
 void LoadString(stdx::u16string* text, const stdx::string& id) {
   text->clear();
-  const auto language = registry.find(current_language);
-  if (language == registry.end()) return;
-  const auto entry = language->second.table.find(id);
-  if (entry != language->second.table.end()) *text = ToUtf16(entry->second);
+  if (const stdx::string* const found = FindText(id)) *text = ToUtf16(*found);
 }
 
 stdx::u16string LoadString(const stdx::string& id) {

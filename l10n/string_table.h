@@ -45,6 +45,10 @@ void LoadString(stdx::u16string* text, const stdx::string& id);
 /// As above, by value.
 stdx::u16string LoadString(const stdx::string& id);
 
+/// The text of `id` in the current language as its table holds it, in UTF-8 whatever the locale;
+/// null when there is none. For those who must say something where a conversion may fail.
+const stdx::string* FindText(const stdx::string& id) noexcept;
+
 /// The id of the first language with this code, letter case counting; `kNoLanguage` if none.
 std::int32_t FindLanguageByCode(const stdx::string& code) noexcept;
 
