@@ -12,32 +12,11 @@
 #include "core/basic_string.h"
 #include "install/install_thread.h"
 #include "install/process_data.h"
+#include "wizard/message.h"
 #include "wizard/pages.h"
 #include "wizard/toolkit.h"
 
 namespace quarn {
-
-/// A window as a message sees its owner.
-class CWnd {
- public:
-  /// The window's title in UTF-8.
-  virtual stdx::string GetTitle() const = 0;
-
- protected:
-  CWnd() = default;
-  ~CWnd() = default;
-};
-
-/// Flags of a message: the low byte selects the buttons, the top byte picture and style.
-inline constexpr std::uint32_t kButtonsOk = 1;
-inline constexpr std::uint32_t kButtonsYesNo = 2;
-inline constexpr std::uint32_t kIconError = 0x01000000;
-inline constexpr std::uint32_t kIconQuestion = 0x02000000;
-
-/// What a message was answered with; 0 for anything else.
-inline constexpr std::uint32_t kResultYes = 1;
-inline constexpr std::uint32_t kResultNo = 2;
-inline constexpr std::uint32_t kResultOk = 3;
 
 /// Where the wizard stands. The page that is shown follows from it.
 enum WizardState : std::int32_t {
@@ -87,7 +66,8 @@ class CInstallerDlg final : public CWnd {
   ToolkitView* view() const noexcept { return m_view; }
 
  private:
-  bool Prepare();
+  bool Prepare() noexcept;
+  const char* FindAndReadKit();
   void CreateMainWindow();
   void CreateControls();
 
@@ -109,6 +89,8 @@ class CInstallerDlg final : public CWnd {
   stdx::u16string DescriptionFile() const;
 
   std::uint32_t ShowMessage(const CWnd* owner, const stdx::u16string& text, std::uint32_t flags);
+  template <class Step>
+  void Guard(Step step, const char* error_id = "IDS_INSTALL_ERROR") noexcept;
 
   Toolkit& m_toolkit;
 

@@ -3,12 +3,17 @@
 // never rebuilt: a text that it was made with stays. Main thread.
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include "core/basic_string.h"
 #include "wizard/toolkit.h"
 
 namespace quarn {
+
+/// The text of `id` as controls take it. Throws std::length_error where the locale cannot express
+/// it; so do the constructors of the pages.
+stdx::string ControlText(const char* id);
 
 /// What all pages are. Controls belong to the toolkit; the page has the list.
 class WizardDialogPage {
@@ -31,7 +36,8 @@ class WizardDialogPage {
 
   /// Puts `control` on the list and returns it.
   ToolkitControl* Add(ToolkitControl* control);
-  ToolkitControl* AddPicture(ToolkitImage* image);
+  /// The side picture, in the place that it has on every page.
+  void AddPicture(ToolkitImage* image);
 
  private:
   ToolkitView* view_;
@@ -42,10 +48,6 @@ class WizardDialogPage {
 class MessagePage : public WizardDialogPage {
  public:
   MessagePage(ToolkitView* view, ToolkitImage* image, const stdx::u16string& text);
-
- private:
-  ToolkitControl* picture_;
-  ToolkitControl* text_;
 };
 
 /// A text and the offer to open the description of the product.
@@ -72,11 +74,7 @@ class DirSelectPage : public WizardDialogPage {
   void Browse();
 
  private:
-  ToolkitControl* picture_;
-  ToolkitControl* prompt_;
-  ToolkitControl* caption_;
   ToolkitControl* path_;
-  ToolkitControl* browse_;
 };
 
 /// How far the installation has come.

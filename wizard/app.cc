@@ -1,0 +1,37 @@
+#include "wizard/app.h"
+
+#include "core/text.h"
+#include "l10n/language.h"
+#include "l10n/string_table.h"
+#include "wizard/installer_dlg.h"
+#include "wizard/message.h"
+
+namespace quarn {
+namespace {
+
+/// For the case that there is no controller that could tell it.
+void TellFailure(const CInstallerApp& app, bool silent, Toolkit& toolkit) noexcept {
+  try {
+    if (!toolkit.SetUpApplication(app.argc, app.argv, silent)) return;
+    ShowError(toolkit, nullptr, "IDS_INSTALL_ERROR");
+  } catch (...) {  // NOLINT(bugprone-empty-catch): there is no further way to tell it
+  }
+}
+
+}  // namespace
+
+void Run(CInstallerApp& app, Toolkit& toolkit) noexcept {
+  StartOptions options;
+  try {
+    options = SelectLanguage(app.argc, app.argv, [&toolkit] { return toolkit.LocaleIdentifier(); });
+    app.language_id = options.language_id;
+    app.title = LoadString("IDR_MAINFRAME");
+    CInstallerDlg controller(app.argc, app.argv, options.silent, ToNarrow(app.title),
+                             options.language_code, options.use_current_directory, toolkit);
+    controller.RunWizard();
+  } catch (...) {
+    TellFailure(app, options.silent, toolkit);
+  }
+}
+
+}  // namespace quarn

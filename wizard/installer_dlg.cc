@@ -1,0 +1,361 @@
+#include "wizard/installer_dlg.h"
+
+#include <utility>
+
+#include "config/template_dirs.h"
+#include "core/dir_scan.h"
+#include "core/shell.h"
+#include "core/text.h"
+#include "kit/kit_location.h"
+#include "kit/records.h"
+#include "l10n/string_table.h"
+
+namespace quarn {
+namespace {
+
+// The final pages speak Russian whatever the language of the wizard: these two texts are part of
+// the product and stand in no table.
+constexpr const char16_t* kSuccessText = u"Конфигурация успешно установлена.";
+constexpr const char16_t* kErrorText =
+    u"В процессе установки произошла ошибка. Установка прервана. Каталог шаблонов не изменен.";
+
+constexpr const char16_t* kFallbackLanguage = u"en";
+
+bool EndsInSeparator(const stdx::u16string& path) {
+  return path.ends_with(u'/') || path.ends_with(u'\\');
+}
+
+stdx::u16string OrText(const stdx::u16string& text, const char* default_id) {
+  return text.empty() ? LoadString(default_id) : text;
+}
+
+bool IsFile(const stdx::u16string& path) {
+  DirScan scan;
+  return FindFirst(scan, path) && (GetAttributes(scan) & kDirectoryAttribute) == 0;
+}
+
+}  // namespace
+
+CInstallerDlg::CInstallerDlg(int argc, char** argv, bool silent, const stdx::string& title,
+                             const stdx::u16string& language, bool useCwd, Toolkit& toolkit)
+    : m_toolkit(toolkit),
+      m_silent(silent),
+      m_language(language),
+      m_useCwd(useCwd),
+      m_argc(argc),
+      m_argv(argv),
+      m_title(title) {
+  PostStatus(&m_processData, 0, LoadString("IDS_PREPARECOPY"), 0);
+  m_isSetUp = m_toolkit.SetUpApplication(m_argc, m_argv, m_silent);
+}
+
+CInstallerDlg::~CInstallerDlg() = default;
+
+/// Runs `step`; an exception ends it in a message.
+template <class Step>
+void CInstallerDlg::Guard(Step step, const char* error_id) noexcept {
+  try {
+    step();
+  } catch (...) {
+    ShowError(m_toolkit, this, error_id);
+  }
+}
+
+void CInstallerDlg::RunWizard() noexcept {
+  if (!m_isSetUp || !Prepare()) return;
+  Guard([this] {
+    CreateControls();
+    ShowWelcomePage();
+    if (m_silent) {
+      StartInstall();
+    } else {
+      m_toolkit.Run();
+    }
+  });
+}
+
+// --- Preparation ------------------------------------------------------------------------------
+
+bool CInstallerDlg::Prepare() noexcept {
+  const char* error_id = nullptr;
+  try {
+    error_id = FindAndReadKit();
+  } catch (...) {
+    error_id = "IDS_ERROR_DAMAGEDSOURCE";
+    // Whoever fails behind the reader leaves the reader's image.
+    Guard([this] {
+      const stdx::u16string& image = m_installData.image_path();
+      if (!image.empty()) ShellRemoveFile(image);
+    });
+  }
+  if (error_id != nullptr) ShowError(m_toolkit, this, error_id);
+  return error_id == nullptr;
+}
+
+/// The id of the text that tells why the wizard cannot start, or null.
+const char* CInstallerDlg::FindAndReadKit() {
+  m_sourcePath = GetKitPath(m_useCwd);
+  const char* error_id = CheckKitExists(KitExists(m_sourcePath));
+  if (error_id != nullptr) return error_id;
+
+  TemplateDirs dirs = ResolveTemplateDirs();
+  altProfileExists = dirs.altProfileExists;
+  locationsFromAltProfile = dirs.locationsFromAltProfile;
+  m_templateDirs = std::move(dirs.locations);
+  m_targetDir = std::move(dirs.chosen);
+
+  error_id = CheckRoomForImage(GetKitSize(m_sourcePath), GetRoomForImage());
+  if (error_id != nullptr) return error_id;
+  error_id = CheckKitRead(m_installData.Read(m_sourcePath));
+  if (error_id != nullptr) return error_id;
+  // A product whose texts cannot be shown is a damaged kit; found out while there is no window.
+  ToNarrow(WelcomeText());
+  return nullptr;
+}
+
+// --- The window -------------------------------------------------------------------------------
+
+void CInstallerDlg::CreateMainWindow() {
+  m_window = m_toolkit.MakeMainWindow(*this, m_width, m_height, m_title);
+  m_view = m_toolkit.MakeView(m_window);
+}
+
+void CInstallerDlg::CreateControls() {
+  CreateMainWindow();
+  m_toolkit.MakeSeparator(m_view, {10, 310, m_width - 20, 5});
+  const auto make_button = [this](int x, const char* title_id, ButtonAction action) {
+    return m_toolkit.MakeButton(m_view, {x, 320, 80, 30}, ControlText(title_id), action);
+  };
+  m_buttonBack = make_button(230, "IDS_WIZARD_BACK", ButtonAction::kBack);
+  m_buttonNext = make_button(310, "IDS_WIZARD_NEXT", ButtonAction::kNext);
+  m_buttonCancel = make_button(410, "IDS_WIZARD_CANCEL", ButtonAction::kCancel);
+  m_sideImage = m_toolkit.MakeImage(SidePicture());
+  m_toolkit.ShowWindow(m_window);
+}
+
+void CInstallerDlg::SwitchToPage(WizardDialogPage* page) {
+  if (m_currentPage != nullptr) m_currentPage->SetVisible(false);
+  m_currentPage = page;
+  if (page == nullptr) return;
+  page->SetVisible(true);
+  page->OnShow();
+}
+
+void CInstallerDlg::Close() {
+  if (m_view != nullptr) m_toolkit.RemoveView(std::exchange(m_view, nullptr));
+  if (m_window != nullptr) m_toolkit.CloseWindow(m_window);
+}
+
+void CInstallerDlg::ConfirmAndClose() {
+  if (m_confirmCancel) {
+    const std::uint32_t answer =
+        ShowMessage(this, LoadString("IDS_ACCEPT_CANCEL"), kIconQuestion | kButtonsYesNo);
+    if (answer != kResultYes) return;
+  }
+  Close();
+}
+
+std::uint32_t CInstallerDlg::ShowMessage(const CWnd* owner, const stdx::u16string& text,
+                                         std::uint32_t flags) {
+  return quarn::ShowMessage(m_toolkit, owner, ToNarrow(text), flags);
+}
+
+// --- Buttons and keys -------------------------------------------------------------------------
+
+void CInstallerDlg::OnBack() noexcept {
+  if (m_page != kStateDirectory) return;
+  Guard([this] { ShowWelcomePage(); });
+}
+
+void CInstallerDlg::OnNext() noexcept {
+  if (m_view == nullptr) return;  // the window is closed: nothing begins any more
+  Guard([this] {
+    switch (m_page) {
+      case kStateWelcome:
+        ShowDirectoryPage();
+        break;
+      case kStateDirectory:
+        TakeDirectory();
+        break;
+      case kStateSuccess:
+        // A name that cannot be expressed is the kit's fault, and no reason to stay open.
+        Guard([this] { OpenDescription(); }, "IDS_ERROR_DAMAGEDSOURCE");
+        Close();
+        break;
+      case kStateError:
+        Close();
+        break;
+      case kStateConstructed:
+      case kStateInstalling:
+        break;
+    }
+  });
+}
+
+void CInstallerDlg::OnCancel() noexcept {
+  if (m_page == kStateInstalling) {
+    // The running pass goes on to its end, and the progress loop with it.
+    m_thread.RequestStop();
+    return;
+  }
+  Guard([this] { ConfirmAndClose(); });
+}
+
+void CInstallerDlg::OnEscape() noexcept {
+  // In every state, so that during an installation the worker is not even asked to stop.
+  Guard([this] { ConfirmAndClose(); });
+}
+
+void CInstallerDlg::OnBrowse() noexcept {
+  if (m_dirPage == nullptr) return;
+  Guard([this] { m_dirPage->Browse(); });
+}
+
+// --- Welcome and directory --------------------------------------------------------------------
+
+void CInstallerDlg::ShowWelcomePage() {
+  if (m_welcomePage == nullptr) {
+    m_welcomePage = std::make_unique<MessagePage>(m_view, m_sideImage, WelcomeText());
+  }
+  if (m_silent) {
+    m_toolkit.SetVisible(m_buttonBack, false);
+    m_toolkit.SetVisible(m_buttonNext, false);
+  } else {
+    m_toolkit.SetEnabled(m_buttonBack, false);
+  }
+  m_page = kStateWelcome;
+  SwitchToPage(m_welcomePage.get());
+}
+
+stdx::u16string CInstallerDlg::WelcomeText() const {
+  // A product that does not speak the wizard's language is not introduced in another one.
+  const config::ProductInfo* const found = FindProduct(m_installData.products(), m_language);
+  const config::ProductInfo product = found != nullptr ? *found : config::ProductInfo();
+  return LoadString("IDS_WELCOME_TITLE") + u" " + OrText(product.name, "IDS_DEFPRODUCT") + u" (" +
+         OrText(product.provider, "IDS_DEFPROVIDER") + u").";
+}
+
+void CInstallerDlg::ShowDirectoryPage() {
+  if (m_dirPage == nullptr) m_dirPage = std::make_unique<DirSelectPage>(m_view, m_sideImage);
+  m_dirPage->SetPath(m_targetDir);
+  m_toolkit.SetEnabled(m_buttonBack, true);
+  m_toolkit.SetEnabled(m_buttonNext, true);
+  m_page = kStateDirectory;
+  SwitchToPage(m_dirPage.get());
+}
+
+void CInstallerDlg::TakeDirectory() {
+  stdx::u16string directory;
+  try {
+    directory = m_dirPage->GetPath();
+    // Asked here and not by the installation, whose failures cost directories.
+    ToNarrow(directory);
+  } catch (...) {
+    ShowError(m_toolkit, this, "IDS_SETUP_EMPTYTARGET");
+    return;
+  }
+  directory.replace_all(u"\\", u"/");
+  if (directory.empty()) {
+    ShowMessage(this, LoadString("IDS_SETUP_EMPTYTARGET"), kButtonsOk);
+    return;
+  }
+  m_targetDir = directory;
+  StartInstall();
+}
+
+// --- Installation -----------------------------------------------------------------------------
+
+void CInstallerDlg::StartInstall() {
+  if (m_progressPage == nullptr) {
+    m_progressPage = std::make_unique<ProgressPage>(m_view, m_width - 20);
+  }
+  m_toolkit.SetEnabled(m_buttonBack, false);
+  m_toolkit.SetEnabled(m_buttonNext, false);
+  SetJob(&m_processData, &m_installData, m_targetDir);
+  SwitchToPage(m_progressPage.get());
+  m_page = kStateInstalling;
+
+  m_thread.Start(&m_processData);
+  if (m_thread.creation_result() != 0) {
+    PostStatus(&m_processData, static_cast<std::uint32_t>(m_thread.creation_result()),
+               LoadString("IDS_INSTALL_ERROR"), 0);
+  }
+
+  // Polls as fast as it can: the window stays alive and the bar follows the worker at once. A
+  // worker that failed starts over at once too, so what a slow turn reads may be its next pass.
+  InstallStatus status;
+  do {
+    status = GetStatus(&m_processData);
+    m_progressPage->SetProgress(status.percent);
+    if (m_toolkit.PumpEvent(m_buttonCancel)) status.code = kErrorCancelled;
+  } while (status.code == 0 && status.percent < 100);
+
+  // The worker is left to itself; it ends with the controller. Each step is guarded by itself,
+  // because none of them may keep the next one from being done.
+  if (status.code != 0) {
+    Guard([&] { ShowMessage(this, status.message, kIconError | kButtonsOk); });
+    Guard([this] { ShowErrorPage(); });
+  } else {
+    Guard([this] { ShowSuccessPage(); });
+    Guard([this] { RecordTargetDirectory(); });
+  }
+}
+
+void CInstallerDlg::RecordTargetDirectory() {
+  stdx::u16string directory = m_targetDir;
+  if (EndsInSeparator(directory)) directory.pop_back();
+  RecordTemplateDir(directory, m_templateDirs, locationsFromAltProfile, altProfileExists);
+}
+
+// --- Final pages ------------------------------------------------------------------------------
+
+// Buttons first: the wizard can then be finished also where the locale has no room for the text. A
+// window that was closed during the installation gets no page any more.
+
+void CInstallerDlg::ShowSuccessPage() {
+  m_page = kStateSuccess;
+  SetFinishButtons();
+  if (m_successPage == nullptr && m_view != nullptr) {
+    m_successPage = std::make_unique<SuccessFinalPage>(m_view, m_sideImage, kSuccessText);
+  }
+  SwitchToPage(m_successPage.get());
+}
+
+void CInstallerDlg::ShowErrorPage() {
+  m_page = kStateError;
+  SetFinishButtons();
+  if (m_errorPage == nullptr && m_view != nullptr) {
+    m_errorPage = std::make_unique<MessagePage>(m_view, m_sideImage, kErrorText);
+  }
+  SwitchToPage(m_errorPage.get());
+}
+
+void CInstallerDlg::SetFinishButtons() {
+  m_toolkit.SetEnabled(m_buttonNext, true);
+  m_toolkit.SetEnabled(m_buttonCancel, false);
+  m_toolkit.SetVisible(m_buttonBack, false);
+  // A silent run never shows it.
+  if (!m_silent) m_toolkit.SetVisible(m_buttonNext, true);
+  m_toolkit.SetText(m_buttonNext, ControlText("IDS_WIZARD_FINISH"));
+}
+
+stdx::u16string CInstallerDlg::DescriptionFile() const {
+  const std::vector<config::ProductInfo>& products = m_installData.products();
+  const config::ProductInfo* product = FindProduct(products, m_language);
+  if (product == nullptr || product->description.empty()) {
+    product = FindProduct(products, kFallbackLanguage);
+  }
+  return product != nullptr ? product->description : stdx::u16string();
+}
+
+void CInstallerDlg::OpenDescription() {
+  // There is no page where its text could not be shown.
+  if (m_successPage == nullptr || !m_successPage->IsOpenChecked()) return;
+  stdx::u16string directory = m_targetDir;
+  if (!directory.empty() && !EndsInSeparator(directory)) directory += u'/';
+  stdx::u16string path = ConcatPath(directory, DescriptionFile().c_str());
+  path.replace_all(u"\\", u"/");
+  if (IsFile(path)) RunShellCommand("open \"" + ToNarrow(path) + "\" 2>/dev/null");
+}
+
+}  // namespace quarn
