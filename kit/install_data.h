@@ -43,6 +43,7 @@ class InstallData {
   /// and shell operations. On failure no file record and no image is left; other exceptions
   /// (memory, a path that the locale cannot express) pass through, and leave none either.
   std::uint32_t Read(const stdx::u16string& kit_path) {
+    CloseImage();
     try {
       MakeImage(kit_path);
       ReadTables();
@@ -81,7 +82,8 @@ class InstallData {
     ImageReader<FileSystem> image(image_handle_);
     if (image.ReadU32() == 0) {
       // One product, in English.
-      config::ProductInfo product{.language = stdx::u16string(u"en")};
+      config::ProductInfo product;
+      product.language = u"en";
       product.name = image.ReadText();
       product.provider = image.ReadText();
       product.description = image.ReadText();
