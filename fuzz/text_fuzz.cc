@@ -1,0 +1,43 @@
+// Text conversion both ways: it answers or throws its one exception, what it answers comes back
+// the same, and nothing beyond the given sizes is touched (the sanitizers see to that).
+#include <stdexcept>
+#include <vector>
+
+#include "scratch.h"
+
+#include "core/text.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using quarn::fuzz::Require;
+  quarn::fuzz::Scratch();
+  // Exact allocations, without a terminator behind them.
+  const std::vector<char> bytes(data, data + size);
+  std::vector<char16_t> units(size / 2);
+  for (std::size_t i = 0; i < units.size(); ++i) {
+    units[i] = static_cast<char16_t>(data[2 * i] | data[2 * i + 1] << 8);
+  }
+
+  try {
+    const stdx::u16string text = quarn::ToUtf16(stdx::string(bytes.data(), bytes.size()));
+    Require(text.find(u'\0') == stdx::u16string::npos, "a zero byte ends the text");
+    try {
+      quarn::ToUtf16(quarn::ToNarrow(text));
+    } catch (const std::length_error&) {
+      // A character above U+FFFF was cut to a unit that has no form.
+    }
+  } catch (const std::length_error&) {
+  }
+  try {
+    const stdx::u16string text(units.data(), units.size());
+    Require(quarn::ToUtf16(quarn::ToNarrow(text)) == quarn::UpToZero(text),
+            "what has a narrow form comes back from it");
+    Require(quarn::CompareNoCase(text, text) == 0, "a text equals itself");
+  } catch (const std::length_error&) {
+  }
+
+  std::vector<char16_t> few_units(size % 7);
+  quarn::MultibyteToUtf16(bytes.data(), bytes.size(), few_units.data(), few_units.size());
+  std::vector<char> few_bytes(size % 11);
+  quarn::Utf16ToMultibyte(units.data(), units.size(), few_bytes.data(), few_bytes.size());
+  return 0;
+}
