@@ -60,7 +60,7 @@ struct InflateStream : z_stream {
 /// there at all is left for the opening to report.
 bool IsSpecialFile(const stdx::u16string& path) {
   struct stat status;
-  return stat(ToNarrow(UpToZero(path)).c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+  return stat(ToNarrow(path).c_str(), &status) == 0 && !S_ISREG(status.st_mode);
 }
 
 }  // namespace

@@ -1,13 +1,27 @@
 #include "kit/records.h"
 
+#include <stdexcept>
+
 #include "core/text.h"
 
 namespace quarn {
+namespace {
+
+/// A language that the locale cannot express, as only a damaged kit has one, equals no other.
+bool SameLanguage(const stdx::u16string& a, const stdx::u16string& b) {
+  try {
+    return CompareNoCase(a, b) == 0;
+  } catch (const std::length_error&) {
+    return false;
+  }
+}
+
+}  // namespace
 
 const config::ProductInfo* FindProduct(const std::vector<config::ProductInfo>& products,
                                        const stdx::u16string& language) {
   for (const config::ProductInfo& product : products) {
-    if (CompareNoCase(product.language, language) == 0) return &product;
+    if (SameLanguage(product.language, language)) return &product;
   }
   return nullptr;
 }

@@ -1,0 +1,234 @@
+// A file-system policy around another one that logs every call, lets a test look on at each, and
+// makes the n-th call of an operation fail.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <new>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/basic_string.h"
+#include "core/file.h"
+
+namespace quarn::testing {
+
+enum class Op {
+  kFileOpen,
+  kFileRead,
+  kFileWrite,
+  kFileSeek,
+  kFileClose,
+  kFileGetTimes,
+  kFileSetWriteTime,
+  kFileTruncate,
+  kFindFirst,
+  kFindNext,
+  kMakeDirectory,
+  kRemoveTree,
+  kMove,
+  kRemoveFile,
+  kGetTempDirectory,
+  kCreateTempFile,
+};
+
+/// What a call does instead of its work.
+struct Fault {
+  enum class Kind {
+    kCode,         ///< answers `code`, which is the last error too; a seek answers its failure
+    kShort,        ///< moves half of the bytes that it was asked to
+    kNothing,      ///< moves no byte
+    kFailedWrite,  ///< answers 0 with 0xFFFFFFFF bytes, as a write to a full disk
+    kLengthError,  ///< throws what a name throws that the locale cannot express
+    kNoMemory,     ///< throws std::bad_alloc
+    kRun,          ///< does its work, after `action`
+  };
+  Kind kind = Kind::kCode;
+  std::uint32_t code = 0;
+  std::function<void()> action = {};
+};
+
+inline Fault Code(std::uint32_t code) { return {Fault::Kind::kCode, code}; }
+inline Fault Meanwhile(std::function<void()> action) {
+  return {Fault::Kind::kRun, 0, std::move(action)};
+}
+
+/// What the calls of every faulty policy are measured by. A fixture clears it. Not locked: look at
+/// it while no other thread calls.
+class FaultScript {
+ public:
+  struct Call {
+    Op op;
+    std::u16string path;      ///< the first path, where there is one
+    std::uint32_t count = 0;  ///< of bytes, where the call names one
+  };
+
+  static FaultScript& Get() {
+    static FaultScript script;
+    return script;
+  }
+
+  void Clear() { *this = FaultScript(); }
+  /// The `nth` call of `op` from now on, counted from 1, does `fault`.
+  void On(Op op, int nth, Fault fault) { faults_[{op, Count(op) + nth}] = std::move(fault); }
+  /// Every call of `op` does `fault`.
+  void OnEvery(Op op, Fault fault) { faults_[{op, 0}] = std::move(fault); }
+  /// Called before each call.
+  void Observe(std::function<void(const Call&)> observer) { observer_ = std::move(observer); }
+
+  const std::vector<Call>& calls() const { return calls_; }
+  int Count(Op op) const {
+    return static_cast<int>(std::count_if(calls_.begin(), calls_.end(),
+                                          [&](const Call& call) { return call.op == op; }));
+  }
+  /// The paths of the calls of `op`.
+  std::vector<std::u16string> Paths(Op op) const {
+    std::vector<std::u16string> paths;
+    for (const Call& call : calls_) {
+      if (call.op == op) paths.push_back(call.path);
+    }
+    return paths;
+  }
+
+  // For the policy.
+  std::optional<Fault> Enter(Op op, std::u16string_view path, std::uint32_t count) {
+    calls_.push_back({op, std::u16string(path), count});
+    if (observer_) observer_(calls_.back());
+    auto found = faults_.find({op, Count(op)});
+    if (found == faults_.end()) found = faults_.find({op, 0});
+    if (found == faults_.end()) return {};
+    const Fault fault = found->second;
+    switch (fault.kind) {
+      case Fault::Kind::kLengthError:
+        throw std::length_error("basic_string");
+      case Fault::Kind::kNoMemory:
+        throw std::bad_alloc();
+      case Fault::Kind::kRun:
+        fault.action();
+        return {};
+      default:
+        last_error = fault.kind == Fault::Kind::kCode ? fault.code : 0;
+        return fault;
+    }
+  }
+  std::optional<std::uint32_t> last_error;
+
+ private:
+  std::vector<Call> calls_;
+  std::map<std::pair<Op, int>, Fault> faults_;
+  std::function<void(const Call&)> observer_;
+};
+
+template <class Base>
+struct FaultyFileSystem {
+  using Scan = typename Base::Scan;
+  using Text = stdx::u16string;
+  static constexpr bool kRestoresOnRollback = Base::kRestoresOnRollback;
+  static constexpr bool kReadsAhead = Base::kReadsAhead;
+
+  static std::uint32_t FileOpen(const Text& path, std::uint32_t access, std::uint32_t share_mode,
+                                std::uint32_t disposition, std::uint32_t flags,
+                                FileHandle* handle) {
+    if (const auto fault = Enter(Op::kFileOpen, path)) return fault->code;
+    return Base::FileOpen(path, access, share_mode, disposition, flags, handle);
+  }
+  static std::uint32_t FileRead(FileHandle handle, void* buffer, std::uint32_t count,
+                                std::uint32_t* bytes_read, void* context) {
+    if (const auto fault = Enter(Op::kFileRead, {}, count)) {
+      *bytes_read = 0;
+      if (fault->kind == Fault::Kind::kCode) return fault->code;
+      if (fault->kind == Fault::Kind::kNothing) return 0;
+      count /= 2;
+    }
+    return Base::FileRead(handle, buffer, count, bytes_read, context);
+  }
+  static std::uint32_t FileWrite(FileHandle handle, const void* buffer, std::uint32_t count,
+                                 std::uint32_t* bytes_written, void* context) {
+    if (const auto fault = Enter(Op::kFileWrite, {}, count)) {
+      *bytes_written = fault->kind == Fault::Kind::kFailedWrite ? 0xFFFFFFFF : 0;
+      if (fault->kind != Fault::Kind::kShort) return fault->code;
+      count /= 2;
+    }
+    return Base::FileWrite(handle, buffer, count, bytes_written, context);
+  }
+  static std::uint32_t FileSeek(FileHandle handle, std::int64_t distance, std::int64_t* high,
+                                std::uint32_t method) {
+    if (Enter(Op::kFileSeek, {}, static_cast<std::uint32_t>(distance))) {
+      if (high != nullptr) *high = FILE_SEEK_FAILED;
+      return FILE_SEEK_FAILED;
+    }
+    return Base::FileSeek(handle, distance, high, method);
+  }
+  static std::uint32_t FileClose(FileHandle handle) {
+    const auto fault = Enter(Op::kFileClose);
+    const std::uint32_t code = Base::FileClose(handle);
+    return fault ? fault->code : code;
+  }
+  static std::uint32_t FileGetTimes(FileHandle handle, std::uint64_t* creation,
+                                    std::uint64_t* last_access, std::uint64_t* last_write) {
+    if (const auto fault = Enter(Op::kFileGetTimes)) return fault->code;
+    return Base::FileGetTimes(handle, creation, last_access, last_write);
+  }
+  static std::uint32_t FileSetWriteTime(FileHandle handle, const std::uint64_t* creation,
+                                        const std::uint64_t* last_access,
+                                        const std::uint64_t* last_write) {
+    if (const auto fault = Enter(Op::kFileSetWriteTime)) return fault->code;
+    return Base::FileSetWriteTime(handle, creation, last_access, last_write);
+  }
+  static std::uint32_t FileTruncate(FileHandle handle) {
+    if (const auto fault = Enter(Op::kFileTruncate)) return fault->code;
+    return Base::FileTruncate(handle);
+  }
+  static std::uint32_t FileGetLastError() {
+    return FaultScript::Get().last_error.value_or(Base::FileGetLastError());
+  }
+
+  static bool FileExists(const Text& path) { return Base::FileExists(path); }
+  static bool FindFirst(Scan& scan, const Text& pattern) {
+    return !Enter(Op::kFindFirst, pattern) && Base::FindFirst(scan, pattern);
+  }
+  static bool FindNext(Scan& scan) { return !Enter(Op::kFindNext) && Base::FindNext(scan); }
+  static Text GetName(const Scan& scan) { return Base::GetName(scan); }
+  static std::uint32_t GetAttributes(const Scan& scan) { return Base::GetAttributes(scan); }
+  static void CloseScan(Scan& scan) { Base::CloseScan(scan); }
+
+  static std::uint32_t ShellMakeDirectory(const Text& path) {
+    if (const auto fault = Enter(Op::kMakeDirectory, path)) return fault->code;
+    return Base::ShellMakeDirectory(path);
+  }
+  static std::uint32_t ShellRemoveTree(const Text& path) {
+    if (const auto fault = Enter(Op::kRemoveTree, path)) return fault->code;
+    return Base::ShellRemoveTree(path);
+  }
+  static std::uint32_t ShellMove(const Text& from, const Text& to) {
+    if (const auto fault = Enter(Op::kMove, from)) return fault->code;
+    return Base::ShellMove(from, to);
+  }
+  static std::uint32_t ShellRemoveFile(const Text& path) {
+    if (const auto fault = Enter(Op::kRemoveFile, path)) return fault->code;
+    return Base::ShellRemoveFile(path);
+  }
+  static std::uint32_t GetTempDirectory(Text* directory) {
+    if (const auto fault = Enter(Op::kGetTempDirectory)) return fault->code;
+    return Base::GetTempDirectory(directory);
+  }
+  static std::uint32_t CreateTempFile(const Text& directory, const Text& prefix, Text* name) {
+    if (const auto fault = Enter(Op::kCreateTempFile, directory)) return fault->code;
+    return Base::CreateTempFile(directory, prefix, name);
+  }
+
+ private:
+  static std::optional<Fault> Enter(Op op, std::u16string_view path = {}, std::uint32_t count = 0) {
+    FaultScript::Get().last_error.reset();
+    return FaultScript::Get().Enter(op, path, count);
+  }
+};
+
+}  // namespace quarn::testing
