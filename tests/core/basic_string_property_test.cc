@@ -1,0 +1,476 @@
+// Both kinds of string and the standard's, driven by the same random operations. A model that
+// knows the rules of the states, and none of their code, says after every step where each text
+// lies, how large its block is and who shares it.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <list>
+#include <memory>
+#include <random>
+#include <utility>
+#include <vector>
+
+#include "tests/core/units.h"
+
+namespace quarn::testing {
+namespace {
+
+/// What a string must be: its text and, when it lies on the heap, its block, owned as often as the
+/// pointer is.
+template <class S>
+class Model {
+ public:
+  using C = typename S::value_type;
+  using Std = std::basic_string<C>;
+  static constexpr std::size_t kInline = sizeof(C) == 1 ? 24 : 12;
+  static constexpr std::size_t kHeader = sizeof(C) == 1 ? 8 : 4;
+  struct Block {
+    std::size_t capacity;
+  };
+
+  Std text;
+  std::shared_ptr<Block> block;
+
+  /// A string made at once, with exactly the room that it needs.
+  static Model Made(Std text) {
+    Model model;
+    if (text.size() >= kInline) model.NewBlock(kHeader + text.size());
+    model.text = std::move(text);
+    return model;
+  }
+
+  void MakeUnique() {
+    if (block != nullptr && block.use_count() > 1) NewBlock(kHeader + text.size());
+  }
+  void Resize(std::size_t count, bool grow, C unit = C()) {
+    if (block == nullptr) {
+      if (count >= kInline) NewBlock(kHeader + count);
+    } else if (count == 0 || (count < kInline && count <= text.size())) {
+      block = nullptr;
+    } else {
+      MakeUnique();
+      const std::size_t needed = kHeader + count;
+      if (block->capacity < needed) {
+        const std::size_t half_more = block->capacity + block->capacity / 2;
+        NewBlock(Rounded(grow && half_more > needed ? half_more : needed));
+      }
+    }
+    text.resize(count, unit);
+  }
+  void Assign(const Std& source) {
+    if (text.size() >= source.size()) {
+      MakeUnique();
+      Resize(source.size(), false);
+    } else {
+      Resize(source.size(), false);
+      MakeUnique();
+    }
+    text = source;
+  }
+  void Append(const Std& source) {
+    const Std all = text + source;
+    Resize(all.size(), true);
+    MakeUnique();
+    text = all;
+  }
+  void Insert(std::size_t position, const Std& source) {
+    if (source.empty()) return;
+    if (position == text.size()) return Append(source);
+    Std all = text;
+    *this = Made(all.insert(position, source));
+  }
+  void Erase(std::size_t position, std::size_t count) {
+    MakeUnique();
+    Std rest = text;
+    rest.erase(position, count);
+    Resize(rest.size(), false);
+    text = rest;
+  }
+  void Reserve(std::size_t count) {
+    if (block == nullptr) {
+      if (count >= kInline) NewBlock(kHeader + count);
+      return;
+    }
+    MakeUnique();
+    if (block->capacity < kHeader + count) NewBlock(kHeader + count);
+  }
+  std::int64_t ReplaceAll(const Std& pattern, const Std& replacement) {
+    if (pattern.empty()) return 0;
+    Std result;
+    std::int64_t count = 0;
+    std::size_t at = 0;
+    while (at < text.size()) {
+      if (text.compare(at, pattern.size(), pattern) == 0) {
+        result += replacement;
+        at += pattern.size();
+        ++count;
+      } else {
+        result += text[at++];
+      }
+    }
+    if (count == 0) return 0;
+    if (pattern.size() == replacement.size()) {
+      MakeUnique();
+      text = result;
+    } else {
+      *this = Made(result);
+    }
+    return count;
+  }
+
+ private:
+  static std::size_t Rounded(std::size_t capacity) {
+    static constexpr std::size_t kClasses[][2] = {
+        // first size above the class, its step, in bytes
+        {257, 8}, {513, 16}, {1024, 32}, {2048, 64}, {4096, 128}, {8192, 256}, {16384, 512}};
+    std::size_t bytes = capacity * sizeof(C);
+    for (const auto& [end, step] : kClasses) {
+      if (bytes >= end) continue;
+      while (bytes % step != 0) ++bytes;
+      break;
+    }
+    return bytes / sizeof(C);
+  }
+  void NewBlock(std::size_t capacity) { block = std::make_shared<Block>(Block{capacity}); }
+};
+
+template <class S>
+class Drive {
+ public:
+  using C = typename S::value_type;
+  using Std = std::basic_string<C>;
+  using View = std::basic_string_view<C>;
+
+  explicit Drive(std::uint32_t seed) : random_(seed), strings_(kPool), models_(kPool) {}
+
+  void Run(int steps) {
+    for (int i = 0; i < steps && !::testing::Test::HasFailure(); ++i) {
+      Step();
+      Check();
+      if (::testing::Test::HasFailure()) ADD_FAILURE() << "after step " << i << ": " << operation_;
+    }
+  }
+
+  /// The texts at the end, in units of 32 bits, to compare the kinds.
+  std::vector<std::u32string> Texts() const {
+    std::vector<std::u32string> texts;
+    for (const S& string : strings_) texts.emplace_back(string.begin(), string.end());
+    return texts;
+  }
+  /// Every operation has run, and every state was seen.
+  void ExpectCovered() const {
+    EXPECT_THAT(ran_, ::testing::Each(::testing::Gt(0)));
+    EXPECT_GT(shared_seen_, 0);
+    EXPECT_GT(short_heap_seen_, 0);
+    EXPECT_GT(long_seen_, 0);
+  }
+
+ private:
+  static constexpr std::size_t kPool = 6;
+
+  std::size_t Upto(std::size_t last) {
+    return std::uniform_int_distribution<std::size_t>(0, last)(random_);
+  }
+  /// Lengths crowd where the states change, and reach through all size classes.
+  std::size_t Length() {
+    switch (Upto(7)) {
+      case 0:
+        return Upto(3);
+      case 1:
+      case 2:
+        return 10 + Upto(3);
+      case 3:
+      case 4:
+        return 22 + Upto(3);
+      case 5:
+        return Upto(60);
+      case 6:
+        return Upto(600);
+      default:
+        return Upto(4) == 0 ? Upto(20000) : Upto(150);
+    }
+  }
+  C Unit() { return static_cast<C>('a' + Upto(2)); }
+  Std RandomText(std::size_t count) {
+    Std text(count, C());
+    std::ranges::generate(text, [this] { return Unit(); });
+    return text;
+  }
+  /// A part of any string of the pool, so often of the very string that is changed.
+  View Part() {
+    const S& string = strings_[Upto(kPool - 1)];
+    const std::size_t from = Upto(string.size());
+    return View(string.data() + from, Upto(std::min<std::size_t>(string.size() - from, 300)));
+  }
+  bool Often() { return Upto(2) != 0; }
+
+  void Step() {
+    const std::size_t a = Upto(kPool - 1);
+    const std::size_t b = Upto(kPool - 1);
+    S& s = strings_[a];
+    Model<S>& m = models_[a];
+    const std::size_t size = m.text.size();
+    const std::size_t at = Upto(size);
+    if (size > 40000) {
+      s.clear();
+      m.Resize(0, false);
+      return;
+    }
+    const std::size_t which = Upto(std::size(ran_) - 1);
+    ++ran_[which];
+    switch (which) {
+      case 0: {
+        operation_ = "construct";
+        const Std text = RandomText(Length());
+        s = S(text.data(), text.size());
+        m = Model<S>::Made(text);
+        break;
+      }
+      case 1:
+        operation_ = "copy";
+        s = S(strings_[b]);
+        m = Model<S>(models_[b]);
+        break;
+      case 2:
+        operation_ = "copy assign";
+        s = strings_[b];
+        m = models_[b];
+        break;
+      case 3: {
+        operation_ = "move";
+        s = std::move(strings_[b]);
+        if (a != b) m = std::exchange(models_[b], {});
+        break;
+      }
+      case 4:
+        operation_ = "swap";
+        s.swap(strings_[b]);
+        std::swap(m, models_[b]);
+        break;
+      case 5: {
+        operation_ = "assign";
+        const View source = Part();
+        const Std text(source);
+        s.assign(source.data(), source.size());
+        m.Assign(text);
+        break;
+      }
+      case 6: {
+        operation_ = "assign new text";
+        const Std text = RandomText(Length());
+        s = View(text);
+        m.Assign(text);
+        break;
+      }
+      case 7: {
+        operation_ = "append";
+        const View source = Part();
+        const Std text(source);
+        s.append(source.data(), source.size());
+        m.Append(text);
+        break;
+      }
+      case 8: {
+        operation_ = "append a part of another string";
+        const std::size_t from = Upto(models_[b].text.size());
+        const std::size_t count = Upto(40);
+        const Std text = models_[b].text.substr(from, count);
+        s.append(strings_[b], from, count);
+        m.Append(text);
+        break;
+      }
+      case 9: {
+        operation_ = "append units";
+        const std::size_t count = Length();
+        const C unit = Unit();
+        s.append(count, unit);
+        m.Append(Std(count, unit));
+        break;
+      }
+      case 10: {
+        operation_ = "push back";
+        for (std::size_t i = Upto(30); i > 0; --i) {
+          const C unit = Unit();
+          s.push_back(unit);
+          m.Append(Std(1, unit));
+        }
+        break;
+      }
+      case 11: {
+        operation_ = "append a list";
+        const Std text = RandomText(Upto(40));
+        const std::list<C> list(text.begin(), text.end());
+        s.append(list.begin(), list.end());
+        m.Append(text);
+        break;
+      }
+      case 12:
+        operation_ = "pop back";
+        if (size == 0) break;
+        s.pop_back();
+        m.Resize(size - 1, false);
+        break;
+      case 13: {
+        operation_ = "insert";
+        const View source = Part();
+        const Std text(source);
+        s.insert(at, source);
+        m.Insert(at, text);
+        break;
+      }
+      case 14: {
+        operation_ = "erase";
+        const std::size_t count = Often() ? Upto(20) : Upto(size);
+        s.erase(at, count);
+        m.Erase(at, count);
+        break;
+      }
+      case 15: {
+        operation_ = "replace";
+        const std::size_t count = Upto(size - at);
+        const View source = Part();
+        Std text = m.text;
+        text.replace(at, count, Std(source));
+        s.replace(at, count, source);
+        m = Model<S>::Made(text);
+        break;
+      }
+      case 16: {
+        operation_ = "replace all";
+        const Std pattern = RandomText(Upto(3));
+        const Std replacement = Often() ? RandomText(Upto(4)) : RandomText(pattern.size());
+        const std::int64_t count = s.replace_all(pattern, replacement);
+        EXPECT_EQ(count, m.ReplaceAll(pattern, replacement));
+        break;
+      }
+      case 17: {
+        operation_ = "resize";
+        const std::size_t count = Often() ? Length() : Upto(size);
+        const C unit = Unit();
+        s.resize(count, unit);
+        m.Resize(count, false, unit);
+        break;
+      }
+      case 18: {
+        operation_ = "reserve";
+        const std::size_t count = Length();
+        s.reserve(count);
+        m.Reserve(count);
+        break;
+      }
+      case 19:
+        operation_ = "clear";
+        s.clear();
+        m.Resize(0, false);
+        break;
+      case 20:
+        operation_ = "write a unit";
+        if (size == 0) break;
+        m.MakeUnique();
+        m.text[at % size] = s[at % size] = Unit();
+        break;
+      case 21: {
+        operation_ = "part";
+        const std::size_t count = Often() ? Upto(30) : size;
+        const std::size_t from = Often() ? 0 : at;
+        Std text = m.text.substr(from, count);
+        s = s.substr(from, count);
+        if (text.size() != size) m = Model<S>::Made(std::move(text));
+        break;
+      }
+      case 22:
+        operation_ = "concatenate";
+        s = s + strings_[b];
+        m = Model<S>::Made(m.text + models_[b].text);
+        break;
+      case 23: {
+        operation_ = "sort";
+        std::ranges::sort(s);
+        m.MakeUnique();
+        std::ranges::sort(m.text);
+        break;
+      }
+      case 24: {
+        operation_ = "refused";
+        EXPECT_THROW(s.erase(size + 1), std::out_of_range);
+        EXPECT_THROW(s.insert(size + 1, View()), std::out_of_range);
+        EXPECT_THROW(s.append(s, size + 1), std::out_of_range);
+        EXPECT_THROW(s.reserve(static_cast<std::size_t>(-1)), std::length_error);
+        break;
+      }
+      default:
+        operation_ = "read";
+        Read(strings_[a], m.text);
+        break;
+    }
+  }
+
+  void Read(const S& s, const Std& model) {
+    const Std text = Often() ? RandomText(Upto(4)) : Std(Part());
+    const View view = text;
+    const std::size_t at = Often() ? Upto(model.size() + 2) : Std::npos;
+    EXPECT_EQ(s.find(view, at), model.find(view, at));
+    EXPECT_EQ(s.find(view), model.find(view));
+    EXPECT_EQ(s.rfind(view, at), model.rfind(view, at));
+    EXPECT_EQ(s.find_first_of(view, at), model.find_first_of(view, at));
+    EXPECT_EQ(s.find_last_of(view, at), model.find_last_of(view, at));
+    EXPECT_EQ(s.find_first_not_of(view, at), model.find_first_not_of(view, at));
+    EXPECT_EQ(s.find_last_not_of(view, at), model.find_last_not_of(view, at));
+    EXPECT_EQ(s.starts_with(view), model.starts_with(view));
+    EXPECT_EQ(s.ends_with(view), model.ends_with(view));
+    EXPECT_EQ(s.compare(view) <=> 0, model.compare(view) <=> 0);
+    EXPECT_EQ(s <=> view, View(model) <=> view);
+    EXPECT_EQ(s == view, model == view);
+    if (at <= model.size()) {
+      EXPECT_EQ(s.substr(at, 7).view(), View(model).substr(at, 7));
+      EXPECT_EQ(s.compare(at, 7, view) <=> 0, model.compare(at, 7, view) <=> 0);
+    }
+  }
+
+  void Check() {
+    for (std::size_t i = 0; i < kPool; ++i) {
+      const S& s = strings_[i];
+      const Model<S>& m = models_[i];
+      SCOPED_TRACE(::testing::Message() << operation_ << ": string " << i);
+      EXPECT_TRUE(s.view() == m.text);
+      EXPECT_EQ(s.size(), m.text.size());
+      EXPECT_EQ(s.data()[s.size()], C());
+      const bool heap = m.block != nullptr;
+      EXPECT_EQ(s.mode(), heap ? Model<S>::kInline : m.text.size());
+      EXPECT_EQ(s.block_capacity(), heap ? m.block->capacity : 0);
+      EXPECT_EQ(s.use_count(), static_cast<std::uint64_t>(m.block.use_count()));
+      for (std::size_t j = 0; j < i; ++j) {
+        EXPECT_EQ(s.data() == std::as_const(strings_[j]).data(),
+                  heap && m.block == models_[j].block);
+      }
+      shared_seen_ += heap && m.block.use_count() > 2;
+      short_heap_seen_ += heap && m.text.size() < Model<S>::kInline;
+      long_seen_ += heap && m.block->capacity * sizeof(C) > 16384;
+    }
+  }
+
+  std::mt19937 random_;
+  std::vector<S> strings_;
+  std::vector<Model<S>> models_;
+  const char* operation_ = "";
+  int ran_[26] = {};
+  int shared_seen_ = 0, short_heap_seen_ = 0, long_seen_ = 0;
+};
+
+class BasicStringProperty : public ScratchTest {};
+
+TEST_F(BasicStringProperty, RandomOperationsKeepTextTerminatorModeRoomAndOwnersAsTheRulesSay) {
+  const std::uint32_t seed = Seed();
+  Drive<stdx::string> narrow(seed);
+  narrow.Run(20000);
+  ASSERT_FALSE(HasFailure()) << "narrow";
+  Drive<stdx::u16string> utf16(seed);
+  utf16.Run(20000);
+  ASSERT_FALSE(HasFailure()) << "utf16";
+  EXPECT_EQ(narrow.Texts(), utf16.Texts());
+  narrow.ExpectCovered();
+  utf16.ExpectCovered();
+}
+
+}  // namespace
+}  // namespace quarn::testing
