@@ -1,0 +1,42 @@
+// How a run of the tool ends: the exit codes, and the exception that carries a failure from where
+// it is found to the one place that reports it.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+namespace quarn::tpk {
+
+enum class ExitCode {
+  kFine = 0,
+  kUsage = 1,        ///< the command line or the manifest is wrong, or something is in the way
+  kBadKit = 2,       ///< a kit is damaged or dangerous, or a comparison found a difference
+  kInputOutput = 3,  ///< a file or directory cannot be read or written
+  kCancelled = 4,    ///< interrupted by a signal
+};
+
+/// The end of a run, to be reported once. Texts are UTF-8.
+class Failure : public std::runtime_error {
+ public:
+  /// `code` is a short name for programs ("no-such-kit"); `hint` tells what to do, if that helps.
+  Failure(ExitCode exit_code, std::string code, const std::string& message, std::string hint = {})
+      : std::runtime_error(message),
+        exit_code_(exit_code),
+        code_(std::move(code)),
+        hint_(std::move(hint)) {}
+
+  ExitCode exit_code() const noexcept { return exit_code_; }
+  const std::string& code() const noexcept { return code_; }
+  const std::string& hint() const noexcept { return hint_; }
+
+ private:
+  ExitCode exit_code_;
+  std::string code_;
+  std::string hint_;
+};
+
+/// An input or output failure with the reason that `error_number` (an errno) gives.
+Failure SystemFailure(const std::string& what, int error_number);
+
+}  // namespace quarn::tpk

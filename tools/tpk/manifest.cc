@@ -1,0 +1,329 @@
+#include "tools/tpk/manifest.h"
+
+#include <fmt/format.h>
+#include <toml++/toml.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <fstream>
+#include <initializer_list>
+#include <iterator>
+#include <numeric>
+#include <utility>
+
+#include "core/text.h"
+#include "tools/tpk/failure.h"
+#include "tools/tpk/format.h"
+#include "tools/tpk/utf.h"
+
+namespace quarn::tpk {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kMaxManifestSize = 1 << 20;
+
+class Reader {
+ public:
+  explicit Reader(std::string file) : file_(std::move(file)) {}
+
+  Manifest Read(const toml::table& root, const fs::path& directory) {
+    KnownKeys(root, "the manifest", {"format", "kit", "product", "files", "time"});
+    ReadFormat(root);
+    manifest_.root = directory;
+    if (const toml::table* kit = Table(root, "kit")) ReadKit(*kit, directory);
+    ForEachTable(root, "product", [this](const toml::table& product) { ReadProduct(product); });
+    CheckProducts(root);
+    if (const toml::table* files = Table(root, "files")) ReadFiles(*files);
+    ForEachTable(root, "time", [this](const toml::table& rule) { ReadTimeRule(rule); });
+    return std::move(manifest_);
+  }
+
+  void Report(const toml::source_position& at, std::string_view problem,
+              std::string_view suggestion) {
+    problems_ += fmt::format("{}{}:{}:{}: {}{}{}", problems_.empty() ? "" : "\n", file_, at.line,
+                             at.column, problem, suggestion.empty() ? "" : "; ", suggestion);
+  }
+
+  void ThrowProblems() const {
+    if (!problems_.empty()) throw Failure(ExitCode::kUsage, "manifest", problems_);
+  }
+
+ private:
+  void Report(const toml::node& node, std::string_view problem, std::string_view suggestion) {
+    Report(node.source().begin, problem, suggestion);
+  }
+
+  void KnownKeys(const toml::table& table, const char* where,
+                 std::initializer_list<const char*> known) {
+    for (const auto& [key, value] : table) {
+      if (std::find(known.begin(), known.end(), key.str()) != known.end()) continue;
+      const std::vector<std::string> words(known.begin(), known.end());
+      const std::optional<std::string> meant = ClosestWord(key.str(), words);
+      Report(key.source().begin, fmt::format("{} has no key \"{}\"", where, Printable(key.str())),
+             meant ? fmt::format("did you mean \"{}\"?", *meant)
+                   : fmt::format("it may have {}", fmt::join(known, ", ")));
+    }
+  }
+
+  const toml::table* Table(const toml::table& in, const char* key) {
+    const toml::node* const node = in.get(key);
+    if (node != nullptr && !node->is_table()) {
+      Report(*node, fmt::format("\"{}\" must be a table", key), fmt::format("write [{}]", key));
+      return nullptr;
+    }
+    return node == nullptr ? nullptr : node->as_table();
+  }
+
+  template <class Visit>
+  void ForEachTable(const toml::table& in, const char* key, Visit visit) {
+    const toml::node* const node = in.get(key);
+    if (node == nullptr) return;
+    const auto suggestion = fmt::format("write [[{}]]", key);
+    if (!node->is_array()) {
+      return Report(*node, fmt::format("\"{}\" must be a list of tables", key), suggestion);
+    }
+    for (const toml::node& item : *node->as_array()) {
+      if (const toml::table* const table = item.as_table()) {
+        visit(*table);
+      } else {
+        Report(item, fmt::format("\"{}\" must be a list of tables", key), suggestion);
+      }
+    }
+  }
+
+  /// The text at `key`; null where there is none or it is no text, which is reported.
+  const toml::value<std::string>* String(const toml::table& in, const char* key,
+                                         const char* example) {
+    const toml::node* const node = in.get(key);
+    if (node == nullptr) return nullptr;
+    if (!node->is_string()) {
+      Report(*node, fmt::format("\"{}\" must be a text", key),
+             fmt::format("for example {} = \"{}\"", key, example));
+      return nullptr;
+    }
+    return node->as_string();
+  }
+
+  stdx::u16string Text(const toml::table& in, const char* key, const char* example) {
+    const toml::value<std::string>* const value = String(in, key, example);
+    if (value == nullptr) return {};
+    // The parser has let nothing pass that is no UTF-8.
+    return Utf16FromUtf8(value->get()).value_or(stdx::u16string());
+  }
+
+  std::optional<std::uint64_t> Time(const toml::table& in, const char* key) {
+    const toml::node* const node = in.get(key);
+    if (node == nullptr) return std::nullopt;
+    std::optional<std::uint64_t> ticks;
+    if (const auto* const text = node->as_string()) {
+      ticks = ParseTime(text->get());
+    } else if (const auto* const date = node->as_date()) {
+      ticks = ParseTime(
+          fmt::format("{:04}-{:02}-{:02}", date->get().year, date->get().month, date->get().day));
+    } else if (const auto* const moment = node->as_date_time();
+               moment != nullptr && moment->get().offset && moment->get().offset->minutes == 0) {
+      const auto& [day, time, offset] = moment->get();
+      ticks = ParseTime(
+          fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", day.year, day.month, day.day,
+                      time.hour, time.minute, time.second) +
+          (time.nanosecond / 100 != 0 ? fmt::format(".{:07}Z", time.nanosecond / 100) : "Z"));
+    }
+    if (!ticks) {
+      Report(*node, fmt::format("\"{}\" must be a time in UTC from 1601 on", key),
+             fmt::format("for example {} = \"2024-05-06T08:00:00Z\"", key));
+    }
+    return ticks;
+  }
+
+  void ReadFormat(const toml::table& root) {
+    const toml::node* const format = root.get("format");
+    if (format == nullptr) {
+      return Report(toml::source_position{1, 1}, "the manifest does not say its format",
+                    fmt::format("begin it with format = {}", kManifestFormat));
+    }
+    if (format->value<std::int64_t>() != kManifestFormat) {
+      Report(*format, fmt::format("this tpk reads manifests of format {} only", kManifestFormat),
+             fmt::format("write format = {}, or take a newer tpk", kManifestFormat));
+    }
+  }
+
+  void ReadKit(const toml::table& kit, const fs::path& directory) {
+    KnownKeys(kit, "[kit]", {"form", "root", "compression", "time"});
+    if (const auto* const form = String(kit, "form", "table")) {
+      manifest_.single_product = form->get() == "single";
+      if (form->get() != "single" && form->get() != "table") {
+        Report(*form, fmt::format("there is no form \"{}\"", Printable(form->get())),
+               "write \"table\" for products in several languages, \"single\" for one in English");
+      }
+    }
+    if (const auto* const root = String(kit, "root", "files")) {
+      manifest_.root = directory / root->get();
+      std::error_code ignored;
+      if (!fs::is_directory(manifest_.root, ignored)) {
+        Report(*root, fmt::format("there is no folder \"{}\"", Printable(root->get())),
+               "it is looked for beside the manifest");
+      }
+    }
+    if (const toml::node* const level = kit.get("compression")) {
+      const std::optional<std::int64_t> value = level->value_exact<std::int64_t>();
+      if (!value || *value < 0 || *value > 9) {
+        Report(*level, "\"compression\" must be a number from 0 to 9",
+               fmt::format("{} is a good one", kDefaultLevel));
+      } else {
+        manifest_.level = static_cast<int>(*value);
+      }
+    }
+    if (const auto ticks = Time(kit, "time")) manifest_.times.push_back({Pattern("**"), *ticks});
+  }
+
+  void ReadProduct(const toml::table& product) {
+    KnownKeys(product, "[[product]]", {"language", "name", "provider", "description"});
+    config::ProductInfo info;
+    info.language = Text(product, "language", "en");
+    if (info.language.empty()) {
+      Report(product, "a product needs a language", "for example language = \"en\"");
+    }
+    for (const config::ProductInfo& other : manifest_.products) {
+      if (CompareNoCase(other.language, info.language) == 0) {
+        Report(product, fmt::format("there is a product for \"{}\" already", Shown(info.language)),
+               "the wizard would only ever show the first one");
+      }
+    }
+    info.name = Text(product, "name", "Brook Ledger");
+    info.provider = Text(product, "provider", "Tarnbridge Paperworks");
+    info.description = Text(product, "description", "docs/about.html");
+    info.description.replace_all(u"/", u"\\");
+    manifest_.products.push_back(std::move(info));
+  }
+
+  void CheckProducts(const toml::table& root) {
+    const toml::node* const products = root.get("product");
+    if (manifest_.single_product &&
+        (manifest_.products.size() != 1 || manifest_.products.front().language != u"en")) {
+      const toml::node* const form = root["kit"]["form"].node();
+      Report(products != nullptr ? *products : *form,
+             "the form \"single\" describes exactly one product, in English",
+             "keep one [[product]] with language = \"en\", or write form = \"table\"");
+    }
+  }
+
+  std::vector<Pattern> Patterns(const toml::table& files, const char* key) {
+    std::vector<Pattern> patterns;
+    const toml::node* const node = files.get(key);
+    if (node == nullptr) return patterns;
+    const toml::array* const list = node->as_array();
+    const auto suggestion = fmt::format("for example {} = [\"*.bak\", \"drafts/\"]", key);
+    if (list == nullptr) {
+      Report(*node, fmt::format("\"{}\" must be a list of patterns", key), suggestion);
+      return patterns;
+    }
+    for (const toml::node& item : *list) {
+      const auto text = item.value_exact<std::string>();
+      if (!text || text->empty()) {
+        Report(item, "a pattern must be a text", suggestion);
+      } else if (text->find('\\') != std::string::npos) {
+        Report(item, fmt::format("the pattern \"{}\" has a backslash", Printable(*text)),
+               "folders are separated by \"/\" in patterns");
+      } else {
+        patterns.emplace_back(*text);
+      }
+    }
+    return patterns;
+  }
+
+  void ReadFiles(const toml::table& files) {
+    KnownKeys(files, "[files]", {"include", "exclude"});
+    manifest_.include = Patterns(files, "include");
+    manifest_.exclude = Patterns(files, "exclude");
+  }
+
+  void ReadTimeRule(const toml::table& rule) {
+    KnownKeys(rule, "[[time]]", {"files", "time"});
+    const auto* const files = String(rule, "files", "docs/**");
+    const std::optional<std::uint64_t> ticks = Time(rule, "time");
+    if (rule.get("files") == nullptr || rule.get("time") == nullptr) {
+      Report(rule, "[[time]] needs a pattern and a time",
+             "for example files = \"docs/**\" and time = \"2024-05-06T08:00:00Z\"");
+    }
+    if (files != nullptr && ticks) manifest_.times.push_back({Pattern(files->get()), *ticks});
+  }
+
+  std::string file_;
+  std::string problems_;
+  Manifest manifest_;
+};
+
+/// How many letters have to be added, removed, replaced or swapped to turn one word into the other.
+std::size_t Distance(std::string_view a, std::string_view b) {
+  std::vector<std::size_t> before;
+  std::vector<std::size_t> last(b.size() + 1);
+  std::iota(last.begin(), last.end(), std::size_t{0});
+  for (std::size_t i = 1; i <= a.size(); ++i) {
+    std::vector<std::size_t> row(b.size() + 1);
+    row[0] = i;
+    for (std::size_t j = 1; j <= b.size(); ++j) {
+      row[j] = std::min({last[j] + 1, row[j - 1] + 1, last[j - 1] + (a[i - 1] != b[j - 1])});
+      if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
+        row[j] = std::min(row[j], before[j - 2] + 1);
+      }
+    }
+    before = std::exchange(last, std::move(row));
+  }
+  return last[b.size()];
+}
+
+}  // namespace
+
+bool Manifest::Takes(std::string_view name) const {
+  const auto matches = [name](const Pattern& pattern) { return pattern.Matches(name); };
+  return (include.empty() || std::any_of(include.begin(), include.end(), matches)) &&
+         std::none_of(exclude.begin(), exclude.end(), matches);
+}
+
+std::optional<std::uint64_t> Manifest::TimeOf(std::string_view name) const {
+  for (auto rule = times.rbegin(); rule != times.rend(); ++rule) {
+    if (rule->files.Matches(name)) return rule->ticks;
+  }
+  return std::nullopt;
+}
+
+Manifest ReadManifest(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::string text(kMaxManifestSize + 1, '\0');
+  in.read(text.data(), static_cast<std::streamsize>(text.size()));
+  if (in.bad() || in.gcount() == 0) {
+    throw SystemFailure("cannot read " + Printable(path.string()), errno);
+  }
+  text.resize(static_cast<std::size_t>(in.gcount()));
+  if (text.size() > kMaxManifestSize) {
+    throw Failure(ExitCode::kUsage, "manifest", Printable(path.string()) + " is no manifest",
+                  "a manifest is a text file of at most 1 MiB");
+  }
+  Reader reader(Printable(path.string()));
+  Manifest manifest;
+  try {
+    manifest = reader.Read(toml::parse(text), path.parent_path());
+  } catch (const toml::parse_error& error) {
+    reader.Report(error.source().begin, error.description(), "");
+  }
+  reader.ThrowProblems();
+  return manifest;
+}
+
+std::optional<std::string> ClosestWord(std::string_view word,
+                                       const std::vector<std::string>& known) {
+  std::optional<std::string> closest;
+  // A word that shares less than about half with what was written only confuses.
+  std::size_t best = word.size() / 3 + 2;
+  for (const std::string& candidate : known) {
+    const std::size_t distance = Distance(word, candidate);
+    if (distance < best && distance < candidate.size()) {
+      best = distance;
+      closest = candidate;
+    }
+  }
+  return closest;
+}
+
+}  // namespace quarn::tpk

@@ -1,0 +1,86 @@
+#include "tools/tpk/output_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <random>
+#include <string>
+#include <utility>
+
+#include "tools/tpk/failure.h"
+
+namespace quarn::tpk {
+namespace {
+
+namespace fs = std::filesystem;
+
+Failure Exists(const fs::path& path) {
+  return Failure(ExitCode::kUsage, "exists", path.string() + " exists already",
+                 "--force replaces it");
+}
+
+std::string Unique() {
+  static std::random_device random;
+  constexpr char kDigits[] = "0123456789abcdefghijklmnopqrstuv";
+  std::string text;
+  for (unsigned bits = random(), i = 0; i < 6; ++i, bits >>= 5) text += kDigits[bits & 31];
+  return text;
+}
+
+}  // namespace
+
+void OutputFile::CheckPlace(const fs::path& path, bool force) {
+  const fs::path directory = path.has_parent_path() ? path.parent_path() : fs::path(".");
+  struct stat status;
+  if (stat(directory.c_str(), &status) != 0) {
+    throw SystemFailure("cannot write to " + directory.string(), errno);
+  }
+  if (lstat(path.c_str(), &status) != 0) return;
+  if (S_ISDIR(status.st_mode)) {
+    throw Failure(ExitCode::kInputOutput, "input-output", path.string() + " is a directory");
+  }
+  if (!force) throw Exists(path);
+}
+
+OutputFile::OutputFile(fs::path path, bool force) : path_(std::move(path)), force_(force) {
+  CheckPlace(path_, force_);
+  do {
+    partial_ = path_.parent_path() / (".tpk-" + Unique());
+    descriptor_ = open(partial_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  } while (descriptor_ == -1 && errno == EEXIST);
+  if (descriptor_ == -1) throw SystemFailure("cannot write " + path_.string(), errno);
+}
+
+OutputFile::~OutputFile() {
+  if (descriptor_ != -1) close(descriptor_);
+  if (!partial_.empty()) unlink(partial_.c_str());
+}
+
+void OutputFile::Write(std::span<const std::byte> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor_, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) throw SystemFailure("cannot write " + path_.string(), errno);
+    bytes = bytes.subspan(static_cast<std::size_t>(written));
+  }
+}
+
+void OutputFile::Commit() {
+  if (close(std::exchange(descriptor_, -1)) != 0) {
+    throw SystemFailure("cannot write " + path_.string(), errno);
+  }
+  // A second name for a file never replaces another one. Not every volume knows second names.
+  if (!force_) {
+    if (link(partial_.c_str(), path_.c_str()) == 0) return;
+    if (errno == EEXIST) throw Exists(path_);
+    CheckPlace(path_, force_);
+  }
+  if (rename(partial_.c_str(), path_.c_str()) != 0) {
+    throw SystemFailure("cannot write " + path_.string(), errno);
+  }
+  partial_.clear();
+}
+
+}  // namespace quarn::tpk
