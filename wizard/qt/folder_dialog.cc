@@ -1,0 +1,34 @@
+#include "wizard/qt/folder_dialog.h"
+
+#include <QDir>
+#include <QFileDialog>
+
+#include "core/text.h"
+#include "l10n/string_table.h"
+#include "wizard/qt/text.h"
+
+namespace quarn {
+namespace {
+
+QString Text(const char* id) { return ToQt(ToNarrow(LoadString(id))); }
+
+}  // namespace
+
+QString FolderDialogTitle() { return Text("IDS_CHOOSEDIR_TITLE"); }
+
+void OpenFolderDialog(QWidget* window, std::function<void(const QString& path)> chosen) {
+  auto* const dialog = new QFileDialog(window, FolderDialogTitle(), QDir::homePath());
+  // Qt's own dialog: those of the desktops offer to make directories.
+  dialog->setOptions(QFileDialog::DontUseNativeDialog | QFileDialog::ShowDirsOnly |
+                     QFileDialog::ReadOnly);
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  dialog->setFileMode(QFileDialog::Directory);
+  dialog->setLabelText(QFileDialog::LookIn, Text("IDS_CHOOSEDIR_FOLDER"));
+  dialog->setLabelText(QFileDialog::FileName, Text("IDS_BROWSE_SELDIR"));
+  dialog->setLabelText(QFileDialog::Accept, Text("IDS_BROWSE_OK"));
+  dialog->setLabelText(QFileDialog::Reject, Text("IDS_BROWSE_CANCEL"));
+  QObject::connect(dialog, &QFileDialog::fileSelected, std::move(chosen));
+  dialog->open();
+}
+
+}  // namespace quarn

@@ -1,0 +1,14 @@
+// The wizard on a Linux desktop. Its exit status is 0 whatever happened.
+#include "wizard/app.h"
+#include "wizard/environment_locale.h"
+#include "wizard/qt/qt_toolkit.h"
+
+int main(int argc, char** argv) {
+  quarn::QtToolkit toolkit(quarn::EnvironmentLocaleIdentifier());
+  quarn::EnsureUtf8Locale();
+  quarn::CInstallerApp app;
+  app.argc = argc;
+  app.argv = argv;
+  quarn::Run(app, toolkit);
+  return 0;
+}

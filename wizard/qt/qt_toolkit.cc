@@ -1,0 +1,373 @@
+#include "wizard/qt/qt_toolkit.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QEventLoop>
+#include <QIcon>
+#include <QImage>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QScopedValueRollback>
+#include <QScreen>
+#include <cstdio>
+#include <cstdlib>
+
+#include "wizard/installer_dlg.h"
+#include "wizard/qt/accessibility.h"
+#include "wizard/qt/folder_dialog.h"
+#include "wizard/qt/look.h"
+#include "wizard/qt/message_dialog.h"
+#include "wizard/qt/text.h"
+#include "wizard/qt/widgets.h"
+
+namespace quarn {
+namespace {
+
+constexpr const char* kNoDisplay =
+    "quarn-setup: no display to show the wizard on: set DISPLAY or WAYLAND_DISPLAY, or install "
+    "silently with -S\n";
+
+/// Qt's names of the platforms to try in turn: those that the user asks for, else those that the
+/// session offers. The last one always opens, for Qt would abort where none does.
+QByteArray PlatformsToTry() {
+  QByteArray platforms = qgetenv("QT_QPA_PLATFORM");
+  if (platforms.isEmpty()) {
+    const bool has_x = !qEnvironmentVariableIsEmpty("DISPLAY");
+    const bool has_wayland = !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+    // This desktop leaves the frame of a Wayland window to its program, where Qt's is a poor one.
+    const bool is_gnome = qgetenv("XDG_CURRENT_DESKTOP").toLower().contains("gnome");
+    if (has_x && has_wayland) {
+      platforms = is_gnome ? "xcb;wayland;" : "wayland;xcb;";
+    } else if (has_x) {
+      platforms = "xcb;";
+    } else if (has_wayland) {
+      platforms = "wayland;";
+    }
+  } else {
+    platforms += ';';
+  }
+  return platforms + "offscreen";
+}
+
+/// Qt's own words about platforms that do not open would only hide ours.
+void DropMessage(QtMsgType type, const QMessageLogContext&, const QString&) {
+  if (type != QtFatalMsg) return;
+  std::fputs(kNoDisplay, stderr);
+  std::_Exit(EXIT_SUCCESS);
+}
+
+void Press(CInstallerDlg& controller, ButtonAction action) {
+  switch (action) {
+    case ButtonAction::kBack:
+      return controller.OnBack();
+    case ButtonAction::kNext:
+      return controller.OnNext();
+    case ButtonAction::kCancel:
+      return controller.OnCancel();
+    case ButtonAction::kBrowse:
+      return controller.OnBrowse();
+  }
+}
+
+QImage Decode(const Picture& picture) {
+  return QImage::fromData(picture.bytes, static_cast<int>(picture.size));
+}
+
+}  // namespace
+
+class QtToolkit::MainWindow : public QWidget, public ToolkitWindow, public HasAccessibleRole {
+ public:
+  MainWindow(CInstallerDlg& controller, QEventLoop& loop)
+      : QWidget(nullptr, Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                             Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint),
+        controller_(controller),
+        loop_(loop) {}
+
+  CInstallerDlg& controller() const { return controller_; }
+  QAccessible::Role accessible_role() const override { return QAccessible::Window; }
+
+ protected:
+  void keyPressEvent(QKeyEvent* event) override {
+    if (event->key() == Qt::Key_Escape) {
+      controller_.OnEscape();
+    } else {
+      QWidget::keyPressEvent(event);
+    }
+  }
+  void closeEvent(QCloseEvent* event) override {
+    QWidget::closeEvent(event);
+    loop_.quit();
+  }
+
+ private:
+  CInstallerDlg& controller_;
+  QEventLoop& loop_;
+};
+
+class QtToolkit::PageView : public QWidget, public ToolkitView, public HasAccessibleRole {
+ public:
+  PageView(MainWindow* window, Toolkit& toolkit)
+      : QWidget(window), ToolkitView{toolkit}, controller_(window->controller()) {}
+
+  CInstallerDlg& controller() const { return controller_; }
+  QAccessible::Role accessible_role() const override { return QAccessible::Pane; }
+
+ private:
+  CInstallerDlg& controller_;
+};
+
+struct QtToolkit::Control : ToolkitControl {
+  QWidget* widget = nullptr;
+  QWidget* labelled = nullptr;  ///< the control that this label stands for
+};
+
+struct QtToolkit::Image : ToolkitImage {
+  QImage image;
+};
+
+/// Looks at the events that the display sends while the wizard pumps them itself.
+class QtToolkit::HitTest : public QObject {
+ public:
+  const QWidget* target = nullptr;
+  const QWidget* window = nullptr;
+  bool hit = false;
+
+  bool eventFilter(QObject* receiver, QEvent* event) override {
+    // Windows get the display's events; their controls get what follows from them.
+    if (target != nullptr && receiver->isWindowType() && event->isSinglePointEvent()) {
+      hit |= Hits(static_cast<const QSinglePointEvent*>(event)->scenePosition());
+    }
+    return false;
+  }
+
+ private:
+  bool Hits(QPointF location) const {
+    if (!window->isAncestorOf(target)) return false;
+    // The location lies in the window already: taking it for one on the screen moves the test by
+    // the window's place there, and so it is meant.
+    const QPointF in_window = window->mapFromGlobal(location);
+    return QRectF(target->rect()).contains(target->mapFrom(window, in_window));
+  }
+};
+
+QtToolkit::QtToolkit(stdx::string locale_identifier)
+    : locale_identifier_(std::move(locale_identifier)) {}
+
+QtToolkit::~QtToolkit() = default;
+
+bool QtToolkit::SetUpApplication(int, char**, bool silent) {
+  // Not the user's arguments: Qt would take some of them for its own. And not the environment,
+  // which the programs that the wizard starts inherit.
+  program_ = "quarn-setup";
+  platforms_ = PlatformsToTry();
+  static char option[] = "-platform";
+  arguments_[0] = program_.data();
+  arguments_[1] = option;
+  arguments_[2] = platforms_.data();
+  const QtMessageHandler handler = qInstallMessageHandler(DropMessage);
+  application_ = std::make_unique<QApplication>(argument_count_, arguments_);
+  qInstallMessageHandler(handler);
+
+  const bool is_offscreen = QGuiApplication::platformName() == "offscreen";
+  if (is_offscreen && !silent && !qgetenv("QT_QPA_PLATFORM").contains("offscreen")) {
+    std::fputs(kNoDisplay, stderr);
+    return false;
+  }
+  to_standard_error_ = is_offscreen && silent;
+
+  QGuiApplication::setQuitOnLastWindowClosed(false);
+  QGuiApplication::setDesktopFileName("quarn-setup");
+  ApplyLook();
+  InstallAccessibility();
+  loop_ = std::make_unique<QEventLoop>();
+  hit_test_ = std::make_unique<HitTest>();
+  application_->installEventFilter(hit_test_.get());
+  return true;
+}
+
+ToolkitWindow* QtToolkit::MakeMainWindow(CInstallerDlg& controller, int width, int height,
+                                         const stdx::string& title) {
+  window_ = std::make_unique<MainWindow>(controller, *loop_);
+  window_->setWindowTitle(ToQt(title));
+  window_->setFixedSize(width, height);
+  QRect place = window_->rect();
+  place.moveCenter(window_->screen()->availableGeometry().center());
+  window_->move(place.topLeft());
+  hit_test_->window = window_.get();
+  return window_.get();
+}
+
+ToolkitView* QtToolkit::MakeView(ToolkitWindow* window) {
+  auto* const main_window = static_cast<MainWindow*>(window);
+  auto& view = views_.emplace_back(std::make_unique<PageView>(main_window, *this));
+  view->setAccessibleName(main_window->windowTitle());
+  view->setGeometry(main_window->rect());
+  return view.get();
+}
+
+void QtToolkit::ShowWindow(ToolkitWindow* window) {
+  auto* const main_window = static_cast<MainWindow*>(window);
+  main_window->show();
+  main_window->activateWindow();
+}
+
+void QtToolkit::RemoveView(ToolkitView* view) { static_cast<PageView*>(view)->setParent(nullptr); }
+
+void QtToolkit::CloseWindow(ToolkitWindow* window) { static_cast<MainWindow*>(window)->close(); }
+
+ToolkitImage* QtToolkit::MakeImage(const Picture& picture) {
+  return &images_.emplace_back(Image{{}, Decode(picture)});
+}
+
+QtToolkit::Control* QtToolkit::Cast(ToolkitControl* control) {
+  return static_cast<Control*>(control);
+}
+
+ToolkitControl* QtToolkit::Place(ToolkitView*, const Frame& frame, QWidget* widget) {
+  widget->setGeometry(frame.x, frame.y, frame.width, frame.height);
+  widget->show();
+  return &controls_.emplace_back(Control{{}, widget});
+}
+
+ToolkitControl* QtToolkit::PlaceLabelled(ToolkitView* view, const Frame& frame, QWidget* widget) {
+  if (!controls_.empty()) {
+    if (const auto* const label = qobject_cast<QLabel*>(controls_.back().widget)) {
+      controls_.back().labelled = widget;
+      widget->setAccessibleName(label->text());
+    }
+  }
+  return Place(view, frame, widget);
+}
+
+ToolkitControl* QtToolkit::MakeLabel(ToolkitView* view, const Frame& frame,
+                                     const stdx::string& text) {
+  return Place(view, frame, new TextLabel(ToQt(text), static_cast<PageView*>(view)));
+}
+
+ToolkitControl* QtToolkit::MakePicture(ToolkitView* view, const Frame& frame, ToolkitImage* image) {
+  auto* const page_view = static_cast<PageView*>(view);
+  auto* const label = new PictureLabel(static_cast<Image*>(image)->image, page_view);
+  label->setAccessibleName(page_view->accessibleName());
+  return Place(view, frame, label);
+}
+
+ToolkitControl* QtToolkit::MakeField(ToolkitView* view, const Frame& frame) {
+  return PlaceLabelled(view, frame, new QLineEdit(static_cast<PageView*>(view)));
+}
+
+ToolkitControl* QtToolkit::MakeButton(ToolkitView* view, const Frame& frame,
+                                      const stdx::string& title, ButtonAction action) {
+  auto* const page_view = static_cast<PageView*>(view);
+  auto* const button = new PlainButton(ToQt(title), page_view);
+  if (action == ButtonAction::kBrowse) {
+    button->setFlat(true);
+    button->setAccessibleName(FolderDialogTitle());
+    button->setToolTip(FolderDialogTitle());
+  }
+  QObject::connect(button, &QPushButton::clicked,
+                   [&controller = page_view->controller(), action] { Press(controller, action); });
+  return Place(view, frame, button);
+}
+
+ToolkitControl* QtToolkit::MakeCheckBox(ToolkitView* view, const Frame& frame,
+                                        const stdx::string& title, bool checked) {
+  auto* const box = new QCheckBox(WithoutMnemonics(ToQt(title)), static_cast<PageView*>(view));
+  box->setChecked(checked);
+  return Place(view, frame, box);
+}
+
+ToolkitControl* QtToolkit::MakeProgressBar(ToolkitView* view, const Frame& frame) {
+  auto* const bar = new QProgressBar(static_cast<PageView*>(view));
+  bar->setRange(0, 100);
+  bar->setValue(0);
+  bar->setTextVisible(false);
+  return PlaceLabelled(view, frame, bar);
+}
+
+ToolkitControl* QtToolkit::MakeSeparator(ToolkitView* view, const Frame& frame) {
+  return Place(view, frame, new SeparatorLine(static_cast<PageView*>(view)));
+}
+
+void QtToolkit::SetVisible(ToolkitControl* control, bool visible) {
+  Cast(control)->widget->setVisible(visible);
+}
+
+void QtToolkit::SetEnabled(ToolkitControl* control, bool enabled) {
+  Cast(control)->widget->setEnabled(enabled);
+}
+
+void QtToolkit::SetText(ToolkitControl* control, const stdx::string& text) {
+  const Control& the = *Cast(control);
+  const QString value = ToQt(text);
+  if (auto* const label = qobject_cast<QLabel*>(the.widget)) {
+    if (label->text() == value) return;
+    label->setText(value);
+    if (the.labelled != nullptr) the.labelled->setAccessibleName(value);
+  } else if (auto* const field = qobject_cast<QLineEdit*>(the.widget)) {
+    field->setText(value);
+  } else if (auto* const button = dynamic_cast<PlainButton*>(the.widget)) {
+    button->SetTitle(value);
+  } else if (auto* const box = qobject_cast<QAbstractButton*>(the.widget)) {
+    box->setText(WithoutMnemonics(value));
+  }
+}
+
+stdx::string QtToolkit::GetText(ToolkitControl* control) {
+  const auto* const field = qobject_cast<QLineEdit*>(Cast(control)->widget);
+  return field == nullptr ? stdx::string() : FromQt(field->text());
+}
+
+bool QtToolkit::IsChecked(ToolkitControl* control) {
+  const auto* const box = qobject_cast<QAbstractButton*>(Cast(control)->widget);
+  return box != nullptr && box->isChecked();
+}
+
+void QtToolkit::SetProgress(ToolkitControl* bar, double value) {
+  if (auto* const widget = qobject_cast<QProgressBar*>(Cast(bar)->widget)) {
+    widget->setValue(qRound(value));
+  }
+}
+
+std::unique_ptr<MessageDialog> QtToolkit::MakeMessage(const MessageBox& message) {
+  QImage picture;
+  if (message.icon == MessageIcon::kError) picture = Decode(ErrorPicture());
+  if (message.icon == MessageIcon::kQuestion) picture = Decode(QuestionPicture());
+  const bool has_owner = window_ != nullptr && window_->isVisible();
+  return std::make_unique<MessageDialog>(message, picture, has_owner ? window_.get() : nullptr);
+}
+
+int QtToolkit::RunMessage(const MessageBox& message) {
+  if (application_ == nullptr || to_standard_error_) {
+    std::fprintf(stderr, "%s\n", message.text.c_str());
+    return 0;
+  }
+  // What happens to the message is no event of the loop that it interrupts.
+  const QScopedValueRollback<const QWidget*> untested(hit_test_->target, nullptr);
+  const auto dialog = MakeMessage(message);
+  dialog->exec();
+  return dialog->pressed();
+}
+
+void QtToolkit::ChooseFolder(ToolkitView* view,
+                             std::function<void(const stdx::string& path)> chosen) {
+  OpenFolderDialog(static_cast<PageView*>(view)->window(),
+                   [chosen](const QString& path) { chosen(FromQt(path)); });
+}
+
+bool QtToolkit::PumpEvent(ToolkitControl* target) {
+  const QScopedValueRollback<const QWidget*> tested(
+      hit_test_->target, target == nullptr ? nullptr : Cast(target)->widget);
+  hit_test_->hit = false;
+  QCoreApplication::processEvents();
+  return hit_test_->hit;
+}
+
+void QtToolkit::Run() {
+  if (window_ != nullptr && window_->isVisible()) loop_->exec();
+}
+
+QWidget* QtToolkit::main_window() const { return window_.get(); }
+
+}  // namespace quarn

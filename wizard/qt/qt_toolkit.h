@@ -1,0 +1,100 @@
+// The wizard's toolkit on Qt 6 Widgets: the desktop of Linux. See wizard/toolkit.h for what each
+// operation is.
+#pragma once
+
+#include <QByteArray>
+#include <deque>
+#include <memory>
+#include <vector>
+
+#include "wizard/toolkit.h"
+
+class QApplication;
+class QEventLoop;
+class QWidget;
+
+namespace quarn {
+
+class MessageDialog;
+
+class QtToolkit : public Toolkit {
+ public:
+  /// `locale_identifier` is what `LocaleIdentifier` answers: the environment may have been mended
+  /// since it named the locale.
+  explicit QtToolkit(stdx::string locale_identifier);
+  ~QtToolkit() override;
+
+  stdx::string LocaleIdentifier() override { return locale_identifier_; }
+  /// Without a display to open in silent mode, goes on with Qt's offscreen platform.
+  bool SetUpApplication(int argc, char** argv, bool silent) override;
+
+  ToolkitWindow* MakeMainWindow(CInstallerDlg& controller, int width, int height,
+                                const stdx::string& title) override;
+  ToolkitView* MakeView(ToolkitWindow* window) override;
+  void ShowWindow(ToolkitWindow* window) override;
+  void RemoveView(ToolkitView* view) override;
+  void CloseWindow(ToolkitWindow* window) override;
+
+  ToolkitImage* MakeImage(const Picture& picture) override;
+
+  ToolkitControl* MakeLabel(ToolkitView* view, const Frame& frame,
+                            const stdx::string& text) override;
+  ToolkitControl* MakePicture(ToolkitView* view, const Frame& frame, ToolkitImage* image) override;
+  ToolkitControl* MakeField(ToolkitView* view, const Frame& frame) override;
+  ToolkitControl* MakeButton(ToolkitView* view, const Frame& frame, const stdx::string& title,
+                             ButtonAction action) override;
+  ToolkitControl* MakeCheckBox(ToolkitView* view, const Frame& frame, const stdx::string& title,
+                               bool checked) override;
+  ToolkitControl* MakeProgressBar(ToolkitView* view, const Frame& frame) override;
+  ToolkitControl* MakeSeparator(ToolkitView* view, const Frame& frame) override;
+
+  void SetVisible(ToolkitControl* control, bool visible) override;
+  void SetEnabled(ToolkitControl* control, bool enabled) override;
+  void SetText(ToolkitControl* control, const stdx::string& text) override;
+  stdx::string GetText(ToolkitControl* control) override;
+  bool IsChecked(ToolkitControl* control) override;
+  void SetProgress(ToolkitControl* bar, double value) override;
+
+  int RunMessage(const MessageBox& message) override;
+  void ChooseFolder(ToolkitView* view,
+                    std::function<void(const stdx::string& path)> chosen) override;
+  /// Qt hands out what it has in one go, so a turn may take several events; each of them is tested.
+  bool PumpEvent(ToolkitControl* target) override;
+  void Run() override;
+
+ protected:
+  QWidget* main_window() const;
+  std::unique_ptr<MessageDialog> MakeMessage(const MessageBox& message);
+
+ private:
+  class HitTest;
+  class MainWindow;
+  class PageView;
+  struct Control;
+  struct Image;
+
+  static Control* Cast(ToolkitControl* control);
+  ToolkitControl* Place(ToolkitView* view, const Frame& frame, QWidget* widget);
+  /// As above, named for a screen reader by the label that was made just before it.
+  ToolkitControl* PlaceLabelled(ToolkitView* view, const Frame& frame, QWidget* widget);
+
+  stdx::string locale_identifier_;
+
+  // Qt keeps a reference to its command line.
+  QByteArray program_;
+  QByteArray platforms_;
+  char* arguments_[4] = {};
+  int argument_count_ = 3;
+  bool to_standard_error_ = false;
+
+  // In the order of their making: the application goes last.
+  std::unique_ptr<QApplication> application_;
+  std::unique_ptr<QEventLoop> loop_;
+  std::unique_ptr<HitTest> hit_test_;
+  std::unique_ptr<MainWindow> window_;
+  std::vector<std::unique_ptr<PageView>> views_;
+  std::deque<Control> controls_;
+  std::deque<Image> images_;
+};
+
+}  // namespace quarn

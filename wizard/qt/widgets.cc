@@ -1,0 +1,109 @@
+#include "wizard/qt/widgets.h"
+
+#include <QKeyEvent>
+#include <QPainter>
+#include <QPixmap>
+#include <QTextLayout>
+#include <algorithm>
+#include <cmath>
+
+#include "wizard/qt/look.h"
+
+namespace quarn {
+namespace {
+
+bool IsReturn(const QKeyEvent& event) {
+  return event.key() == Qt::Key_Return || event.key() == Qt::Key_Enter;
+}
+
+}  // namespace
+
+TextLabel::TextLabel(const QString& text, QWidget* parent) : QLabel(parent) {
+  setTextFormat(Qt::PlainText);
+  setAlignment(Qt::AlignLeft | Qt::AlignTop);
+  setText(text);
+}
+
+QTextOption TextLabel::Layout() {
+  QTextOption option(Qt::AlignLeft | Qt::AlignTop);
+  option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+  return option;
+}
+
+QSize TextLabel::TextSize(int width) const {
+  QTextLayout layout(text().replace('\n', QChar::LineSeparator), font(), this);
+  layout.setTextOption(Layout());
+  QSizeF size(0, 0);
+  layout.beginLayout();
+  for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
+    line.setLineWidth(width);
+    size.rwidth() = std::max(size.width(), line.naturalTextWidth());
+    size.rheight() += line.height();
+  }
+  layout.endLayout();
+  return {static_cast<int>(std::ceil(size.width())), static_cast<int>(std::ceil(size.height()))};
+}
+
+void TextLabel::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  painter.setPen(palette().color(foregroundRole()));
+  painter.drawText(QRectF(rect()), text(), Layout());
+}
+
+PictureLabel::PictureLabel(const QImage& image, QWidget* parent) : QLabel(parent), image_(image) {
+  // What tells a screen reader that this is a picture.
+  setPixmap(QPixmap::fromImage(image));
+}
+
+void PictureLabel::paintEvent(QPaintEvent*) {
+  QRectF target({}, QSizeF(image_.size()).scaled(size(), Qt::KeepAspectRatio));
+  target.moveCenter(QRectF(rect()).center());
+  QPainter painter(this);
+  painter.setRenderHint(QPainter::SmoothPixmapTransform);
+  painter.drawImage(target, image_);
+}
+
+PlainButton::PlainButton(const QString& title, QWidget* parent) : QPushButton(parent) {
+  setAutoDefault(false);
+  SetTitle(title);
+}
+
+void PlainButton::SetTitle(const QString& title) {
+  title_ = title;
+  setText(WithoutMnemonics(title));
+  Fit();
+}
+
+void PlainButton::keyPressEvent(QKeyEvent* event) {
+  if (IsReturn(*event)) {
+    event->ignore();
+  } else {
+    QPushButton::keyPressEvent(event);
+  }
+}
+
+void PlainButton::keyReleaseEvent(QKeyEvent* event) {
+  if (IsReturn(*event)) {
+    event->ignore();
+  } else {
+    QPushButton::keyReleaseEvent(event);
+  }
+}
+
+void PlainButton::resizeEvent(QResizeEvent* event) {
+  QPushButton::resizeEvent(event);
+  Fit();
+}
+
+void PlainButton::Fit() {
+  const int bezel = 4 + 2;
+  setFont(FittingFont(font(), title_, width() - bezel));
+}
+
+void SeparatorLine::paintEvent(QPaintEvent*) {
+  QPainter(this).fillRect(0, height() / 2, width(), 1, palette().color(QPalette::Mid));
+}
+
+QString WithoutMnemonics(QString text) { return text.replace('&', "&&"); }
+
+}  // namespace quarn

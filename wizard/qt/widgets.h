@@ -1,0 +1,74 @@
+// The controls of the wizard where Qt's own do not do exactly what is asked: texts are plain, and
+// Return presses no button.
+#pragma once
+
+#include <QImage>
+#include <QLabel>
+#include <QPushButton>
+#include <QTextOption>
+
+#include "wizard/qt/accessibility.h"
+
+namespace quarn {
+
+/// A plain text that wraps, in the middle of a word only where a word alone is too wide, from the
+/// top of its frame.
+class TextLabel : public QLabel {
+ public:
+  TextLabel(const QString& text, QWidget* parent);
+
+  /// How the text is laid out.
+  static QTextOption Layout();
+  /// The size that the text takes in lines of at most `width`.
+  QSize TextSize(int width) const;
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+};
+
+/// A picture scaled in proportion, centred, at the screen's full resolution.
+class PictureLabel : public QLabel {
+ public:
+  PictureLabel(const QImage& image, QWidget* parent);
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+
+ private:
+  QImage image_;
+};
+
+/// A push button whose title shows as it is and shrinks to fit. Space and the mouse press it;
+/// Return goes to its window, also where the desktop lets Return press buttons.
+class PlainButton : public QPushButton {
+ public:
+  PlainButton(const QString& title, QWidget* parent);
+
+  void SetTitle(const QString& title);
+
+ protected:
+  void keyPressEvent(QKeyEvent* event) override;
+  void keyReleaseEvent(QKeyEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
+
+ private:
+  void Fit();
+
+  QString title_;
+};
+
+/// A thin horizontal line in the middle of its frame.
+class SeparatorLine : public QWidget, public HasAccessibleRole {
+ public:
+  using QWidget::QWidget;
+
+  QAccessible::Role accessible_role() const override { return QAccessible::Separator; }
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+};
+
+/// `text` such that a button or check box shows it as it is, "&" included.
+QString WithoutMnemonics(QString text);
+
+}  // namespace quarn
