@@ -81,8 +81,8 @@ bool CopyFile(const fs::path& from, const struct stat& status, const fs::path& t
 
 /// Moves to another volume: a copy beside the destination gets its name once it is complete.
 bool MoveAcross(const fs::path& from, const struct stat& status, const fs::path& to) {
-  fs::path partial = to;
-  partial += ".partial" + std::to_string(getpid());
+  // A name of its own, because the destination's may be as long as names can be.
+  const fs::path partial = to.parent_path() / (".partial" + std::to_string(getpid()));
   std::error_code error;
   bool copied = false;
   if (S_ISLNK(status.st_mode)) {
@@ -110,6 +110,11 @@ std::uint32_t DirectFileSystem::FileOpen(const stdx::u16string& path, std::uint3
     return FILE_ERR_INVALID_PARAMETER;
   }
   return quarn::FileOpen(path, access, share_mode, disposition, flags, handle);
+}
+
+bool DirectFileSystem::FileExists(const stdx::u16string& path) {
+  struct stat status;
+  return lstat(ToNarrow(path).c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
 }
 
 bool DirectFileSystem::FindFirst(Scan& scan, const stdx::u16string& pattern) {

@@ -45,6 +45,9 @@ struct DirectFileSystem {
   static constexpr auto FileTruncate = &quarn::FileTruncate;
   static constexpr auto FileGetLastError = &quarn::FileGetLastError;
 
+  /// Whether a file or link, dangling or not, stands at `path`; false for a directory.
+  static bool FileExists(const stdx::u16string& path);
+
   /// Scans a directory and a mask with "*", or asks for one plain path. A link counts as a file.
   static bool FindFirst(Scan& scan, const stdx::u16string& pattern);
   static bool FindNext(Scan& scan) noexcept;
@@ -57,8 +60,9 @@ struct DirectFileSystem {
   static std::uint32_t ShellMakeDirectory(const stdx::u16string& path);
   /// Removes a tree. Always 0.
   static std::uint32_t ShellRemoveTree(const stdx::u16string& path);
-  /// Renames a file or link over what stands at `to`, or copies it there with its times and
-  /// permissions where `to` lies on another volume; the copy gets its name when it is complete.
+  /// Renames a file or link over what stands at `to`, or copies it there where `to` lies on another
+  /// volume: a file with its write time, permissions and owner. The copy gets its name when it is
+  /// complete.
   /// 2 when `from` does not exist, 87 for a directory and every other failure, with `from` and
   /// `to` as they were.
   static std::uint32_t ShellMove(const stdx::u16string& from, const stdx::u16string& to);

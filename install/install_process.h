@@ -106,7 +106,7 @@ class InstallProcess {
     }
     if constexpr (Files::kRestoresOnRollback) {
       // A kit may name a file twice: what the pass itself put there is no predecessor.
-      if (Exists(backup)) return Files::ShellRemoveFile(path);
+      if (backup != path && Files::FileExists(backup)) return Files::ShellRemoveFile(path);
     }
     return Files::ShellMove(path, backup);
   }
@@ -132,6 +132,14 @@ class InstallProcess {
   std::uint32_t Rollback(std::uint32_t code) {
     if (transactions_.empty()) return code;
     const InstallTransaction& undone = transaction();
+    const auto delete_files = [&undone] {
+      for (const stdx::u16string& file : undone.files_to_delete) {
+        Quietly([&] { Files::ShellRemoveFile(file); });
+      }
+    };
+    // Before, because what comes back from another volume needs the room; once more behind it,
+    // because a file that the kit names twice came back as its own predecessor.
+    if constexpr (Files::kRestoresOnRollback) delete_files();
     if (!undone.target_directory.empty() && !undone.staging_directory.empty()) {
       Quietly([&] { RestoreTree(undone.target_directory, undone.staging_directory); });
     }
@@ -141,9 +149,7 @@ class InstallProcess {
     for (const stdx::u16string& directory : undone.created_directories) {
       Quietly([&] { RemoveTree(directory); });
     }
-    for (const stdx::u16string& file : undone.files_to_delete) {
-      Quietly([&] { Files::ShellRemoveFile(file); });
-    }
+    delete_files();
     return code;
   }
 
@@ -154,7 +160,7 @@ class InstallProcess {
         if (is_directory) {
           RestoreTree(target + name + u'/', staging + name + u'/');
         } else {
-          Files::ShellMove(staging + name, target + name);
+          PutBack(staging + name, target + name);
         }
       });
     });
@@ -165,18 +171,23 @@ class InstallProcess {
     if (path.empty()) return 0;
     const bool separated = path.ends_with(u'/') || path.ends_with(u'\\');
     const stdx::u16string directory = separated ? path : path + u'/';
-    ForEachEntry(directory, [&](const stdx::u16string& name, bool is_directory) {
-      if (is_directory) {
-        RemoveTree(directory + name);
-      } else {
-        Files::ShellRemoveFile(directory + name);
-      }
+    // A name that the locale cannot express ends the scan, not the removal.
+    Quietly([&] {
+      ForEachEntry(directory, [&](const stdx::u16string& name, bool is_directory) {
+        if (is_directory) {
+          RemoveTree(directory + name);
+        } else {
+          Files::ShellRemoveFile(directory + name);
+        }
+      });
     });
     return Files::ShellRemoveTree(directory);
   }
 
-  /// Discards what was moved aside.
-  void Commit() { RemoveTree(transaction().staging_directory); }
+  /// Discards what was moved aside. The installed files stay, whatever fails here.
+  void Commit() {
+    Quietly([&] { RemoveTree(transaction().staging_directory); });
+  }
 
   /// Posts `code` with the error text and rolls back. Returns `code`.
   std::uint32_t ReportInstallError(std::uint32_t code, std::int32_t percent) {
@@ -210,8 +221,20 @@ class InstallProcess {
 
   InstallTransaction& transaction() { return transactions_.back(); }
 
+  static void PutBack(const stdx::u16string& backup, const stdx::u16string& path) {
+    const std::uint32_t code = Files::ShellMove(backup, path);
+    if constexpr (Files::kRestoresOnRollback) {
+      if (code == 0) return;
+      // From another volume it may need the room of the file that replaced it.
+      Files::ShellRemoveFile(path);
+      Files::ShellMove(backup, path);
+    }
+  }
+
   /// The pass up to the post that reports success; `percent` is that of the file in work.
   std::uint32_t InstallAll(std::int32_t& percent) {
+    // Looked up before anything is touched: once committed, the pass must not fail any more.
+    const stdx::u16string finished = LoadString("IDS_INSTALL_FINISH");
     Data* data = nullptr;
     stdx::u16string target;
     GetJob(process_data_, &data, &target);
@@ -223,8 +246,6 @@ class InstallProcess {
       const std::uint32_t file_code = InstallFile(*data, i, percent);
       if (file_code != 0) return file_code;
     }
-    // Looked up first: once committed, the pass must not fail any more.
-    const stdx::u16string finished = LoadString("IDS_INSTALL_FINISH");
     Commit();
     PostStatus(process_data_, 0, finished, 100);
     return 0;
@@ -240,12 +261,16 @@ class InstallProcess {
     const bool nothing_to_move =
         code == SHELL_ERR_COMMAND_FAILED || code == SHELL_ERR_PATH_NOT_FOUND;
     if (code != 0 && !nothing_to_move) return code;
-    if constexpr (Files::kRestoresOnRollback) {
-      if (nothing_to_move) transaction().files_to_delete.push_back(path);
-    }
     // Without any "/" this is the whole path.
     code = MakeDirectoryRecorded(path.substr(0, path.rfind(u'/')));
     if (code != 0) return code;
+    if constexpr (Files::kRestoresOnRollback) {
+      if (nothing_to_move) {
+        // What is still there could not be put back.
+        if (Files::FileExists(path)) return FILE_ERR_INVALID_PARAMETER;
+        transaction().files_to_delete.push_back(path);
+      }
+    }
     code = ExtractFile(data, index, path);
     if (code != 0) return code;
     cancelled_ = IsCancelled(process_data_);
@@ -322,13 +347,6 @@ class InstallProcess {
       visit(name, (Files::GetAttributes(scan) & kDirectoryAttribute) != 0);
     }
     Files::CloseScan(scan);
-  }
-
-  static bool Exists(const stdx::u16string& path) {
-    typename Files::Scan scan;
-    const bool found = Files::FindFirst(scan, path);
-    Files::CloseScan(scan);
-    return found;
   }
 
   InstallTransactions& transactions_;

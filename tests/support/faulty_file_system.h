@@ -78,8 +78,12 @@ class FaultScript {
   void Clear() { *this = FaultScript(); }
   /// The `nth` call of `op` from now on, counted from 1, does `fault`.
   void On(Op op, int nth, Fault fault) { faults_[{op, Count(op) + nth}] = std::move(fault); }
-  /// Every call of `op` does `fault`.
-  void OnEvery(Op op, Fault fault) { faults_[{op, 0}] = std::move(fault); }
+  /// Every call of `op` with this path does `fault`.
+  void OnPath(Op op, std::u16string path, Fault fault) {
+    faults_by_path_[{op, std::move(path)}] = std::move(fault);
+  }
+  /// The `nth` call of whatever operation from now on, counted from 1, does `fault`.
+  void OnCall(std::size_t nth, Fault fault) { faults_by_call_[calls_.size() + nth] = fault; }
   /// Called before each call.
   void Observe(std::function<void(const Call&)> observer) { observer_ = std::move(observer); }
 
@@ -101,10 +105,9 @@ class FaultScript {
   std::optional<Fault> Enter(Op op, std::u16string_view path, std::uint32_t count) {
     calls_.push_back({op, std::u16string(path), count});
     if (observer_) observer_(calls_.back());
-    auto found = faults_.find({op, Count(op)});
-    if (found == faults_.end()) found = faults_.find({op, 0});
-    if (found == faults_.end()) return {};
-    const Fault fault = found->second;
+    const Fault* const found = Find(calls_.back());
+    if (found == nullptr) return {};
+    const Fault fault = *found;
     switch (fault.kind) {
       case Fault::Kind::kLengthError:
         throw std::length_error("basic_string");
@@ -121,8 +124,20 @@ class FaultScript {
   std::optional<std::uint32_t> last_error;
 
  private:
+  const Fault* Find(const Call& call) const {
+    const auto look_up = [](const auto& faults, const auto& key) {
+      const auto found = faults.find(key);
+      return found == faults.end() ? nullptr : &found->second;
+    };
+    if (const Fault* fault = look_up(faults_, std::pair(call.op, Count(call.op)))) return fault;
+    if (const Fault* fault = look_up(faults_by_path_, std::pair(call.op, call.path))) return fault;
+    return look_up(faults_by_call_, calls_.size());
+  }
+
   std::vector<Call> calls_;
   std::map<std::pair<Op, int>, Fault> faults_;
+  std::map<std::pair<Op, std::u16string>, Fault> faults_by_path_;
+  std::map<std::size_t, Fault> faults_by_call_;
   std::function<void(const Call&)> observer_;
 };
 

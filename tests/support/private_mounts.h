@@ -1,7 +1,8 @@
-// A mount namespace of the test's own, in which /var/tmp is a scratch directory. One
-// implementation per platform.
+// A mount namespace of the test's own, in which /var/tmp is a scratch directory, and small volumes
+// in it. One implementation per platform.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace quarn::testing {
@@ -9,5 +10,22 @@ namespace quarn::testing {
 /// Moves this process, which must still have a single thread, into a mount namespace of its own
 /// and puts `directory` over /var/tmp there. False where the system does not allow that.
 bool MountOverVarTmp(const std::string& directory);
+
+/// Mounts a volume of its own, of `bytes` bytes, at `directory` and unmounts it at the end. Only in
+/// a mount namespace that `MountOverVarTmp` made.
+class PrivateVolume {
+ public:
+  PrivateVolume(const std::string& directory, std::size_t bytes);
+  PrivateVolume(const PrivateVolume&) = delete;
+  PrivateVolume& operator=(const PrivateVolume&) = delete;
+  ~PrivateVolume();
+  bool mounted() const noexcept { return mounted_; }
+  /// From now on nothing can be written to it.
+  bool MakeReadOnly();
+
+ private:
+  std::string directory_;
+  bool mounted_;
+};
 
 }  // namespace quarn::testing

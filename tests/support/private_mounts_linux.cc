@@ -33,4 +33,18 @@ bool MountOverVarTmp(const std::string& directory) {
          mount(directory.c_str(), "/var/tmp", nullptr, MS_BIND, nullptr) == 0;
 }
 
+PrivateVolume::PrivateVolume(const std::string& directory, std::size_t bytes)
+    : directory_(directory) {
+  const std::string options = "size=" + std::to_string(bytes);
+  mounted_ = mount("quarn", directory.c_str(), "tmpfs", 0, options.c_str()) == 0;
+}
+
+PrivateVolume::~PrivateVolume() {
+  if (mounted_) umount2(directory_.c_str(), MNT_DETACH);
+}
+
+bool PrivateVolume::MakeReadOnly() {
+  return mount(nullptr, directory_.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0;
+}
+
 }  // namespace quarn::testing

@@ -4,4 +4,11 @@ namespace quarn::testing {
 
 bool MountOverVarTmp(const std::string&) { return false; }
 
+PrivateVolume::PrivateVolume(const std::string& directory, std::size_t)
+    : directory_(directory), mounted_(false) {}
+
+PrivateVolume::~PrivateVolume() = default;
+
+bool PrivateVolume::MakeReadOnly() { return false; }
+
 }  // namespace quarn::testing

@@ -1,0 +1,400 @@
+// What is particular to a pass over the direct policy: no shell, and a rollback that leaves the
+// target exactly as it was.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "tests/install/installation.h"
+#include "tests/install/shell_recorder.h"
+#include "tests/support/private_mounts.h"
+
+namespace quarn::testing {
+namespace {
+
+namespace fs = std::filesystem;
+using TreeMap = std::map<std::string, std::string>;
+using Faulty = FaultyFileSystem<DirectFileSystem>;
+
+class DirectPolicyTest : public InstallTest {
+ protected:
+  /// What a rollback must bring back of every file, beside its contents.
+  using Details = std::tuple<time_t, long, mode_t, uid_t, gid_t, nlink_t, std::string>;
+  std::map<std::string, Details> AllDetails() const {
+    std::map<std::string, Details> all;
+    for (const auto& entry : fs::recursive_directory_iterator(target())) {
+      struct stat status {};
+      EXPECT_EQ(lstat(entry.path().c_str(), &status), 0);
+      if (S_ISDIR(status.st_mode)) continue;
+      all[entry.path()] = {status.st_mtim.tv_sec,
+                           status.st_mtim.tv_nsec,
+                           status.st_mode,
+                           status.st_uid,
+                           status.st_gid,
+                           status.st_nlink,
+                           entry.is_symlink() ? fs::read_symlink(entry.path()).string() : ""};
+    }
+    return all;
+  }
+
+  static void SetExactTime(const fs::path& path, time_t seconds, long nanoseconds) {
+    const timespec times[2] = {{seconds, nanoseconds}, {seconds, nanoseconds}};
+    ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0);
+  }
+
+  /// Files of every kind that a pass replaces, and a kit whose last file cannot be installed.
+  void WriteVariety() {
+    WriteOld("a/plain", "old");
+    SetExactTime(target() / "a/plain", 123456789, 987654321);
+    WriteOld("a/private", "secret");
+    fs::permissions(target() / "a/private", static_cast<fs::perms>(0640));
+    WriteOld("a/program", "#!");
+    fs::permissions(target() / "a/program", static_cast<fs::perms>(04751));
+    WriteOld("a/own", "mine");
+    WriteOld("a/linked", "of two names");
+    fs::create_hard_link(target() / "a/linked", target() / "a/other name");
+    fs::create_symlink("plain", target() / "a/link");
+    SetExactTime(target() / "a/link", 1000, 5);
+    fs::create_symlink("nowhere", target() / "a/dangling");
+    WriteOld("a/*", "star");
+    WriteOld("a/a*", "star");
+    WriteOld("a/ab", "not a star");
+    WriteOld("price $5 `x` \"y\"", "old");
+    WriteOld("\u0448/\u4E2D", "old");
+  }
+  static KitBuilder Variety() {
+    KitBuilder builder;
+    for (const char16_t* const name :
+         {u"a\\plain", u"a\\private", u"a\\program", u"a\\linked", u"a\\link", u"a\\dangling",
+          u"a\\*", u"a\\a*", u"a\\ab", u"price $5 `x` \"y\"", u"\u0448\\\u4E2D", u"new",
+          u"n\\e\\w"}) {
+      builder.File(name, "a new and longer text");
+    }
+    return builder;
+  }
+  static KitBuilder FailingVariety() { return Variety().FileAt(u"last\\one", 0, 0x10000000); }
+};
+
+TEST_F(DirectPolicyTest, ARollbackBringsBackContentsTimesModesOwnersAndLinks) {
+  WriteVariety();
+  const TreeMap before = Tree(target());
+  const auto details = AllDetails();
+  Installation<DirectFileSystem> installation(FailingVariety(), kit(), target());
+  const TreeMap temporary = Tree(tmp());
+  EXPECT_EQ(installation.Run(), 87u);
+  EXPECT_EQ(Tree(target()), before);
+  EXPECT_EQ(AllDetails(), details);
+  EXPECT_EQ(Tree(tmp()), temporary);
+}
+
+TEST_F(DirectPolicyTest, TheSameKitInstallsWithoutItsLastFile) {
+  WriteVariety();
+  Installation<DirectFileSystem> installation(Variety(), kit(), target());
+  EXPECT_EQ(installation.Run(), 0u);
+  for (const auto& [name, contents] : Tree(target())) {
+    if (!name.ends_with('/') && name != "a/own" && name != "a/other name") {
+      EXPECT_EQ(contents, "a new and longer text") << name;
+    }
+  }
+  EXPECT_EQ(ReadFile(target() / "a/other name"), "of two names");
+}
+
+TEST_F(DirectPolicyTest, ARollbackRemovesNewDirectoriesAndNoOthers) {
+  fs::create_directories(target() / "empty");
+  fs::create_directories(target() / "a/empty");
+  const TreeMap before = Tree(target());
+  Installation<DirectFileSystem> installation(KitBuilder()
+                                                  .File(u"a\\b\\c\\d", "1")
+                                                  .File(u"empty\\new", "2")
+                                                  .File(u"x\\y\\z", "3")
+                                                  .FileAt(u"x\\q", 0, 1000),
+                                              kit(), target());
+  EXPECT_EQ(installation.Run(), 87u);
+  EXPECT_EQ(Tree(target()), before);
+  EXPECT_EQ(installation.transactions[0].created_directories,
+            (std::vector<stdx::u16string>{U16(tmp() / "kstage0/"), U16(target() / "a/b"),
+                                          U16(target() / "a/b/c"), U16(target() / "x"),
+                                          U16(target() / "x/y")}))
+      << "only what was not there";
+}
+
+TEST_F(DirectPolicyTest, ARollbackRemovesATargetThatThePassHasMade) {
+  fs::remove(target());
+  Installation<DirectFileSystem> installation(KitBuilder().File(u"a", "1").FileAt(u"b", 0, 1000),
+                                              kit(), target() / "x");
+  EXPECT_EQ(installation.Run(), 87u);
+  EXPECT_FALSE(fs::exists(target()));
+}
+
+TEST_F(DirectPolicyTest, FilesThatAKitNamesTwiceAreRestored) {
+  for (const int times : {2, 3, 4}) {
+    WriteOld("old", "old");
+    WriteOld("dir/old", "old");
+    const TreeMap before = Tree(target());
+    KitBuilder builder;
+    for (int i = 0; i < times; ++i) {
+      for (const char16_t* const name : {u"old", u"new", u"dir\\old", u"dir2\\new", u".\\old"}) {
+        builder.File(name, std::to_string(i), Ticks(kKitTime + i));
+      }
+    }
+    Installation<DirectFileSystem> installation(builder.FileAt(u"z", 0, 1000), kit(), target());
+    EXPECT_EQ(installation.Run(), 87u);
+    EXPECT_EQ(Tree(target()), before) << times;
+    EXPECT_EQ(MTime(target() / "old"), kKitTime - 1000);
+  }
+}
+
+TEST_F(DirectPolicyTest, NewFilesAreListedForARollbackAndReplacedOnesAreNot) {
+  WriteOld("old", "old");
+  Installation<DirectFileSystem> installation(KitBuilder().File(u"old", "1").File(u"new", "2"),
+                                              kit(), target());
+  ASSERT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(installation.transactions[0].files_to_delete,
+            (std::vector<stdx::u16string>{U16(target() / "new")}));
+}
+
+TEST_F(DirectPolicyTest, ADirectoryWhereAFileIsToGoIsAFailureAndStays) {
+  for (const time_t time : {time_t{0}, time_t{4000000000}}) {
+    WriteFile(target() / "name/own.txt", "mine");
+    SetMTime(target() / "name", time);
+    const TreeMap before = Tree(target());
+    Installation<DirectFileSystem> installation(
+        KitBuilder().File(u"first", "1").File(u"name", "new"), kit(), target());
+    EXPECT_EQ(installation.Run(), 87u);
+    EXPECT_EQ(Tree(target()), before);
+  }
+}
+
+TEST_F(DirectPolicyTest, APlainFileWhereADirectoryIsToGoIsAFailureAndStays) {
+  WriteFile(target() / "a", "plain");
+  const TreeMap before = Tree(target());
+  Installation<DirectFileSystem> installation(
+      KitBuilder().File(u"first", "1").File(u"a\\b\\c", "new"), kit(), target());
+  EXPECT_NE(installation.Run(), 0u);
+  EXPECT_EQ(Tree(target()), before);
+}
+
+TEST_F(DirectPolicyTest, ALinkToADirectoryThatAFileReplacesComesBack) {
+  WriteOld("dir/file", "old");
+  fs::create_symlink("dir", target() / "link");
+  const TreeMap before = Tree(target());
+  for (const bool file_below_first : {false, true}) {
+    KitBuilder builder;
+    if (file_below_first) builder.File(u"link\\file", "new");
+    builder.File(u"link", "a file now").File(u"link\\file", "cannot be");
+    Installation<DirectFileSystem> installation(builder, kit(), target());
+    EXPECT_NE(installation.Run(), 0u);
+    EXPECT_EQ(Tree(target()), before);
+    EXPECT_TRUE(fs::is_symlink(target() / "link"));
+  }
+}
+
+TEST_F(DirectPolicyTest, SpecialFilesAreReplacedAndComeBack) {
+  ASSERT_EQ(mkfifo((target() / "fifo").c_str(), 0600), 0);
+  Installation<DirectFileSystem> installation(
+      KitBuilder().File(u"fifo", "new").FileAt(u"z", 0, 1000), kit(), target());
+  EXPECT_EQ(installation.Run(), 87u);
+  EXPECT_TRUE(fs::is_fifo(target() / "fifo"));
+}
+
+TEST_F(DirectPolicyTest, WithoutATargetAnExistingFileIsWrittenOverAndSurvivesARollback) {
+  fs::current_path(target());
+  WriteOld("d/old", "old");
+  Installation<DirectFileSystem> installation(
+      KitBuilder().File(u"d\\old", "new").File(u"d\\new", "new").FileAt(u"d\\z", 0, 1000), kit(),
+      target());
+  SetJob(&installation.record, &installation.data, u"");
+  EXPECT_EQ(installation.Run(), 87u);
+  EXPECT_EQ(Tree(target()), (TreeMap{{"d/", ""}, {"d/old", "new"}}));
+}
+
+TEST_F(DirectPolicyTest, NoShellIsEverStarted) {
+  WriteVariety();
+  const ShellRecorder shell(root() / "bin");
+  const std::string path = (root() / "bin").string();
+  setenv("PATH", path.c_str(), 1);
+  Installation<DirectFileSystem> installation(FailingVariety(), kit(), target());
+  EXPECT_EQ(installation.Run(), 87u);
+  Installation<DirectFileSystem> sound(Variety(), kit(), target());
+  EXPECT_EQ(sound.Run(), 0u);
+  EXPECT_TRUE(shell.Commands().empty());
+}
+
+TEST_F(DirectPolicyTest, ACopyReadsNoMoreThanTheFile) {
+  Installation<Faulty> installation(
+      KitBuilder().File(u"small", "1").File(u"large", std::string((1 << 20) + 1, 'x')), kit(),
+      target());
+  ASSERT_EQ(installation.Run(), 0u);
+  std::vector<std::uint32_t> reads;
+  for (const auto& call : FaultScript::Get().calls()) {
+    if (call.op == Op::kFileRead) reads.push_back(call.count);
+  }
+  EXPECT_EQ(reads, (std::vector<std::uint32_t>{1, 1048576, 1}));
+}
+
+// --- Staging on another volume -------------------------------------------------------------------
+
+class DirectPolicyVolumeTest : public DirectPolicyTest {
+ protected:
+  void SetUp() override { ASSERT_TRUE(HasPrivateMounts()); }
+};
+
+TEST_F(DirectPolicyVolumeTest, ARollbackFromAnotherVolumeBringsEverythingBack) {
+  WriteVariety();
+  // A copy is a file of its own, and a link's copy has a time of its own.
+  fs::remove(target() / "a/other name");
+  fs::remove(target() / "a/dangling");
+  const TreeMap before = Tree(target());
+  const auto details = AllDetails();
+  const PrivateVolume volume(tmp().string(), 16 << 20);
+  ASSERT_TRUE(volume.mounted());
+  Installation<DirectFileSystem> installation(FailingVariety(), kit(), target());
+  const TreeMap temporary = Tree(tmp());
+  EXPECT_EQ(installation.Run(), 87u);
+  EXPECT_EQ(Tree(target()), before);
+  EXPECT_EQ(AllDetails(), details);
+  EXPECT_EQ(Tree(tmp()), temporary);
+}
+
+TEST_F(DirectPolicyVolumeTest, AnInstallationWithItsStagingOnAnotherVolumeSucceeds) {
+  WriteVariety();
+  const PrivateVolume volume(tmp().string(), 16 << 20);
+  Installation<DirectFileSystem> installation(Variety(), kit(), target());
+  const TreeMap temporary = Tree(tmp());
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(ReadFile(target() / "a/plain"), "a new and longer text");
+  EXPECT_EQ(Tree(tmp()), temporary);
+}
+
+TEST_F(DirectPolicyVolumeTest, AStagingVolumeThatFillsUpIsAFailureAndAllComesBack) {
+  WriteOld("a", "old");
+  WriteOld("b", std::string(2 << 20, 'o'));
+  const TreeMap before = Tree(target());
+  const PrivateVolume volume(tmp().string(), 1 << 20);
+  Installation<DirectFileSystem> installation(KitBuilder().File(u"a", "new").File(u"b", "new"),
+                                              kit(), target());
+  const TreeMap temporary = Tree(tmp());
+  EXPECT_EQ(installation.Run(), 87u);
+  EXPECT_TRUE(Tree(target()) == before);
+  EXPECT_EQ(Tree(tmp()), temporary);
+}
+
+// The copies come back where the new files stood, because there is no room beside them.
+TEST_F(DirectPolicyVolumeTest, ATargetVolumeThatFillsUpIsAFailureAndAllComesBack) {
+  fs::create_directory(target() / "volume");
+  const PrivateVolume volume((target() / "volume").string(), 1 << 20);
+  ASSERT_TRUE(volume.mounted());
+  WriteOld("volume/a", std::string(400000, '1'));
+  WriteOld("volume/b", std::string(400000, '2'));
+  const TreeMap before = Tree(target());
+  Installation<DirectFileSystem> installation(KitBuilder()
+                                                  .File(u"volume\\a", std::string(450000, 'A'))
+                                                  .File(u"volume\\new", std::string(100000, 'N'))
+                                                  .File(u"volume\\b", std::string(700000, 'B')),
+                                              kit(), target());
+  EXPECT_EQ(installation.Run(), 87u);
+  EXPECT_TRUE(Tree(target()) == before);
+  EXPECT_EQ(MTime(target() / "volume/a"), kKitTime - 1000);
+  EXPECT_EQ(MTime(target() / "volume/b"), kKitTime - 1000);
+}
+
+TEST_F(DirectPolicyVolumeTest, ANameAsLongAsNamesCanBeIsMovedAcross) {
+  const std::string name(255, 'n');
+  WriteOld(name, "old");
+  const TreeMap before = Tree(target());
+  const PrivateVolume volume(tmp().string(), 16 << 20);
+  Installation<DirectFileSystem> installation(
+      KitBuilder().File(std::u16string(255, u'n'), "new").FileAt(u"z", 0, 1000), kit(), target());
+  EXPECT_EQ(installation.Run(), 87u);
+  EXPECT_EQ(Tree(target()), before);
+}
+
+// --- The policy by itself ------------------------------------------------------------------------
+
+TEST_F(DirectPolicyTest, MakingADirectoryTellsWhatIsThere) {
+  using Files = DirectFileSystem;
+  WriteFile(target() / "file", "");
+  fs::create_symlink(".", target() / "link");
+  fs::create_symlink("nowhere", target() / "dangling");
+  EXPECT_EQ(Files::ShellMakeDirectory(U16(target() / "new")), SHELL_OK);
+  EXPECT_EQ(Files::ShellMakeDirectory(U16(target() / "slash/")), SHELL_OK);
+  EXPECT_EQ(Files::ShellMakeDirectory(U16(target() / "new")), SHELL_ERR_ALREADY_EXISTS);
+  EXPECT_EQ(Files::ShellMakeDirectory(U16(target() / "new/")), SHELL_ERR_ALREADY_EXISTS);
+  EXPECT_EQ(Files::ShellMakeDirectory(U16(target() / "link")), SHELL_ERR_ALREADY_EXISTS);
+  EXPECT_EQ(Files::ShellMakeDirectory(U16(target() / "no/parent")), SHELL_ERR_PATH_NOT_FOUND);
+  EXPECT_EQ(Files::ShellMakeDirectory(U16(target() / "file")), SHELL_ERR_COMMAND_FAILED);
+  EXPECT_EQ(Files::ShellMakeDirectory(U16(target() / "dangling")), SHELL_ERR_COMMAND_FAILED);
+  EXPECT_EQ(Files::ShellMakeDirectory(U16(target() / "file/below")), SHELL_ERR_COMMAND_FAILED);
+}
+
+TEST_F(DirectPolicyTest, MovingTellsAMissingFileFromAFailure) {
+  using Files = DirectFileSystem;
+  WriteFile(target() / "a", "a");
+  WriteFile(target() / "b", "b");
+  fs::create_directory(target() / "dir");
+  const auto at = [&](const char* path) { return U16(target() / path); };
+  EXPECT_EQ(Files::ShellMove(at("missing"), at("x")), SHELL_ERR_COMMAND_FAILED);
+  EXPECT_EQ(Files::ShellMove(at("a/below"), at("x")), SHELL_ERR_COMMAND_FAILED);
+  EXPECT_EQ(Files::ShellMove(at("dir"), at("x")), SHELL_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(Files::ShellMove(at("a"), at("no/x")), SHELL_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(Files::ShellMove(at("a"), at("dir")), SHELL_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(Files::ShellMove(at("a"), at("b")), SHELL_OK);
+  EXPECT_EQ(Tree(target()), (TreeMap{{"b", "a"}, {"dir/", ""}}));
+}
+
+TEST_F(DirectPolicyTest, AScanListsWhatIsThereAndALinkIsAFile) {
+  WriteFile(target() / "file", "");
+  WriteFile(target() / ".hidden", "");
+  fs::create_directory(target() / "dir");
+  fs::create_symlink("dir", target() / "link");
+  std::map<stdx::u16string, std::uint32_t> found;
+  DirectFileSystem::Scan scan;
+  for (bool more = DirectFileSystem::FindFirst(scan, U16(target()) + u"/*"); more;
+       more = DirectFileSystem::FindNext(scan)) {
+    found[DirectFileSystem::GetName(scan)] = DirectFileSystem::GetAttributes(scan);
+  }
+  EXPECT_EQ(found, (std::map<stdx::u16string, std::uint32_t>{
+                       {u".hidden", 0}, {u"dir", 16}, {u"file", 0}, {u"link", 0}}));
+  EXPECT_EQ(DirectFileSystem::GetName(scan), u"");
+  EXPECT_EQ(DirectFileSystem::GetAttributes(scan), 0u);
+  EXPECT_FALSE(DirectFileSystem::FindNext(scan));
+  EXPECT_FALSE(DirectFileSystem::FindFirst(scan, U16(target()) + u"/missing/*"));
+  EXPECT_FALSE(DirectFileSystem::FindFirst(scan, U16(target()) + u"/dir/*"));
+  EXPECT_TRUE(DirectFileSystem::FindFirst(scan, U16(target()) + u"/f*e"));
+  EXPECT_EQ(DirectFileSystem::GetName(scan), u"file");
+  EXPECT_TRUE(DirectFileSystem::FindFirst(scan, U16(target()) + u"/link"));
+  EXPECT_EQ(DirectFileSystem::GetName(scan), u"link");
+  DirectFileSystem::CloseScan(scan);
+  EXPECT_EQ(DirectFileSystem::GetName(scan), u"");
+}
+
+TEST_F(DirectPolicyTest, OnlyRegularFilesAreOpened) {
+  ASSERT_EQ(mkfifo((target() / "fifo").c_str(), 0600), 0);
+  FileHandle handle = kInvalidFile;
+  const auto open = [&](const fs::path& path) {
+    return DirectFileSystem::FileOpen(U16(path), FILE_ACCESS_READ, 0, FILE_OPEN_EXISTING,
+                                      FILE_NORMAL, &handle);
+  };
+  EXPECT_EQ(open(target()), FILE_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(open(target() / "fifo"), FILE_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(open("/dev/null"), FILE_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(open(target() / "missing"), FILE_ERR_NOT_FOUND);
+  EXPECT_EQ(handle, kInvalidFile);
+}
+
+TEST_F(DirectPolicyTest, AFileExistsThatIsNoDirectory) {
+  WriteFile(target() / "file", "");
+  fs::create_symlink("nowhere", target() / "dangling");
+  fs::create_symlink(".", target() / "link");
+  EXPECT_TRUE(DirectFileSystem::FileExists(U16(target() / "file")));
+  EXPECT_TRUE(DirectFileSystem::FileExists(U16(target() / "dangling")));
+  EXPECT_TRUE(DirectFileSystem::FileExists(U16(target() / "link")));
+  EXPECT_FALSE(DirectFileSystem::FileExists(U16(target())));
+  EXPECT_FALSE(DirectFileSystem::FileExists(U16(target() / "f*")));
+}
+
+}  // namespace
+}  // namespace quarn::testing

@@ -1,0 +1,414 @@
+// Every way in which a pass can end, with what it posts and what it leaves on disk.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/install/installation.h"
+
+namespace quarn::testing {
+namespace {
+
+namespace fs = std::filesystem;
+using TreeMap = std::map<std::string, std::string>;
+
+/// Four files: one that is replaced, one that is up to date, a new one in two new directories, and
+/// one more that is replaced. "keep" receives nothing. Beside each lies a file of the user's.
+template <class Policy>
+class InstallFailureTest : public InstallTest {
+ public:
+  static constexpr bool kRestores = Policy::kRestoresOnRollback;
+
+  static KitBuilder FourFiles() {
+    return KitBuilder()
+        .File(u"a\\old.txt", "new")
+        .File(u"b\\same.txt", "of the same time")
+        .File(u"d\\e\\new.txt", "new")
+        .File(u"c\\late.txt", "new");
+  }
+
+  /// Sets the scene, anew at every call.
+  void Prepare() {
+    installation_.reset();
+    fs::remove_all(target());
+    fs::remove_all(tmp());
+    fs::create_directory(tmp());
+    WriteOld("a/old.txt", "old");
+    WriteFile(target() / "a/own.txt", "mine");
+    WriteFile(target() / "b/same.txt", "the same");
+    SetMTime(target() / "b/same.txt", kKitTime);
+    WriteFile(target() / "b/own.txt", "mine");
+    WriteOld("c/late.txt", "old");
+    WriteFile(target() / "c/own.txt", "mine");
+    WriteFile(target() / "keep/own.txt", "mine");
+    WriteFile(tmp() / "foreign", "not ours");
+    installation_.emplace(FourFiles(), kit(), target());
+    before_ = Tree(target());
+    temporary_before_ = Tree(tmp());
+  }
+  Installation<Policy>& installation() { return *installation_; }
+  std::u16string InTarget(const char* path) const {
+    return std::u16string(U16(target() / path).view());
+  }
+  std::u16string InTemporary(const char* path) const {
+    return std::u16string(U16(tmp() / path).view());
+  }
+
+  /// The tree as it was, without what lies in `gone` directories and with `made` ones.
+  TreeMap Before(const std::vector<std::string>& gone, const std::vector<std::string>& made) {
+    TreeMap tree = before_;
+    for (const std::string& directory : gone) {
+      std::erase_if(tree, [&](const auto& entry) { return entry.first.starts_with(directory); });
+    }
+    for (const std::string& directory : made) tree[directory] = "";
+    return tree;
+  }
+  /// Over the ordinary policy a failure has cost the temporary directory and `gone`, and left the
+  /// empty directories `made`; over a restoring one there is no difference.
+  void ExpectRolledBack(const std::vector<std::string>& gone,
+                        const std::vector<std::string>& made = {}) {
+    if (kRestores) {
+      EXPECT_EQ(Tree(target()), before_);
+      EXPECT_EQ(MTime(target() / "a/old.txt"), kKitTime - 1000);
+      EXPECT_EQ(MTime(target() / "c/late.txt"), kKitTime - 1000);
+      EXPECT_EQ(Tree(tmp()), temporary_before_) << "the kit's image stays too";
+    } else {
+      EXPECT_EQ(Tree(target()), Before(gone, made));
+      EXPECT_FALSE(fs::exists(tmp()));
+    }
+    EXPECT_EQ(installation().pauses, 0);
+  }
+  /// The files in work up to number `last`, then the error.
+  void ExpectStatuses(int last, std::uint32_t code) {
+    const char* const files[] = {"a/old.txt", "b/same.txt", "d/e/new.txt", "c/late.txt"};
+    std::vector<InstallStatus> expected;
+    for (int i = 0; i <= last; ++i) {
+      expected.push_back({0, Installed(files[i]), i * 25});
+    }
+    if (code != 0) expected.push_back({code, ErrorText(), last < 0 ? 0 : last * 25});
+    EXPECT_EQ(installation().statuses, expected);
+  }
+
+ private:
+  std::optional<Installation<Policy>> installation_;
+  TreeMap before_;
+  TreeMap temporary_before_;
+};
+
+using Policies = ::testing::Types<FaultyFileSystem<FileSystem>, FaultyFileSystem<DirectFileSystem>>;
+TYPED_TEST_SUITE(InstallFailureTest, Policies);
+
+// --- Success, to compare with --------------------------------------------------------------------
+
+TYPED_TEST(InstallFailureTest, WithoutAFaultAllFilesArePostedAndInstalled) {
+  this->Prepare();
+  EXPECT_EQ(this->installation().Run(), 0u);
+  EXPECT_EQ(this->installation().statuses,
+            (std::vector<InstallStatus>{{0, this->Installed("a/old.txt"), 0},
+                                        {0, this->Installed("b/same.txt"), 25},
+                                        {0, this->Installed("d/e/new.txt"), 50},
+                                        {0, this->Installed("c/late.txt"), 75},
+                                        {0, FinishText(), 100}}));
+  EXPECT_EQ(this->installation().pauses, 1);
+  EXPECT_EQ(ReadFile(this->target() / "a/old.txt"), "new");
+  EXPECT_EQ(ReadFile(this->target() / "b/same.txt"), "the same");
+  EXPECT_EQ(ReadFile(this->target() / "d/e/new.txt"), "new");
+  EXPECT_EQ(ReadFile(this->target() / "c/late.txt"), "new");
+}
+
+TYPED_TEST(InstallFailureTest, PercentsAreTheIntegerPartOfTheShareDone) {
+  for (const std::uint32_t count : {1u, 3u, 7u, 101u, 250u}) {
+    KitBuilder kit;
+    for (std::uint32_t i = 0; i < count; ++i) {
+      // Up to date, so that this takes no time.
+      const std::string name = "f" + std::to_string(i);
+      kit.File(std::u16string(name.begin(), name.end()), "", Ticks(0));
+      WriteFile(this->target() / name, "");
+    }
+    Installation<TypeParam> installation(kit, this->kit(), this->target());
+    ASSERT_EQ(installation.Run(), 0u);
+    ASSERT_EQ(installation.statuses.size(), count + 1);
+    for (std::uint32_t i = 0; i < count; ++i) {
+      EXPECT_EQ(installation.statuses[i].percent, static_cast<std::int32_t>(i * 100 / count));
+    }
+    EXPECT_EQ(installation.statuses[0].percent, 0);
+    EXPECT_LT(installation.statuses[count - 1].percent, 100);
+    EXPECT_EQ(installation.statuses[count].percent, 100);
+  }
+}
+
+// --- Staging cannot be prepared ------------------------------------------------------------------
+
+TYPED_TEST(InstallFailureTest, WithoutATemporaryDirectoryNothingIsTouched) {
+  this->Prepare();
+  const TreeMap temporary = Tree(this->tmp());
+  FaultScript::Get().On(Op::kGetTempDirectory, 1, Code(6));
+  EXPECT_EQ(this->installation().Run(), 6u);
+  this->ExpectStatuses(-1, 6);
+  EXPECT_EQ(Tree(this->target()), this->Before({}, {}));
+  EXPECT_EQ(Tree(this->tmp()), temporary);
+}
+
+TYPED_TEST(InstallFailureTest, ATemporaryDirectoryThatCannotBeMadeCostsItself) {
+  this->Prepare();
+  FaultScript::Get().OnPath(Op::kMakeDirectory, this->InTemporary(""), Code(87));
+  EXPECT_EQ(this->installation().Run(), 87u);
+  this->ExpectStatuses(-1, 87);
+  this->ExpectRolledBack({});
+}
+
+TYPED_TEST(InstallFailureTest, AStagingDirectoryThatCannotBeMadeCostsTheTemporaryDirectory) {
+  this->Prepare();
+  FaultScript::Get().OnPath(Op::kMakeDirectory, this->InTemporary("kstage0/"), Code(87));
+  EXPECT_EQ(this->installation().Run(), 87u);
+  this->ExpectStatuses(-1, 87);
+  this->ExpectRolledBack({});
+}
+
+// --- The backup move fails -----------------------------------------------------------------------
+
+TYPED_TEST(InstallFailureTest, AFailingBackupMoveEndsThePass) {
+  for (const std::uint32_t code : {1u, 4u, 87u, 1013u}) {
+    this->Prepare();
+    FaultScript::Get().On(Op::kMove, 3, Code(code));
+    EXPECT_EQ(this->installation().Run(), code);
+    this->ExpectStatuses(3, code);
+    this->ExpectRolledBack({"a/"}, {"d/"});
+  }
+}
+
+TYPED_TEST(InstallFailureTest, AFailingMoveOfTheFirstFileCostsNoDirectoryOfTheTarget) {
+  this->Prepare();
+  FaultScript::Get().On(Op::kMove, 1, Code(87));
+  EXPECT_EQ(this->installation().Run(), 87u);
+  this->ExpectStatuses(0, 87);
+  this->ExpectRolledBack({});
+}
+
+// Deliberate over the ordinary policy: such a file is written over in place. A restoring policy
+// must be able to put it back.
+TYPED_TEST(InstallFailureTest, CodesTwoAndThreeOfTheMoveMeanThatNothingWasThere) {
+  for (const std::uint32_t code : {2u, 3u}) {
+    this->Prepare();
+    FaultScript::Get().On(Op::kMove, 1, Code(code));
+    if (TestFixture::kRestores) {
+      EXPECT_EQ(this->installation().Run(), 87u);
+      this->ExpectStatuses(0, 87);
+      this->ExpectRolledBack({});
+    } else {
+      EXPECT_EQ(this->installation().Run(), 0u);
+      EXPECT_EQ(ReadFile(this->target() / "a/old.txt"), "new");
+    }
+  }
+}
+
+TYPED_TEST(InstallFailureTest, AStagingPathThatCannotBeMadeEndsThePass) {
+  this->Prepare();
+  FaultScript::Get().OnPath(Op::kMakeDirectory, this->InTemporary("kstage0/a"), Code(87));
+  EXPECT_EQ(this->installation().Run(), 87u);
+  this->ExpectStatuses(0, 87);
+  this->ExpectRolledBack({});
+}
+
+// --- The directory cannot be made ----------------------------------------------------------------
+
+TYPED_TEST(InstallFailureTest, AParentDirectoryThatCannotBeMadeEndsThePass) {
+  for (const std::uint32_t code : {1u, 2u, 87u}) {
+    this->Prepare();
+    FaultScript::Get().OnPath(Op::kMakeDirectory, this->InTarget("d/e"), Code(code));
+    EXPECT_EQ(this->installation().Run(), code);
+    this->ExpectStatuses(2, code);
+    // "d" was made and recorded on the way.
+    this->ExpectRolledBack({"a/"});
+  }
+}
+
+TYPED_TEST(InstallFailureTest, AFailureThatPassesIsMendedByMakingTheParentFirst) {
+  this->Prepare();
+  const fs::path obstacle = this->target() / "d";
+  FaultScript::Get().OnPath(Op::kMakeDirectory, this->InTarget("d/e"), Meanwhile([&] {
+                              // At the first try.
+                              if (!fs::exists(obstacle)) WriteFile(obstacle, "in the way");
+                            }));
+  FaultScript::Get().OnPath(Op::kMakeDirectory, this->InTarget("d"),
+                            Meanwhile([&] { fs::remove(obstacle); }));
+  EXPECT_EQ(this->installation().Run(), 0u);
+  EXPECT_EQ(ReadFile(this->target() / "d/e/new.txt"), "new");
+}
+
+// --- The copy fails ------------------------------------------------------------------------------
+
+struct CopyFault {
+  const char* name;
+  Op op;
+  int nth;  ///< that of the third file
+  Fault fault;
+  std::uint32_t code;
+};
+
+const CopyFault kCopyFaults[] = {
+    {"output not found", Op::kFileOpen, 5, Code(2), 2},
+    {"output not to be opened", Op::kFileOpen, 5, Code(87), 87},
+    {"seek", Op::kFileSeek, 2, Code(6), 6},
+    {"seek without a code", Op::kFileSeek, 2, Code(0), 87},
+    {"read", Op::kFileRead, 2, Code(2), 2},
+    {"read error", Op::kFileRead, 2, Code(87), 87},
+    {"read of nothing", Op::kFileRead, 2, {Fault::Kind::kNothing}, 87},
+    {"short write", Op::kFileWrite, 2, {Fault::Kind::kShort}, 87},
+    {"write of nothing", Op::kFileWrite, 2, {Fault::Kind::kNothing}, 87},
+    {"write to a full disk", Op::kFileWrite, 2, {Fault::Kind::kFailedWrite}, 87},
+    {"write to a closed handle", Op::kFileWrite, 2, Code(6), 6},
+    {"truncation", Op::kFileTruncate, 2, Code(87), 87},
+    {"close", Op::kFileClose, 4, Code(87), 87},
+};
+
+TYPED_TEST(InstallFailureTest, AFailingCopyOfTheThirdFileEndsThePassAndCostsThreeDirectories) {
+  for (const CopyFault& fault : kCopyFaults) {
+    SCOPED_TRACE(fault.name);
+    this->Prepare();
+    FaultScript::Get().On(fault.op, fault.nth, fault.fault);
+    EXPECT_EQ(this->installation().Run(), fault.code);
+    this->ExpectStatuses(2, fault.code);
+    // "b" received nothing, and "mkdir -p" has made "d" without a record of it.
+    this->ExpectRolledBack({"a/"}, {"d/"});
+  }
+}
+
+TYPED_TEST(InstallFailureTest, AShortReadIsReadOn) {
+  this->Prepare();
+  FaultScript::Get().On(Op::kFileRead, 1, {Fault::Kind::kShort});
+  FaultScript::Get().On(Op::kFileRead, 2, {Fault::Kind::kShort});
+  EXPECT_EQ(this->installation().Run(), 0u);
+  EXPECT_EQ(ReadFile(this->target() / "a/old.txt"), "new");
+  EXPECT_EQ(ReadFile(this->target() / "d/e/new.txt"), "new");
+}
+
+TYPED_TEST(InstallFailureTest, ATimeThatCannotBeSetIsNoFailure) {
+  this->Prepare();
+  FaultScript::Get().On(Op::kFileSetWriteTime, 1, Code(6));
+  EXPECT_EQ(this->installation().Run(), 0u);
+  EXPECT_EQ(ReadFile(this->target() / "a/old.txt"), "new");
+}
+
+TYPED_TEST(InstallFailureTest, AnInstalledFileWhoseTimeCannotBeReadIsReplaced) {
+  this->Prepare();
+  FaultScript::Get().On(Op::kFileGetTimes, 2, Code(6));
+  EXPECT_EQ(this->installation().Run(), 0u);
+  EXPECT_EQ(ReadFile(this->target() / "b/same.txt"), "of the same time");
+}
+
+TYPED_TEST(InstallFailureTest, TheOutputIsClosedWhateverFails) {
+  const auto descriptors = [] {
+    return std::distance(fs::directory_iterator("/dev/fd"), fs::directory_iterator());
+  };
+  this->Prepare();
+  const auto before = descriptors();
+  FaultScript::Get().On(Op::kFileWrite, 2, {Fault::Kind::kShort});
+  EXPECT_NE(this->installation().Run(), 0u);
+  EXPECT_EQ(descriptors(), before);
+}
+
+// --- Cancel --------------------------------------------------------------------------------------
+
+TYPED_TEST(InstallFailureTest, ACancelTakesEffectAfterTheFileInWorkAndPostsNothing) {
+  this->Prepare();
+  FaultScript::Get().On(Op::kFileWrite, 1,
+                        Meanwhile([&] { SetCancel(&this->installation().record, true); }));
+  EXPECT_EQ(this->installation().Run(), kErrorCancelled);
+  EXPECT_EQ(kErrorCancelled, 1223u);
+  this->ExpectStatuses(0, 0);
+  this->ExpectRolledBack({"a/"});
+  EXPECT_EQ(FaultScript::Get().Count(Op::kFileTruncate), 1) << "the file was completed";
+}
+
+TYPED_TEST(InstallFailureTest, FilesThatAreUpToDateDoNotSeeACancel) {
+  this->Prepare();
+  // While the second file, which is up to date, is looked at.
+  FaultScript::Get().On(Op::kFileGetTimes, 2,
+                        Meanwhile([&] { SetCancel(&this->installation().record, true); }));
+  EXPECT_EQ(this->installation().Run(), kErrorCancelled);
+  this->ExpectStatuses(2, 0);
+  this->ExpectRolledBack({"a/"}, {"d/"});
+}
+
+TYPED_TEST(InstallFailureTest, APassThatCopiesNothingSeesNoCancel) {
+  this->Prepare();
+  ASSERT_EQ(this->installation().Run(), 0u);
+  SetCancel(&this->installation().record, true);
+  EXPECT_EQ(this->installation().Run(), 0u);
+  EXPECT_EQ(this->installation().statuses.back(), (InstallStatus{0, FinishText(), 100}));
+}
+
+TYPED_TEST(InstallFailureTest, ACodeOf1223FromTheFileSystemIsAFailureLikeAnyOther) {
+  this->Prepare();
+  FaultScript::Get().On(Op::kMove, 1, Code(kErrorCancelled));
+  EXPECT_EQ(this->installation().Run(), kErrorCancelled);
+  this->ExpectStatuses(0, kErrorCancelled);
+}
+
+// --- Exceptions ----------------------------------------------------------------------------------
+
+/// Runs the pass once for each of its calls, with `fault` at that call.
+template <class Test, class Check>
+void FailAtEveryCall(Test& test, const Fault& fault, Check check) {
+  test.Prepare();
+  ASSERT_EQ(test.installation().Run(), 0u);
+  const auto calls = FaultScript::Get().calls();
+  for (std::size_t nth = 1; nth <= calls.size(); ++nth) {
+    SCOPED_TRACE("call " + std::to_string(nth) + " of " + std::to_string(calls.size()) +
+                 ", operation " + std::to_string(static_cast<int>(calls[nth - 1].op)));
+    test.Prepare();
+    FaultScript::Get().OnCall(nth, fault);
+    const std::uint32_t result = test.installation().Run();
+    // Behind the last copied file the pass only cleans up.
+    const bool committing =
+        std::none_of(calls.begin() + static_cast<std::ptrdiff_t>(nth) - 1, calls.end(),
+                     [](const auto& call) { return call.op == Op::kFileClose; });
+    check(result, committing);
+  }
+}
+
+TYPED_TEST(InstallFailureTest, AnExceptionAtAnyCallIsAFailureWithCode87) {
+  for (const Fault::Kind kind : {Fault::Kind::kLengthError, Fault::Kind::kNoMemory}) {
+    FailAtEveryCall(*this, {kind}, [&](std::uint32_t result, bool committing) {
+      const InstallStatus last = this->installation().statuses.back();
+      if (committing) {
+        EXPECT_EQ(result, 0u);
+        EXPECT_EQ(last, (InstallStatus{0, FinishText(), 100}));
+        EXPECT_EQ(ReadFile(this->target() / "c/late.txt"), "new");
+      } else {
+        EXPECT_EQ(result, 87u);
+        EXPECT_EQ(last.code, 87u);
+        EXPECT_EQ(last.message, ErrorText());
+        EXPECT_LT(last.percent, 100);
+        EXPECT_EQ(this->installation().pauses, 0);
+        if (TestFixture::kRestores) {
+          EXPECT_EQ(Tree(this->target()), this->Before({}, {}));
+        }
+      }
+    });
+  }
+}
+
+using RestoringFailureTest = InstallFailureTest<FaultyFileSystem<DirectFileSystem>>;
+
+TEST_F(RestoringFailureTest, AFailureAtAnyCallLeavesTheTargetAsItWasOrInstalled) {
+  for (const std::uint32_t code : {1u, 2u, 3u, 87u}) {
+    FailAtEveryCall(*this, Code(code), [&](std::uint32_t result, bool) {
+      TreeMap expected = Before({}, {});
+      if (result == 0) {
+        expected["a/old.txt"] = expected["c/late.txt"] = expected["d/e/new.txt"] = "new";
+        expected["d/"] = expected["d/e/"] = "";
+        // Copied where it could not be seen to be up to date.
+        expected["b/same.txt"] = ReadFile(target() / "b/same.txt");
+      }
+      EXPECT_EQ(Tree(target()), expected);
+    });
+  }
+}
+
+}  // namespace
+}  // namespace quarn::testing

@@ -1,0 +1,422 @@
+// What a pass does over both real policies alike.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+
+#include "tests/install/installation.h"
+
+namespace quarn::testing {
+namespace {
+
+namespace fs = std::filesystem;
+using TreeMap = std::map<std::string, std::string>;
+
+template <class Policy>
+class InstallPassTest : public InstallTest {
+ protected:
+  Installation<Policy> Prepare(const KitBuilder& kit) {
+    return Installation<Policy>(kit, this->kit(), this->target());
+  }
+  /// The staging directory is gone; the image of the kit stays.
+  void ExpectNoStaging() {
+    for (const auto& entry : fs::directory_iterator(this->tmp())) {
+      EXPECT_FALSE(entry.path().filename().string().starts_with("kstage")) << entry.path();
+    }
+  }
+};
+
+using Policies = ::testing::Types<FileSystem, DirectFileSystem>;
+TYPED_TEST_SUITE(InstallPassTest, Policies);
+
+KitBuilder NestedKit() {
+  return KitBuilder()
+      .Product(u"en", u"Templates", u"Example", u"")
+      .File(u"top.txt", "top", Ticks(1000000000))
+      .File(u"a\\b\\c.txt", "deep", Ticks(1100000000))
+      .File(u"a\\empty", "", Ticks(1200000000));
+}
+
+TYPED_TEST(InstallPassTest, FillsAnEmptyDirectoryWithTheKitsFilesAndTimes) {
+  auto installation = this->Prepare(NestedKit());
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(
+      Tree(this->target()),
+      (TreeMap{
+          {"a/", ""}, {"a/b/", ""}, {"a/b/c.txt", "deep"}, {"a/empty", ""}, {"top.txt", "top"}}));
+  EXPECT_EQ(MTime(this->target() / "top.txt"), 1000000000);
+  EXPECT_EQ(MTime(this->target() / "a/b/c.txt"), 1100000000);
+  EXPECT_EQ(MTime(this->target() / "a/empty"), 1200000000);
+  this->ExpectNoStaging();
+}
+
+TYPED_TEST(InstallPassTest, MakesTheTargetDirectoryWithItsParents) {
+  fs::remove(this->target());
+  NestedKit().WriteTo(this->kit());
+  Installation<TypeParam> installation(NestedKit(), this->kit(), this->target() / "x" / "y");
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(ReadFile(this->target() / "x/y/a/b/c.txt"), "deep");
+}
+
+TYPED_TEST(InstallPassTest, ReportsTheEndAndPausesOnce) {
+  auto installation = this->Prepare(NestedKit());
+  installation.Run();
+  EXPECT_EQ(GetStatus(&installation.record), (InstallStatus{0, FinishText(), 100}));
+  EXPECT_FALSE(FinishText().empty());
+  EXPECT_EQ(installation.pauses, 1);
+}
+
+TYPED_TEST(InstallPassTest, AKitWithoutFilesInstallsNothing) {
+  auto installation = this->Prepare(KitBuilder().SingleProduct(u"", u"", u""));
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(Tree(this->target()), TreeMap());
+  EXPECT_EQ(GetStatus(&installation.record), (InstallStatus{0, FinishText(), 100}));
+  this->ExpectNoStaging();
+}
+
+TYPED_TEST(InstallPassTest, ASecondPassLeavesEveryFileAsItIs) {
+  auto installation = this->Prepare(NestedKit());
+  ASSERT_EQ(installation.Run(), 0u);
+  const auto inode = [&](const char* file) {
+    struct stat status {};
+    EXPECT_EQ(stat((this->target() / file).c_str(), &status), 0);
+    return std::pair(status.st_ino, status.st_ctime);
+  };
+  WriteFile(this->target() / "top.txt", "TOP");
+  SetMTime(this->target() / "top.txt", 1000000000);
+  const auto top = inode("top.txt"), deep = inode("a/b/c.txt");
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(inode("top.txt"), top);
+  EXPECT_EQ(inode("a/b/c.txt"), deep);
+  EXPECT_EQ(ReadFile(this->target() / "top.txt"), "TOP") << "a file of the kit's time is kept";
+}
+
+TYPED_TEST(InstallPassTest, AnOlderFileIsReplaced) {
+  WriteFile(this->target() / "top.txt", "an older and much longer file than the kit's");
+  SetMTime(this->target() / "top.txt", 1000000000 - 1);
+  auto installation = this->Prepare(NestedKit());
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(ReadFile(this->target() / "top.txt"), "top");
+  EXPECT_EQ(MTime(this->target() / "top.txt"), 1000000000);
+}
+
+TYPED_TEST(InstallPassTest, ANewerFileIsKept) {
+  WriteFile(this->target() / "top.txt", "newer");
+  SetMTime(this->target() / "top.txt", 1000000000 + 1);
+  auto installation = this->Prepare(NestedKit());
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(ReadFile(this->target() / "top.txt"), "newer");
+  EXPECT_EQ(MTime(this->target() / "top.txt"), 1000000001);
+}
+
+// Deliberate: installed times are whole seconds, so such a file is always older than the kit's.
+TYPED_TEST(InstallPassTest, AFileWithAPartOfASecondIsCopiedByEveryPass) {
+  auto installation = this->Prepare(KitBuilder().File(u"a", "kit", Ticks(1000000000, 1)));
+  ASSERT_EQ(installation.Run(), 0u);
+  for (int pass = 0; pass < 3; ++pass) {
+    WriteFile(this->target() / "a", "changed");
+    SetMTime(this->target() / "a", 1000000000);
+    ASSERT_EQ(installation.Run(), 0u);
+    EXPECT_EQ(ReadFile(this->target() / "a"), "kit");
+    EXPECT_EQ(MTime(this->target() / "a"), 1000000000);
+  }
+}
+
+TYPED_TEST(InstallPassTest, StagingTakesTheFirstFreeNumber) {
+  struct Case {
+    std::vector<const char*> taken;
+    const char* staging;
+  };
+  for (const Case& c : {Case{{}, "kstage0/"},
+                        {{"kstage0"}, "kstage1/"},
+                        {{"kstage0", "kstage1", "kstage2"}, "kstage3/"},
+                        {{"kstage1"}, "kstage0/"},
+                        {{"kstage00"}, "kstage0/"}}) {
+    for (const char* const name : c.taken) fs::create_directory(this->tmp() / name);
+    auto installation = this->Prepare(NestedKit());
+    EXPECT_EQ(installation.Run(), 0u);
+    ASSERT_EQ(installation.transactions.size(), 1u);
+    EXPECT_EQ(installation.transactions[0].staging_directory, U16(this->tmp() / c.staging));
+    EXPECT_EQ(installation.transactions[0].target_directory, U16(this->target()) + u'/');
+    for (const char* const name : c.taken) {
+      EXPECT_TRUE(fs::is_directory(this->tmp() / name)) << "a foreign directory stays";
+      fs::remove(this->tmp() / name);
+    }
+    this->ExpectNoStaging();
+    fs::remove_all(this->target());
+  }
+}
+
+TYPED_TEST(InstallPassTest, AFileNamedLikeAStagingDirectoryIsPassedOver) {
+  WriteFile(this->tmp() / "kstage0", "foreign");
+  auto installation = this->Prepare(NestedKit());
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(installation.transactions[0].staging_directory, U16(this->tmp() / "kstage1/"));
+  EXPECT_EQ(ReadFile(this->tmp() / "kstage0"), "foreign");
+}
+
+TYPED_TEST(InstallPassTest, ASuccessRemovesOnlyTheStagingDirectory) {
+  WriteFile(this->tmp() / "foreign" / "file", "foreign");
+  WriteFile(this->target() / "a" / "own.txt", "mine");
+  this->WriteOld("top.txt", "old");
+  auto installation = this->Prepare(NestedKit());
+  const TreeMap temporary = Tree(this->tmp());
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(Tree(this->tmp()), temporary) << "with the image of the kit";
+  EXPECT_EQ(ReadFile(this->target() / "a/own.txt"), "mine");
+}
+
+TYPED_TEST(InstallPassTest, FilesOfAllSizesAroundTheBufferAreCopied) {
+  constexpr std::size_t kMiB = 1 << 20;
+  KitBuilder kit;
+  std::map<std::string, std::string> expected;
+  std::mt19937 random(1);
+  for (const std::size_t size :
+       {std::size_t{0}, std::size_t{1}, kMiB - 1, kMiB, kMiB + 1, 2 * kMiB, 3 * kMiB + 5}) {
+    std::string bytes(size, '\0');
+    for (std::size_t i = 0; i < size; i += 97) bytes[i] = static_cast<char>(random());
+    const std::string name = std::to_string(size);
+    kit.File(std::u16string(name.begin(), name.end()), bytes);
+    expected[name] = bytes;
+  }
+  auto installation = this->Prepare(kit);
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_TRUE(Tree(this->target()) == expected);
+}
+
+TYPED_TEST(InstallPassTest, FilesThatShareTheirContentsEachGetACopy) {
+  auto installation =
+      this->Prepare(KitBuilder().File(u"a", "shared").FileAt(u"b", 0, 6).FileAt(u"c", 2, 3));
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(Tree(this->target()), (TreeMap{{"a", "shared"}, {"b", "shared"}, {"c", "are"}}));
+}
+
+TYPED_TEST(InstallPassTest, AnOffsetThatWrapsReadsFromTheTables) {
+  auto installation = this->Prepare(KitBuilder().File(u"a", "data").FileAt(u"b", 0xFFFFFFFF, 3));
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(ReadFile(this->target() / "b").substr(1), "da");
+}
+
+TYPED_TEST(InstallPassTest, ContentsThatTheImageDoesNotHoldAreAFailure) {
+  for (const auto& [offset, size] :
+       {std::pair{0u, 5u}, {4u, 1u}, {5u, 1u}, {0u, 0xFFFFFFFFu}, {0x7FFFFFFFu, 1u}}) {
+    fs::create_directories(this->tmp());
+    auto installation =
+        this->Prepare(KitBuilder().File(u"a\\a", "data").FileAt(u"b\\b", offset, size));
+    EXPECT_EQ(installation.Run(), FILE_ERR_INVALID_PARAMETER) << offset << ' ' << size;
+    EXPECT_EQ(GetStatus(&installation.record), (InstallStatus{87, ErrorText(), 50}));
+    EXPECT_EQ(Tree(this->target()), TreeMap());
+  }
+}
+
+TYPED_TEST(InstallPassTest, AnEmptyFileMayLieAnywhere) {
+  auto installation = this->Prepare(KitBuilder().FileAt(u"a", 0x7FFFFFFF, 0));
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(Tree(this->target()), (TreeMap{{"a", ""}}));
+}
+
+TYPED_TEST(InstallPassTest, NamesWithBlanksAndLettersOfAllScriptsAreInstalled) {
+  auto installation = this->Prepare(KitBuilder()
+                                        .File(u"with blanks \\a file (1).txt", "1")
+                                        .File(u"\u0448\u0430\u0431\u043B\u043E\u043D\\\u4E2D", "2")
+                                        .File(u"'quoted'\\& ; | *?[x].txt", "3"));
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(Tree(this->target()), (TreeMap{{"with blanks /", ""},
+                                           {"with blanks /a file (1).txt", "1"},
+                                           {"шаблон/", ""},
+                                           {"шаблон/中", "2"},
+                                           {"'quoted'/", ""},
+                                           {"'quoted'/& ; | *?[x].txt", "3"}}));
+  WriteFile(this->target() / "'quoted'/& ; | *?[x].txt", "older");
+  SetMTime(this->target() / "'quoted'/& ; | *?[x].txt", 0);
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(ReadFile(this->target() / "'quoted'/& ; | *?[x].txt"), "3");
+}
+
+TYPED_TEST(InstallPassTest, ANameThatTheLocaleCannotExpressIsAFailureAndNoCrash) {
+  auto installation = this->Prepare(KitBuilder().File(u"a\\a", "").File(u"b\\\xD800", ""));
+  EXPECT_EQ(installation.Run(), FILE_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(GetStatus(&installation.record), (InstallStatus{87, ErrorText(), 50}));
+  EXPECT_EQ(Tree(this->target()), TreeMap());
+  EXPECT_EQ(installation.pauses, 0);
+}
+
+TYPED_TEST(InstallPassTest, ATextThatTheLocaleCannotExpressFailsBeforeAnythingIsTouched) {
+  auto installation = this->Prepare(NestedKit());
+  const TreeMap temporary = Tree(this->tmp());
+  SetCurrentLanguage(FindLanguageByCode("ru"));
+  setenv("LC_ALL", "C", 1);
+  EXPECT_EQ(installation.Run(), FILE_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(GetStatus(&installation.record), (InstallStatus{87, u"", 0}));
+  EXPECT_EQ(Tree(this->target()), TreeMap());
+  EXPECT_EQ(Tree(this->tmp()), temporary);
+}
+
+TYPED_TEST(InstallPassTest, TextsAreInTheCurrentLanguage) {
+  SetCurrentLanguage(FindLanguageByCode("de"));
+  const stdx::u16string german = FinishText();
+  auto installation = this->Prepare(NestedKit());
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(GetStatus(&installation.record).message, german);
+  SetCurrentLanguage(kEnglish);
+  EXPECT_NE(FinishText(), german);
+}
+
+TYPED_TEST(InstallPassTest, ALinkToAnUpToDateFileIsKept) {
+  WriteFile(this->root() / "elsewhere", "newer");
+  fs::create_symlink(this->root() / "elsewhere", this->target() / "top.txt");
+  auto installation = this->Prepare(NestedKit());
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_TRUE(fs::is_symlink(this->target() / "top.txt"));
+}
+
+TYPED_TEST(InstallPassTest, ALinkToAnOlderFileIsReplacedAndTheFileLeftAlone) {
+  WriteFile(this->root() / "elsewhere", "older");
+  SetMTime(this->root() / "elsewhere", 0);
+  fs::create_symlink(this->root() / "elsewhere", this->target() / "top.txt");
+  auto installation = this->Prepare(NestedKit());
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_FALSE(fs::is_symlink(this->target() / "top.txt"));
+  EXPECT_EQ(ReadFile(this->target() / "top.txt"), "top");
+  EXPECT_EQ(ReadFile(this->root() / "elsewhere"), "older");
+}
+
+TYPED_TEST(InstallPassTest, AKitThatNamesAFileTwiceInstallsTheNewerOne) {
+  for (const bool newer_first : {false, true}) {
+    const auto first = Ticks(newer_first ? 2000 : 1000), second = Ticks(newer_first ? 1000 : 2000);
+    this->WriteOld("a", "older");
+    SetMTime(this->target() / "a", 500);
+    auto installation = this->Prepare(KitBuilder().File(u"a", "1", first).File(u"a", "2", second));
+    EXPECT_EQ(installation.Run(), 0u);
+    EXPECT_EQ(ReadFile(this->target() / "a"), newer_first ? "1" : "2");
+    EXPECT_EQ(MTime(this->target() / "a"), 2000);
+  }
+}
+
+TYPED_TEST(InstallPassTest, ATargetBelowTheRootOfAVolumeGetsItsSlash) {
+  auto installation = this->Prepare(NestedKit());
+  SetJob(&installation.record, &installation.data, U16(this->target()) + u"/");
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(installation.transactions[0].target_directory, U16(this->target()) + u"/");
+}
+
+// Without a target nothing is staged, and names count from the current directory.
+TYPED_TEST(InstallPassTest, AnEmptyTargetPreparesNoStaging) {
+  fs::current_path(this->target());
+  this->WriteOld("d/old", "old");
+  auto installation = this->Prepare(KitBuilder().File(u"d\\old", "new").File(u"e\\f", "new"));
+  SetJob(&installation.record, &installation.data, u"");
+  EXPECT_EQ(installation.Run(), 0u);
+  ASSERT_EQ(installation.transactions.size(), 1u);
+  EXPECT_EQ(installation.transactions[0].staging_directory, u"");
+  EXPECT_EQ(Tree(this->target()),
+            (TreeMap{{"d/", ""}, {"d/old", "new"}, {"e/", ""}, {"e/f", "new"}}));
+}
+
+// Deliberate: without any "/" the whole path stands for the parent directory.
+TYPED_TEST(InstallPassTest, ANameAloneWithoutATargetBecomesADirectoryAndFails) {
+  fs::current_path(this->target());
+  auto installation = this->Prepare(KitBuilder().File(u"name", "contents"));
+  SetJob(&installation.record, &installation.data, u"");
+  EXPECT_EQ(installation.Run(), FILE_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(Tree(this->target()), TreeMap());
+}
+
+TYPED_TEST(InstallPassTest, WithoutAJobAPassEndsAtOnce) {
+  Installation<TypeParam> installation(NestedKit(), this->kit(), this->target());
+  InstallTransactions transactions;
+  int pauses = 0;
+  using Record = decltype(installation.record);
+  EXPECT_EQ(RunInstall(transactions, static_cast<Record*>(nullptr), [&] { ++pauses; }), 0u);
+  EXPECT_EQ(pauses, 1);
+
+  SetJob(&installation.record, static_cast<typename Installation<TypeParam>::Data*>(nullptr),
+         U16(this->target()));
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(Tree(this->target()), TreeMap());
+}
+
+TYPED_TEST(InstallPassTest, ATimeBefore1970IsInstalled) {
+  auto installation = this->Prepare(KitBuilder().File(u"a", "old", Ticks(-1000000)));
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(MTime(this->target() / "a"), -1000000);
+  WriteFile(this->target() / "a", "newer");
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(ReadFile(this->target() / "a"), "newer");
+}
+
+// --- Steps by themselves -------------------------------------------------------------------------
+
+TYPED_TEST(InstallPassTest, TheRootDirectoryIsAlwaysThereAndNeverRecorded) {
+  Installation<TypeParam> installation(NestedKit(), this->kit(), this->target());
+  InstallTransactions transactions(1);
+  InstallProcess process(transactions, &installation.record);
+  EXPECT_EQ(process.MakeDirectoryRecorded(u"/"), 0u);
+  EXPECT_TRUE(transactions[0].created_directories.empty());
+}
+
+TYPED_TEST(InstallPassTest, MakeDirectoryRecordsNothing) {
+  Installation<TypeParam> installation(NestedKit(), this->kit(), this->target());
+  InstallTransactions transactions(1);
+  InstallProcess process(transactions, &installation.record);
+  EXPECT_EQ(process.MakeDirectory(U16(this->target() / "x" / "y")), 0u);
+  EXPECT_TRUE(fs::is_directory(this->target() / "x/y"));
+  EXPECT_TRUE(transactions[0].created_directories.empty());
+}
+
+TYPED_TEST(InstallPassTest, ADirectoryThatCannotBeMadeHasNoPathToTryAtItsEnd) {
+  Installation<TypeParam> installation(NestedKit(), this->kit(), this->target());
+  InstallTransactions transactions(1);
+  InstallProcess process(transactions, &installation.record);
+  fs::current_path(this->target());
+  WriteFile(this->target() / "file", "");
+  EXPECT_EQ(process.MakeDirectoryRecorded(u"file"), SHELL_ERR_PATH_NOT_FOUND);
+  EXPECT_EQ(process.MakeDirectoryRecorded(u""), SHELL_ERR_PATH_NOT_FOUND);
+  // The root of a drive has no parent either.
+  WriteFile(this->target() / "c:", "");
+  EXPECT_EQ(process.MakeDirectoryRecorded(u"c:/x"), SHELL_ERR_PATH_NOT_FOUND);
+  EXPECT_TRUE(transactions[0].created_directories.empty());
+}
+
+TYPED_TEST(InstallPassTest, ARollbackOfNothingReturnsItsCode) {
+  Installation<TypeParam> installation(NestedKit(), this->kit(), this->target());
+  InstallTransactions transactions;
+  EXPECT_EQ(InstallProcess(transactions, &installation.record).Rollback(5), 5u);
+}
+
+TYPED_TEST(InstallPassTest, ARollbackDeletesTheFilesThatWereListedForIt) {
+  WriteFile(this->target() / "listed", "");
+  WriteFile(this->target() / "kept", "");
+  Installation<TypeParam> installation(NestedKit(), this->kit(), this->target());
+  InstallTransactions transactions(1);
+  transactions[0].files_to_delete = {U16(this->target() / "listed"), U16(this->target() / "gone")};
+  EXPECT_EQ(InstallProcess(transactions, &installation.record).Rollback(7), 7u);
+  EXPECT_EQ(Tree(this->target()), (TreeMap{{"kept", ""}}));
+}
+
+TYPED_TEST(InstallPassTest, RemoveTreeTakesADirectoryWithAllItHolds) {
+  using Process = InstallProcess<typename Installation<TypeParam>::Data>;
+  for (const char* const end : {"", "/"}) {
+    WriteFile(this->target() / "x" / "y" / "file", "");
+    WriteFile(this->target() / "x" / "*", "");
+    fs::create_symlink(this->kit(), this->target() / "x" / "link");
+    EXPECT_EQ(Process::RemoveTree(U16((this->target() / "x").string() + end)), 0u);
+    EXPECT_EQ(Tree(this->target()), TreeMap());
+  }
+  EXPECT_EQ(Process::RemoveTree(U16(this->target() / "missing")), 0u);
+  EXPECT_EQ(Process::RemoveTree(u""), 0u);
+}
+
+TYPED_TEST(InstallPassTest, RemoveTreeTakesNamesThatTheLocaleCannotExpress) {
+  using Process = InstallProcess<typename Installation<TypeParam>::Data>;
+  for (int i = 0; i < 20; ++i) {
+    WriteFile(this->target() / "x" / ("\xff name " + std::to_string(i)), "");
+  }
+  EXPECT_EQ(Process::RemoveTree(U16(this->target() / "x")), 0u);
+  EXPECT_EQ(Tree(this->target()), TreeMap());
+}
+
+}  // namespace
+}  // namespace quarn::testing
