@@ -39,6 +39,7 @@ class BasicInstallThread {
     RequestStop();
     Join();
     stop_ = false;
+    ended_ = false;
     process_data_ = process_data;
     passes_ = passes;
     creation_result_ = -1;
@@ -59,6 +60,10 @@ class BasicInstallThread {
 
   /// -1 while no worker was started, else the result of `pthread_create`: 0 for success.
   std::int32_t creation_result() const noexcept { return creation_result_; }
+  /// Whether the worker that was started last has ended. Where it says yes, all that the worker
+  /// posted is there to be read. A stop that overtakes the start ends a worker before it posts
+  /// anything.
+  bool has_ended() const noexcept { return ended_.load(std::memory_order_acquire); }
   /// The code of the last pass that ended, 0 before.
   std::uint32_t last_result() const noexcept { return last_result_; }
 
@@ -67,7 +72,9 @@ class BasicInstallThread {
   static constexpr int kPauseStepMilliseconds = 10;
 
   static void* WorkerEntry(void* self) {
-    static_cast<BasicInstallThread*>(self)->Work();
+    auto* const thread = static_cast<BasicInstallThread*>(self);
+    thread->Work();
+    thread->ended_.store(true, std::memory_order_release);
     return nullptr;
   }
 
@@ -92,6 +99,7 @@ class BasicInstallThread {
 
   ProcessData* process_data_ = nullptr;
   std::atomic<bool> stop_ = false;
+  std::atomic<bool> ended_ = false;
   pthread_t thread_{};
   std::int32_t creation_result_ = -1;
   Passes passes_ = Passes::kUntilStopped;
