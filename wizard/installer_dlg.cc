@@ -285,9 +285,14 @@ void CInstallerDlg::StartInstall() {
   // worker that failed starts over at once too, so what a slow turn reads may be its next pass.
   InstallStatus status;
   do {
+    // A worker that was stopped before it had begun posts nothing. Asked first, so that the status
+    // of one that has ended is its last.
+    const bool ended = m_thread.has_ended();
     status = GetStatus(&m_processData);
     m_progressPage->SetProgress(status.percent);
-    if (m_toolkit.PumpEvent(m_buttonCancel)) status.code = kErrorCancelled;
+    const bool hit = m_toolkit.PumpEvent(m_buttonCancel);
+    const bool ended_without_result = ended && status.code == 0 && status.percent < 100;
+    if (hit || ended_without_result) status.code = kErrorCancelled;
   } while (status.code == 0 && status.percent < 100);
 
   // The worker is left to itself; it ends with the controller. Each step is guarded by itself,

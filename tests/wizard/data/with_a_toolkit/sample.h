@@ -1,0 +1,2 @@
+// For the check that keeps toolkits out of the wizard.
+#include <QLabel>

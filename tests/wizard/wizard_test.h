@@ -1,0 +1,91 @@
+// The fixture of the wizard's stories: a kit in a start directory of its own, a scratch home, a
+// recording toolkit, a program "open" that only notes what it was asked to open, and a gate that
+// holds the real worker at a file.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/support/kit_builder.h"
+#include "tests/support/recording_toolkit.h"
+#include "tests/support/scratch.h"
+#include "wizard/app.h"
+
+namespace quarn::testing {
+
+/// Waits until `condition` holds, for half a minute at most; tells whether it does.
+bool Eventually(const std::function<bool()>& condition);
+
+/// The text of `id` in the language `code`.
+std::string TextOf(const std::string& code, const std::string& id);
+
+/// A named pipe in the place of a file to install. The worker, which opens it to see how old it is,
+/// stays there until it is let through; then it finds the file up to date and goes on.
+class Gate {
+ public:
+  explicit Gate(std::filesystem::path path);
+  Gate(const Gate&) = delete;
+  Gate& operator=(const Gate&) = delete;
+  /// Lets whoever waits through, and takes the gate down.
+  ~Gate();
+
+  /// Waits until the worker is at the gate, and lets it through once.
+  void LetThrough();
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// Five small files, a description in English and German among them; products in both languages.
+KitBuilder ExampleKit();
+/// `ExampleKit`'s first file, then one that fails in every pass: its data are not in the kit.
+KitBuilder FailingKit();
+
+class WizardTest : public PrivateMountTest {
+ protected:
+  WizardTest();
+
+  /// The directory in which the wizard is started and looks for its kit.
+  std::filesystem::path start_directory() const { return root() / "start"; }
+  /// A directory to install into, which no other thing lies in.
+  std::filesystem::path target() const { return root() / "target"; }
+  /// The directory that is offered when nothing is recorded.
+  std::filesystem::path default_target() const {
+    return home() / ".quarn" / "Orbex" / "quarn" / "tmplts";
+  }
+  std::filesystem::path own_cfg() const { return home() / ".Orbex" / "qlaunch" / "qlaunch.cfg"; }
+  std::filesystem::path alt_cfg() const { return home() / ".Orbex" / "qlauncht" / "qlaunch.cfg"; }
+
+  void WriteKit(const KitBuilder& kit) { WriteFile(start_directory() / "quarn.tpk", kit.Kit()); }
+
+  /// Runs the wizard in the start directory as `setup usecwd` with `options` behind it.
+  void RunWizard(const std::vector<std::string>& options = {"-Len"});
+  /// Runs the program with exactly these arguments.
+  void RunProgram(std::vector<std::string> arguments) { RunProgram(toolkit, std::move(arguments)); }
+  /// The same on another desktop; each stands for one process.
+  void RunProgram(Toolkit& desktop, std::vector<std::string> arguments);
+
+  /// From the welcome page: chooses `directory` and installs into it.
+  void InstallInto(const std::filesystem::path& directory);
+
+  /// The command lines of "open" so far, one a line.
+  std::string Opened() const;
+  /// Whether an image of a kit lies in the temporary directory.
+  bool ImageLeft() const;
+
+  ShownMessage Error(const std::string& text) const {
+    return {"Installing configuration", text, kIconError | kButtonsOk};
+  }
+
+  RecordingToolkit toolkit;
+  CInstallerApp app;
+};
+
+inline const std::string kSuccessText = "Конфигурация успешно установлена.";
+inline const std::string kErrorText =
+    "В процессе установки произошла ошибка. Установка прервана. Каталог шаблонов не изменен.";
+
+}  // namespace quarn::testing
