@@ -10,7 +10,7 @@
 #include "tools/tpk/cancel.h"
 #include "tools/tpk/command.h"
 #include "tools/tpk/format.h"
-#include "tools/tpk/open_kit.h"
+#include "tools/tpk/kit_data.h"
 #include "tools/tpk/private_temp.h"
 #include "tools/tpk/utf.h"
 
@@ -18,9 +18,6 @@ namespace quarn::tpk {
 namespace {
 
 namespace fs = std::filesystem;
-
-using ProcessData = BasicInstallProcessData<KitData>;
-using Worker = BasicInstallThread<KitData>;
 
 struct Options {
   fs::path kit;
@@ -52,8 +49,10 @@ class Ticker {
   std::thread thread_;
 };
 
-std::uint32_t RunPass(KitData& kit, const fs::path& target, Output& output) {
-  ProcessData job;
+template <class Kit>
+std::uint32_t RunPass(Kit& kit, const fs::path& target, Output& output) {
+  using Worker = BasicInstallThread<Kit>;
+  BasicInstallProcessData<Kit> job;
   SetJob(&job, &kit, EnginePath(target));
   Worker worker;
   Progress progress(output, "installing", 100);
@@ -69,10 +68,9 @@ std::uint32_t RunPass(KitData& kit, const fs::path& target, Output& output) {
   return worker.last_result();
 }
 
-ExitCode Install(const Options& options, Output& output) {
+template <class Kit>
+ExitCode Install(Kit& kit, const Options& options, Output& output) {
   const PrivateTemp temp;
-  KitData kit;
-  OpenKit(kit, options.kit);
   ThrowIfCancelled();
   const fs::path target = fs::absolute(options.target);
   const std::uint32_t code = RunPass(kit, target, output);
@@ -95,8 +93,10 @@ ExitCode Install(const Options& options, Output& output) {
 
 void AddInstall(CommandLine& line) {
   const auto options = std::make_shared<Options>();
-  CLI::App* const verb = AddVerb(line, "install", "Install a kit into a folder",
-                                 [options](Output& output) { return Install(*options, output); });
+  CLI::App* const verb =
+      AddVerb(line, "install", "Install a kit into a folder", [options](Output& output) {
+        return WithKit(options->kit, [&](auto& kit) { return Install(kit, *options, output); });
+      });
   verb->add_option("KIT", options->kit, "The kit")->required();
   verb->add_option("--to", options->target, "The folder to install into")->required();
 }

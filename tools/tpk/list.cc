@@ -4,8 +4,7 @@
 
 #include "tools/tpk/command.h"
 #include "tools/tpk/format.h"
-#include "tools/tpk/open_kit.h"
-#include "tools/tpk/private_temp.h"
+#include "tools/tpk/kit_data.h"
 #include "tools/tpk/utf.h"
 
 namespace quarn::tpk {
@@ -15,12 +14,10 @@ struct Options {
   std::filesystem::path kit;
 };
 
-ExitCode List(const Options& options, Output& output) {
-  const PrivateTemp temp;
-  KitData kit;
-  OpenKit(kit, options.kit);
+template <class Kit>
+ExitCode List(const Kit& kit, Output& output) {
   std::uint64_t total = 0;
-  for (const KitData::FileData& file : kit.files()) {
+  for (const auto& file : kit.files()) {
     total += file.data_size;
     output.Record(
         "file",
@@ -43,8 +40,10 @@ ExitCode List(const Options& options, Output& output) {
 
 void AddList(CommandLine& line) {
   const auto options = std::make_shared<Options>();
-  CLI::App* const verb = AddVerb(line, "list", "List the files in a kit",
-                                 [options](Output& output) { return List(*options, output); });
+  CLI::App* const verb =
+      AddVerb(line, "list", "List the files in a kit", [options](Output& output) {
+        return WithKit(options->kit, [&](const auto& kit) { return List(kit, output); });
+      });
   verb->add_option("KIT", options->kit, "The kit")->required();
 }
 

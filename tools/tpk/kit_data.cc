@@ -1,0 +1,268 @@
+#include "tools/tpk/kit_data.h"
+
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <system_error>
+#include <utility>
+
+#include "install/process_data.h"
+#include "kit/lz_compressor.h"
+#include "tools/tpk/cancel.h"
+#include "tools/tpk/utf.h"
+
+namespace quarn::tpk {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Handles from here on stand for streams; no descriptor is so large.
+constexpr FileHandle kFirstStream = FileHandle{1} << 32;
+/// How much of an image may be tables before only an image on disk will do: a damaged count must
+/// not make us allocate what no kit holds.
+constexpr std::uint64_t kTablesLimit = 64 << 20;
+
+struct Streams {
+  std::mutex mutex;
+  std::map<FileHandle, std::unique_ptr<ImageStream>> open;
+  std::unique_ptr<ImageStream> pending;  // inflating, and about to be opened
+  FileHandle next = kFirstStream;
+};
+
+Streams& TheStreams() {
+  static Streams streams;
+  return streams;
+}
+
+struct Problem {
+  std::mutex mutex;
+  std::string first;
+};
+
+Problem& TheProblem() {
+  static Problem problem;
+  return problem;
+}
+
+// What reading a stream failed with; the file layer knows nothing of it.
+thread_local std::uint32_t stream_error = FILE_OK;
+
+std::uint32_t CodeOf(ImageStream::End end) {
+  switch (end) {
+    case ImageStream::End::kCorrupt:
+      return kErrorCorruptKit;
+    case ImageStream::End::kUnreadable:
+      return FILE_ERR_INVALID_PARAMETER;
+    default:
+      return FILE_OK;
+  }
+}
+
+fs::path AsPath(const stdx::u16string& path) { return Utf8FromUtf16(path.view()); }
+
+std::string Because(const char* what, const stdx::u16string& path, int error) {
+  return std::string(what) + " " + Shown(path) + ": " + std::generic_category().message(error);
+}
+
+}  // namespace
+
+std::string ToolFileSystem::FirstProblem() {
+  const std::lock_guard lock(TheProblem().mutex);
+  return TheProblem().first;
+}
+
+void ToolFileSystem::NoteProblem(std::string problem) {
+  const std::lock_guard lock(TheProblem().mutex);
+  if (TheProblem().first.empty()) TheProblem().first = std::move(problem);
+}
+
+std::uint32_t ToolFileSystem::FileOpen(const stdx::u16string& path, std::uint32_t access,
+                                       std::uint32_t share_mode, std::uint32_t disposition,
+                                       std::uint32_t flags, FileHandle* handle) {
+  const std::uint32_t code =
+      DirectFileSystem::FileOpen(path, access, share_mode, disposition, flags, handle);
+  if (code != FILE_OK && disposition == FILE_CREATE_ALWAYS) {
+    NoteProblem(Because("cannot write", path, errno));
+  }
+  return code;
+}
+
+std::uint32_t ToolFileSystem::FileWrite(FileHandle handle, const void* buffer, std::uint32_t count,
+                                        std::uint32_t* bytes_written, void* context) {
+  const std::uint32_t code =
+      DirectFileSystem::FileWrite(handle, buffer, count, bytes_written, context);
+  if (*bytes_written != count) {
+    NoteProblem("cannot write: " +
+                std::generic_category().message(*bytes_written == 0xFFFFFFFF ? errno : ENOSPC));
+  }
+  return code;
+}
+
+std::uint32_t ToolFileSystem::ShellMakeDirectory(const stdx::u16string& path) {
+  // An installation asks for the same two directories, the target's and the staged one, for one
+  // file after the other.
+  thread_local stdx::u16string known[2];
+  if (path == known[0] || path == known[1]) return SHELL_ERR_ALREADY_EXISTS;
+  const std::uint32_t code = DirectFileSystem::ShellMakeDirectory(path);
+  if (code == SHELL_OK || code == SHELL_ERR_ALREADY_EXISTS) {
+    known[0] = std::exchange(known[1], path);
+  }
+  if (code == SHELL_ERR_COMMAND_FAILED) NoteProblem(Because("cannot make", path, errno));
+  return code;
+}
+
+std::uint32_t ToolFileSystem::ShellMove(const stdx::u16string& from, const stdx::u16string& to) {
+  const std::uint32_t code = DirectFileSystem::ShellMove(from, to);
+  if (code == SHELL_ERR_INVALID_PARAMETER) NoteProblem(Because("cannot move", from, errno));
+  return code;
+}
+
+std::uint32_t StreamFileSystem::FileOpen(const stdx::u16string& path, std::uint32_t access,
+                                         std::uint32_t share_mode, std::uint32_t disposition,
+                                         std::uint32_t flags, FileHandle* handle) {
+  if (!path.empty()) {
+    return ToolFileSystem::FileOpen(path, access, share_mode, disposition, flags, handle);
+  }
+  Streams& streams = TheStreams();
+  const std::lock_guard lock(streams.mutex);
+  if (streams.pending == nullptr) return FILE_ERR_NOT_FOUND;
+  *handle = streams.next++;
+  streams.open.emplace(*handle, std::move(streams.pending));
+  return FILE_OK;
+}
+
+ImageStream& StreamFileSystem::Stream(FileHandle image) {
+  Streams& streams = TheStreams();
+  const std::lock_guard lock(streams.mutex);
+  return *streams.open.at(image);
+}
+
+std::uint32_t StreamFileSystem::FileRead(FileHandle handle, void* buffer, std::uint32_t count,
+                                         std::uint32_t* bytes_read, void* context) {
+  stream_error = FILE_OK;
+  if (handle < kFirstStream) {
+    return ToolFileSystem::FileRead(handle, buffer, count, bytes_read, context);
+  }
+  ImageStream& stream = Stream(handle);
+  *bytes_read = 0;
+  while (*bytes_read < count) {
+    if (CancelRequested()) return stream_error = kErrorCancelled;
+    const auto bytes = stream.Next(count - *bytes_read);
+    if (bytes.empty()) return stream_error = CodeOf(stream.end());
+    std::memcpy(static_cast<std::byte*>(buffer) + *bytes_read, bytes.data(), bytes.size());
+    *bytes_read += static_cast<std::uint32_t>(bytes.size());
+  }
+  return FILE_OK;
+}
+
+std::uint32_t StreamFileSystem::FileSeek(FileHandle handle, std::int64_t distance,
+                                         std::int64_t* high, std::uint32_t method) {
+  stream_error = FILE_OK;
+  if (handle < kFirstStream) return ToolFileSystem::FileSeek(handle, distance, high, method);
+  ImageStream& stream = Stream(handle);
+  std::uint64_t position = 0;
+  if (method == FILE_FROM_CURRENT) position = stream.position();
+  if (method == FILE_FROM_END) {
+    position = stream.end() == ImageStream::End::kNone ? kTablesLimit : stream.size();
+  }
+  position += static_cast<std::uint64_t>(distance);
+  if (high != nullptr) position += static_cast<std::uint64_t>(*high) << 32;
+  stream.Seek(position);
+  if (high != nullptr) *high = static_cast<std::int64_t>(position >> 32);
+  return static_cast<std::uint32_t>(position);
+}
+
+std::uint32_t StreamFileSystem::FileClose(FileHandle handle) {
+  if (handle < kFirstStream) return ToolFileSystem::FileClose(handle);
+  Streams& streams = TheStreams();
+  const std::lock_guard lock(streams.mutex);
+  streams.open.erase(handle);
+  return FILE_OK;
+}
+
+std::uint32_t StreamFileSystem::FileGetLastError() noexcept {
+  return stream_error != FILE_OK ? stream_error : ToolFileSystem::FileGetLastError();
+}
+
+std::uint32_t StreamFileSystem::CreateTempFile(const stdx::u16string&, const stdx::u16string&,
+                                               stdx::u16string* name) {
+  name->clear();
+  return SHELL_OK;
+}
+
+std::uint32_t StreamCompressor::Decompress(const stdx::u16string& source,
+                                           const stdx::u16string&) const {
+  auto stream = std::make_unique<ImageStream>(AsPath(source));
+  const std::lock_guard lock(TheStreams().mutex);
+  TheStreams().pending = std::move(stream);
+  return FILE_OK;
+}
+
+std::uint32_t ImageCompressor::Decompress(const stdx::u16string& source,
+                                          const stdx::u16string& destination) const {
+  ImageStream stream(AsPath(source));
+  FileHandle image = kInvalidFile;
+  std::uint32_t code =
+      FileOpen(destination, FILE_ACCESS_WRITE, 0, FILE_CREATE_ALWAYS, FILE_NORMAL, &image);
+  if (code != FILE_OK) return code;
+  const std::unique_ptr<FileHandle, void (*)(FileHandle*)> closer(
+      &image, [](FileHandle* handle) { FileClose(*handle); });
+  for (;;) {
+    ThrowIfCancelled();
+    const auto bytes = stream.Next(ImageKit::kCopyBufferSize);
+    if (bytes.empty()) break;
+    std::uint32_t written = 0;
+    FileWrite(image, bytes.data(), static_cast<std::uint32_t>(bytes.size()), &written, nullptr);
+    if (written != bytes.size()) {
+      throw SystemFailure("cannot write the kit's image to the temporary directory",
+                          written == 0xFFFFFFFF ? errno : ENOSPC);
+    }
+  }
+  if (stream.end() == ImageStream::End::kUnreadable) {
+    throw SystemFailure("cannot read the kit " + Shown(source), stream.read_error());
+  }
+  return CodeOf(stream.end());
+}
+
+namespace {
+
+/// Whether the files' bytes lie one behind the other, so that nobody ever looks back.
+bool InOrder(const StreamKit& kit) {
+  std::uint64_t end = 0;
+  for (const StreamKit::FileData& file : kit.files()) {
+    if (file.data_size == 0) continue;
+    if (file.data_offset < end) return false;
+    end = std::uint64_t{file.data_offset} + file.data_size;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool OpenStream(StreamKit& kit, const fs::path& path) {
+  const std::uint32_t code = kit.Read(EnginePath(path));
+  if (code == kErrorCancelled) ThrowIfCancelled();
+  return code == FILE_OK && InOrder(kit);
+}
+
+void OpenImage(ImageKit& kit, const fs::path& path) {
+  const std::uint32_t code = kit.Read(EnginePath(path));
+  if (code == FILE_OK) return;
+  const std::string name = Printable(path.native());
+  throw Failure(ExitCode::kBadKit, "damaged-kit",
+                code == kErrorCorruptKit ? name + " is damaged: its compressed data is corrupt"
+                                         : name + " is damaged: its tables do not fit its size",
+                "is it a kit, and is it complete? build or fetch it again");
+}
+
+stdx::u16string EnginePath(const fs::path& path) {
+  const auto text = Utf16FromUtf8(path.native());
+  if (!text) {
+    throw Failure(ExitCode::kInputOutput, "path-not-utf8",
+                  "the path " + Printable(path.native()) + " is not UTF-8", "rename it");
+  }
+  return *text;
+}
+
+}  // namespace quarn::tpk
