@@ -88,8 +88,13 @@ class basic_string {
 
   explicit basic_string(view_type text) : basic_string(text.data(), text.size()) {}
 
-  // Only a true unit: a number and a radix of the wrong type must not compile as this one.
-  basic_string(size_type count, std::same_as<C> auto unit) : basic_string() { append(count, unit); }
+  // Only letters: a number and a radix of the wrong type must not compile as this one.
+  template <class Unit>
+  requires(std::same_as<Unit, C> || std::same_as<Unit, char>)
+      basic_string(size_type count, Unit unit)
+      : basic_string() {
+    append(count, unit);
+  }
 
   template <std::input_iterator It>
   basic_string(It first, It last) : basic_string() {
@@ -313,7 +318,7 @@ class basic_string {
         return;
       }
     }
-    append(&unit, 1);
+    append(1, unit);
   }
   void pop_back() { Resize(size() - 1, kExact); }
 
@@ -599,15 +604,16 @@ class basic_string {
     return (bytes + step - 1) / step * step / sizeof(C);
   }
 
+  // The ways between blocks are written outside the class and compiled once, so that the short ways
+  // above stay small where they are used.
+
   /// Moves the heap text to a block of its own with `capacity` units, which must hold it.
-  void Reallocate(size_type capacity) {
-    Heap& heap = storage_.heap;
-    C* const block = AllocateBlock(capacity);
-    const size_type length = HeapLength(heap);
-    Traits::copy(block + kHeaderUnits, heap.begin + kHeaderUnits, length + 1);
-    ReleaseBlock(heap);
-    heap = {block, block + kHeaderUnits + length, capacity};
-  }
+  void Reallocate(size_type capacity);
+  /// Moves the inline text to a block with room for exactly `count` units.
+  void MoveToHeap(size_type count);
+  /// `Resize` where a block is left, entered or changed.
+  void ResizeBlock(size_type count, Growth growth);
+
   void MakeUnique() {
     if (is_inline() || IsUnique(storage_.heap)) return;
     Reallocate(static_cast<size_type>(storage_.heap.end - storage_.heap.begin));
@@ -615,43 +621,12 @@ class basic_string {
   // Assigning and appending may not fail half-way through leaving a shared block.
   void MakeUniqueOrTerminate() noexcept { MakeUnique(); }
 
-  void MoveToHeap(size_type count) {
-    const size_type capacity = BlockCapacityFor(count);
-    C* const block = AllocateBlock(capacity);
-    const size_type length = mode_;
-    Traits::copy(block + kHeaderUnits, storage_.text, length + 1);
-    storage_.heap = {block, block + kHeaderUnits + length, capacity};
-    mode_ = kHeapMarker;
-  }
-
-  /// Sets the length; units behind the old end are left as they come. A heap text that shrinks
+  /// Changes the length; units behind the old end are left as they come. A heap text that shrinks
   /// below the inline capacity moves inline, one that grows but stays below it does not.
   void Resize(size_type count, Growth growth) {
-    if (is_inline()) {
-      if (count < kInlineCapacity) {
-        mode_ = static_cast<std::uint32_t>(count);
-        storage_.text[count] = C();
-        return;
-      }
-      MoveToHeap(count);
-    } else if (count < kInlineCapacity && count <= HeapLength(storage_.heap)) {
-      const Heap heap = storage_.heap;
-      Traits::copy(storage_.text, heap.begin + kHeaderUnits, count);
-      storage_.text[count] = C();
-      mode_ = static_cast<std::uint32_t>(count);
-      ReleaseBlock(heap);
-      return;
-    }
-    MakeUnique();
-    Heap& heap = storage_.heap;
-    const size_type needed = BlockCapacityFor(count);
-    if (heap.capacity < needed) {
-      const size_type wanted =
-          growth == kGrow ? std::max(needed, heap.capacity + heap.capacity / 2) : needed;
-      Reallocate(RoundCapacity(std::min(wanted, kMaxCapacity)));
-    }
-    heap.end = heap.begin + kHeaderUnits + count;
-    *heap.end = C();
+    if (!is_inline() || count >= kInlineCapacity) return ResizeBlock(count, growth);
+    mode_ = static_cast<std::uint32_t>(count);
+    storage_.text[count] = C();
   }
 
   bool Holds(const C* text) const noexcept {
@@ -678,7 +653,6 @@ class basic_string {
   /// A string of `count` units yet to be written, in a block of exactly that room.
   static basic_string OfLength(size_type count) {
     basic_string result;
-    result.reserve(count);
     result.Resize(count, kExact);
     return result;
   }
@@ -715,6 +689,49 @@ class basic_string {
   static constexpr size_type ModeOffset() { return offsetof(basic_string, mode_); }
   static constexpr size_type StorageOffset() { return offsetof(basic_string, storage_); }
 };
+
+template <class C, class Traits, class Allocator>
+void basic_string<C, Traits, Allocator>::Reallocate(size_type capacity) {
+  Heap& heap = storage_.heap;
+  C* const block = AllocateBlock(capacity);
+  const size_type length = HeapLength(heap);
+  Traits::copy(block + kHeaderUnits, heap.begin + kHeaderUnits, length + 1);
+  ReleaseBlock(heap);
+  heap = {block, block + kHeaderUnits + length, capacity};
+}
+
+template <class C, class Traits, class Allocator>
+void basic_string<C, Traits, Allocator>::MoveToHeap(size_type count) {
+  const size_type capacity = BlockCapacityFor(count);
+  C* const block = AllocateBlock(capacity);
+  const size_type length = mode_;
+  Traits::copy(block + kHeaderUnits, storage_.text, length + 1);
+  storage_.heap = {block, block + kHeaderUnits + length, capacity};
+  mode_ = kHeapMarker;
+}
+
+template <class C, class Traits, class Allocator>
+void basic_string<C, Traits, Allocator>::ResizeBlock(size_type count, Growth growth) {
+  Heap& heap = storage_.heap;
+  if (is_inline()) {
+    MoveToHeap(count);
+  } else if (count < kInlineCapacity && count <= HeapLength(heap)) {
+    const Heap left = heap;
+    mode_ = 0;
+    Resize(count, kExact);
+    Traits::copy(storage_.text, left.begin + kHeaderUnits, count);
+    return ReleaseBlock(left);
+  }
+  MakeUnique();
+  const size_type needed = BlockCapacityFor(count);
+  if (heap.capacity < needed) {
+    const size_type wanted =
+        growth == kGrow ? std::max(needed, heap.capacity + heap.capacity / 2) : needed;
+    Reallocate(RoundCapacity(std::min(wanted, kMaxCapacity)));
+  }
+  heap.end = heap.begin + kHeaderUnits + count;
+  *heap.end = C();
+}
 
 using string = basic_string<char>;
 using u16string = basic_string<char16_t>;
