@@ -48,8 +48,7 @@ bool ReadRest(std::FILE* file, stdx::string& bytes) {
 
 }  // namespace
 
-// --- Contents
-// -------------------------------------------------------------------------------------
+// --- Contents ----------------------------------------------------------------------------------
 
 bool AddConfigValue(ConfigEntryList& list, const stdx::u16string& key,
                     const stdx::u16string& value) {
@@ -58,12 +57,21 @@ bool AddConfigValue(ConfigEntryList& list, const stdx::u16string& key,
     list.entries_.push_back({key, {}});
     list.values_.emplace_back();
   }
-  if (!list.values_[place].Insert(value).second) return false;
-  list.entries_[place].values.push_back(value);
+  std::vector<stdx::u16string>& values = list.entries_[place].values;
+  // Most keys have one value: an index is worth its room from the second one on.
+  if (!values.empty()) {
+    NoCaseIndex& index = list.values_[place];
+    if (index.empty()) {
+      for (const auto& present : values) index.Insert(present);
+    }
+    if (!index.Insert(value).second) return false;
+  }
+  values.push_back(value);
   return true;
 }
 
-bool StoreConfigLine(ConfigEntryList& list, stdx::u16string key, stdx::u16string value) {
+bool StoreConfigLine(ConfigEntryList& list, stdx::u16string key,  // NOLINT: copies are meant
+                     stdx::u16string value) {                     // NOLINT
   return AddConfigValue(list, key, value);
 }
 
@@ -89,11 +97,9 @@ void SetConfigValues(ConfigEntryList& list, const stdx::u16string& key,
     list.entries_[place].values = values;
     list.values_[place] = {};
   }
-  for (const auto& value : list.entries_[place].values) list.values_[place].Insert(value);
 }
 
-// --- Reading
-// --------------------------------------------------------------------------------------
+// --- Reading -----------------------------------------------------------------------------------
 
 /// Puts decoded blocks together to lines, and keeps the bytes of each line beside its text.
 class ConfigReader {
@@ -191,8 +197,8 @@ class ConfigReader {
     if (gives_back && (added || list_.originals_.empty())) return;
     const std::size_t place = *list_.keys_.Find(key_);
     const ConfigEntry& entry = list_[place];
-    const stdx::u16string& value = entry.values[*list_.values_[place].Find(value_)];
-    const stdx::u16string line = LineText(entry.key, value);
+    const std::size_t value_place = list_.values_[place].Find(value_).value_or(0);
+    const stdx::u16string line = LineText(entry.key, entry.values[value_place]);
     if (added) {
       list_.originals_[line] = bytes_;
       return;
@@ -246,8 +252,7 @@ void ReadConfigFile(const stdx::u16string& path, ConfigEntryList& list) {
   }
 }
 
-// --- Writing
-// --------------------------------------------------------------------------------------
+// --- Writing -----------------------------------------------------------------------------------
 
 namespace {
 
@@ -379,8 +384,7 @@ void WriteConfigFile(const stdx::u16string& path, const ConfigEntryList& list) {
   throw kCannotWrite;
 }
 
-// --- The user's files
-// -----------------------------------------------------------------------------
+// --- The user's files --------------------------------------------------------------------------
 
 namespace {
 

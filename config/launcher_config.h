@@ -17,8 +17,7 @@
 
 namespace quarn {
 
-// --- Keys
-// -----------------------------------------------------------------------------------------
+// --- Keys --------------------------------------------------------------------------------------
 
 inline constexpr const char16_t* kDefaultVersionKey = u"DefaultVersion";
 inline constexpr const char16_t* kCommonInfoBasesKey = u"CommonInfoBases";
@@ -29,8 +28,7 @@ inline constexpr const char16_t* kInstallComponentsKey = u"InstallComponents";
 /// A directory of configuration templates, one on a line. The one key that this system looks at.
 inline constexpr const char16_t* kTemplatesLocationKey = u"ConfigurationTemplatesLocation";
 
-// --- Contents
-// -------------------------------------------------------------------------------------
+// --- Contents ----------------------------------------------------------------------------------
 
 /// One key with its values; each value is a line of its own in the file.
 struct ConfigEntry {
@@ -40,7 +38,8 @@ struct ConfigEntry {
 
 /// The entries of a file in the order in which their keys first appear. Keys are distinct in it
 /// regardless of letter case, and so are the values that `AddConfigValue` brings to an entry. It is
-/// changed through the functions below, in time that doesn't grow with its length.
+/// changed through the functions below, in time that grows with its length only where an entry is
+/// removed.
 class ConfigEntryList {
  public:
   using const_iterator = std::vector<ConfigEntry>::const_iterator;
@@ -66,7 +65,7 @@ class ConfigEntryList {
 
   std::vector<ConfigEntry> entries_;
   NoCaseIndex keys_;                 // of `entries_`, place by place
-  std::vector<NoCaseIndex> values_;  // of each entry's values
+  std::vector<NoCaseIndex> values_;  // of each entry's values, empty until one is added to others
   // The bytes of lines that their text doesn't give back, by that text: "key=value". Characters
   // beyond U+FFFF are cut off when they are read.
   std::unordered_map<stdx::u16string, stdx::string> originals_;
@@ -78,7 +77,7 @@ class ConfigEntryList {
 bool AddConfigValue(ConfigEntryList& list, const stdx::u16string& key,
                     const stdx::u16string& value);
 
-/// As `AddConfigValue`, with copies of its own.
+/// `AddConfigValue` with copies, for texts that lie in the list itself.
 bool StoreConfigLine(ConfigEntryList& list, stdx::u16string key, stdx::u16string value);
 
 /// The values of `key`, owned by the list and good until it changes, or null.
@@ -90,8 +89,7 @@ const std::vector<stdx::u16string>* FindConfigValues(const ConfigEntryList& list
 void SetConfigValues(ConfigEntryList& list, const stdx::u16string& key,
                      const std::vector<stdx::u16string>& values);
 
-// --- Files
-// ----------------------------------------------------------------------------------------
+// --- Files -------------------------------------------------------------------------------------
 
 /// Adds the lines of a file to `list`. A line feed ends a line, its first "=" ends the key; nothing
 /// is trimmed, and there are no comments. Lines with neither key nor value are skipped.
@@ -115,8 +113,7 @@ bool IsNotUnicodeFile(const stdx::u16string& path);
 /// if there was none.
 void WriteConfigFile(const stdx::u16string& path, const ConfigEntryList& list);
 
-// --- The user's files
-// -----------------------------------------------------------------------------
+// --- The user's files --------------------------------------------------------------------------
 
 // Where they lie, under the user's home directory. The doubled slashes belong to the names.
 // Throw std::length_error when the home directory isn't valid in the locale's encoding.

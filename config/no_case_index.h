@@ -16,6 +16,8 @@ namespace quarn {
 /// equals only itself here: nothing throws but running out of memory.
 class NoCaseIndex {
  public:
+  bool empty() const noexcept { return places_.empty(); }
+
   /// The place of the text equal to `text`.
   std::optional<std::size_t> Find(const stdx::u16string& text) const;
 

@@ -11,8 +11,7 @@
 
 namespace quarn {
 
-// --- Lists of directories
-// -------------------------------------------------------------------------
+// --- Lists of directories ----------------------------------------------------------------------
 
 /// Appends the values of `key` in the store's lists to `out`, each once regardless of letter case;
 /// what `out` held before isn't considered. The lists are visited in the order own, common, extra,
@@ -27,8 +26,7 @@ void NormalizeSeparators(std::vector<stdx::u16string>& list);
 /// at the end. The others stay as they are written.
 void RemoveDuplicatePaths(std::vector<stdx::u16string>& list);
 
-// --- Recorded directories
-// -------------------------------------------------------------------------
+// --- Recorded directories ----------------------------------------------------------------------
 
 /// Loads the store and appends the recorded template directories to `out`, which is then normalised
 /// and rid of duplicates as a whole.
@@ -44,8 +42,7 @@ void UpdateTemplateLocations(LauncherConfig& store, const std::vector<stdx::u16s
 /// `UpdateTemplateLocations` in the files of the profile.
 void SaveTemplateLocations(const std::vector<stdx::u16string>& list, bool altProfile);
 
-// --- The directory to offer
-// -----------------------------------------------------------------------
+// --- The directory to offer --------------------------------------------------------------------
 
 /// Whether a temporary file can be made in `dir`. The platform has the last word on where it is
 /// made and may prefer the process's temporary directory (TMPDIR) to `dir`: then the answer is

@@ -16,8 +16,7 @@ namespace {
 
 using U16List = std::vector<stdx::u16string>;
 
-// --- Models
-// ---------------------------------------------------------------------------------------
+// --- Models ------------------------------------------------------------------------------------
 
 bool ModelEqual(const stdx::u16string& a, const stdx::u16string& b) {
   try {
@@ -136,8 +135,7 @@ void ModelRemoveDuplicates(U16List& list) {
   }
 }
 
-// --- Random files
-// ---------------------------------------------------------------------------------
+// --- Random files ------------------------------------------------------------------------------
 
 /// What a random file may hold besides ASCII.
 enum class Mix { kAscii, kMultibyte, kAstral, kGarbage };
@@ -342,8 +340,7 @@ TEST_F(ConfigModelTest, RandomDuplicatesAreRemovedAsTheModelRemovesThem) {
   EXPECT_GT(removed, 0u);
 }
 
-// --- Long files
-// -----------------------------------------------------------------------------------
+// --- Long files --------------------------------------------------------------------------------
 
 /// `count` lines: half of them of keys of their own, half of them values of one key; every tenth
 /// one repeats an earlier line in another letter case.

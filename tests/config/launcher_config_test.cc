@@ -22,8 +22,7 @@ class LauncherConfigTest : public ScratchTest {
   }
 };
 
-// --- Line syntax
-// ----------------------------------------------------------------------------------
+// --- Line syntax -------------------------------------------------------------------------------
 
 struct SyntaxCase {
   const char* rule;
@@ -91,7 +90,7 @@ TEST_F(LauncherConfigTest, LinesOfAnyLengthAreReadWhole) {
     const std::string value(length, 'v');
     const ConfigEntryList list = ReadText(key + "=" + value + "\na=1\n");
     EXPECT_EQ(EntriesOf(list),
-              (Entries{{stdx::u16string(length, u'k'), {stdx::u16string(length, u'v')}},
+              (Entries{{U16(std::string(length, 'k')), {U16(std::string(length, 'v'))}},
                        {u"a", {u"1"}}}));
   }
 }
@@ -101,7 +100,7 @@ TEST_F(LauncherConfigTest, ABlockThatIsFullIsReadToItsEnd) {
     SCOPED_TRACE(size);
     const std::string value(size - 2, 'v');
     EXPECT_EQ(EntriesOf(ReadText("k=" + value)),
-              (Entries{{u"k", {stdx::u16string(size - 2, u'v')}}}));
+              (Entries{{u"k", {U16(std::string(size - 2, 'v'))}}}));
   }
 }
 
@@ -123,8 +122,7 @@ TEST_F(LauncherConfigTest, FilesThatCannotBeReadAddNothing) {
   EXPECT_TRUE(list.empty());
 }
 
-// --- What the locale cannot decode or express
-// -----------------------------------------------------
+// --- What the locale cannot decode or express --------------------------------------------------
 
 TEST_F(LauncherConfigTest, ABlockThatCannotBeDecodedEndsTheReadingAndTheRestIsWrittenBack) {
   const std::string good(500, 'g');
@@ -143,7 +141,7 @@ TEST_F(LauncherConfigTest, ABlockThatCannotBeDecodedEndsTheReadingAndTheRestIsWr
 TEST_F(LauncherConfigTest, ALineThatReadingBrokeOffInIsNotTakenHalf) {
   const std::string before(1019, 'x');
   const ConfigEntryList list = ReadText(before + "\nk=v" + "alue\xFF\n");
-  EXPECT_EQ(EntriesOf(list), (Entries{{stdx::u16string(1019, u'x'), {u""}}}));
+  EXPECT_EQ(EntriesOf(list), (Entries{{U16(std::string(1019, 'x')), {u""}}}));
   EXPECT_EQ(list.unread(), "k=value\xFF\n");
 }
 
@@ -249,8 +247,10 @@ TEST_F(LauncherConfigTest, AUtf16FileIsNotUnderstoodAndBecomesTextWhenItIsRewrit
             "ConfigurationTemplatesLocation=/new\n"
             "a=1\r\nk=\xC3\xA9\xE6\x97\xA5\xF0\x9F\x98\x80\nConfigurationTemplatesLocation=/old\n");
   EXPECT_TRUE(IsNotUnicodeFile(U16(root() / "16.cfg")));
-  EXPECT_EQ(*FindConfigValues(Read(root() / "16.cfg"), kTemplatesLocationKey),
-            (U16List{u"/new", u"/old"}));
+  EXPECT_EQ(EntriesOf(Read(root() / "16.cfg")),
+            (Entries{{kTemplatesLocationKey, {u"/new", u"/old"}},
+                     {u"a", {u"1\r"}},
+                     {u"k", {u"\u00E9\u65E5\uF600"}}}));
 }
 
 TEST_F(LauncherConfigTest, AUtf16FileWithBrokenUnitsBecomesTextAsFarAsItGoes) {
@@ -270,8 +270,7 @@ TEST_F(LauncherConfigTest, WithoutAUsableLocaleNothingIsLostEither) {
   EXPECT_EQ(Rewritten(file), file);
 }
 
-// --- The list
-// -------------------------------------------------------------------------------------
+// --- The list ----------------------------------------------------------------------------------
 
 TEST_F(LauncherConfigTest, AValueIsAddedOnceUnderItsKey) {
   ConfigEntryList list;
@@ -302,6 +301,24 @@ TEST_F(LauncherConfigTest, TextWithNoNarrowFormEqualsOnlyItself) {
                                       {u"K\xD800", {u"a\xD800"}},
                                       {u"k", {u"a"}}}));
   EXPECT_EQ(FindConfigValues(list, u"k\xD801"), nullptr);
+  // Nor does it equal a text whose bytes are those of its units.
+  EXPECT_TRUE(AddConfigValue(list, u"a\u0600a", u"1"));
+  EXPECT_TRUE(AddConfigValue(list, u"\xD861\x6180", u"1"));
+}
+
+TEST_F(LauncherConfigTest, LetterCaseIsFoldedAsTheLocaleFoldsIt) {
+  // A single-byte locale, in which Cyrillic letters have a case: 0xC1 is the small form of 0xE1.
+  const std::string locale = (root() / "koi8.KOI8-R").string();
+  if (std::system(("localedef -c -i C -f KOI8-R " + locale + " 2>/dev/null").c_str()) != 0) {
+    GTEST_SKIP() << "no sources of locales on this system";
+  }
+  setenv("LOCPATH", root().c_str(), 1);
+  setenv("LC_ALL", "koi8.KOI8-R", 1);
+  ConfigEntryList list = ReadText("\xC1=\xC2\n\xE1=\xE2\n\xE1=\xC3\n");
+  EXPECT_EQ(EntriesOf(list), (Entries{{u"\u0430", {u"\u0431", u"\u0446"}}}));
+  EXPECT_NE(FindConfigValues(list, u"\u0410"), nullptr);
+  EXPECT_EQ(WrittenBytes(root(), list), "\xC1=\xC2\n\xC1=\xC3\n");
+  unsetenv("LOCPATH");
 }
 
 TEST_F(LauncherConfigTest, ValuesAreFoundByTheirKey) {
@@ -355,8 +372,7 @@ TEST_F(LauncherConfigTest, TheKeysAreNamedSo) {
   EXPECT_EQ(stdx::u16string(kTemplatesLocationKey), u"ConfigurationTemplatesLocation");
 }
 
-// --- Writing
-// --------------------------------------------------------------------------------------
+// --- Writing -----------------------------------------------------------------------------------
 
 TEST_F(LauncherConfigTest, OtherKeysKeepValueAndOrderByteForByte) {
   const std::string before = "# hand-written\n DefaultVersion = 1.2 \r\nCommonInfoBases=/b\nX=\n";
@@ -427,8 +443,7 @@ TEST_F(LauncherConfigTest, AFileIsUnicodeOnlyWithTheLittleEndianMark) {
   EXPECT_FALSE(IsNotUnicodeFile(U16(root() / "missing")));
 }
 
-// --- Places
-// ---------------------------------------------------------------------------------------
+// --- Places ------------------------------------------------------------------------------------
 
 TEST_F(LauncherConfigTest, ThePathsAreThese) {
   setenv("HOME", "/h", 1);

@@ -29,8 +29,7 @@ class TemplateDirsTest : public ScratchTest {
   }
 };
 
-// --- Lists
-// ----------------------------------------------------------------------------------------
+// --- Lists -------------------------------------------------------------------------------------
 
 TEST_F(TemplateDirsTest, OwnDirectoriesComeFirstAndThenTheCommonOnesTheyLack) {
   WriteFile(Own(), Line("/x/t"));
@@ -94,6 +93,7 @@ TEST_F(TemplateDirsTest, DuplicatesAreRemovedByTheseRules) {
            {"a backslash closes a path too, and is not a slash",
             {u"a", u"a\\", u"a/"},
             {u"a", u"a\\"}},
+           {"nothing is added to a backslash", {u"a\\", u"a\\/"}, {u"a\\", u"a\\/"}},
            {"only one separator is added", {u"/a/", u"/a//"}, {u"/a/", u"/a//"}},
            {"the empty path and the root are two", {u"", u"/", u""}, {u"", u"/"}},
            {"order stays", {u"c", u"a", u"C/", u"b", u"a"}, {u"c", u"a", u"b"}},
@@ -106,8 +106,7 @@ TEST_F(TemplateDirsTest, DuplicatesAreRemovedByTheseRules) {
   }
 }
 
-// --- Saving
-// ---------------------------------------------------------------------------------------
+// --- Saving ------------------------------------------------------------------------------------
 
 TEST_F(TemplateDirsTest, SavingWritesEachDirectoryOnceAndLeavesOtherKeysAsTheyWere) {
   const std::string before = "DefaultVersion= 8 \r\nCommonInfoBases=/b\nCommonInfoBases=/a\n";
@@ -146,8 +145,7 @@ TEST_F(TemplateDirsTest, InstallingIntoARecordedDirectoryMovesItToTheFront) {
   EXPECT_EQ(ReadFile(Own()), Line("/t") + Line("/a"));
 }
 
-// --- The directory to offer
-// -----------------------------------------------------------------------
+// --- The directory to offer --------------------------------------------------------------------
 
 TEST_F(TemplateDirsTest, TheDefaultLiesUnderTheHomeDirectory) {
   setenv("HOME", "/h", 1);
@@ -210,8 +208,7 @@ TEST_F(TemplateDirsTest, AHomeWithNoTextFormOffersNothing) {
   EXPECT_EQ(ResolveTemplateDirs().chosen, u"");
 }
 
-// --- Who gets rewritten
-// ---------------------------------------------------------------------------
+// --- Who gets rewritten ------------------------------------------------------------------------
 
 struct RecordCase {
   const char* rule;
