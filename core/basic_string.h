@@ -553,9 +553,19 @@ class basic_string {
     CopyRaw(other);
     other.SetEmpty();
   }
-  void Construct(const C* text, size_type count) {
-    Resize(count, kExact);
-    Traits::copy(Text(), text, count);
+  /// Copies fewer than 32 bytes as two pieces of a fixed size, which may overlap.
+  static void CopyShort(void* to, const void* from, size_type bytes) noexcept {
+    static_cast<void>(CopyEnds<16>(to, from, bytes) || CopyEnds<8>(to, from, bytes) ||
+                      CopyEnds<4>(to, from, bytes) || CopyEnds<2>(to, from, bytes) ||
+                      CopyEnds<1>(to, from, bytes));
+  }
+  template <size_type kPiece>
+  static bool CopyEnds(void* to, const void* from, size_type bytes) noexcept {
+    if (bytes < kPiece) return false;
+    const size_type last = bytes - kPiece;
+    std::memcpy(to, from, kPiece);
+    std::memcpy(static_cast<char*>(to) + last, static_cast<const char*>(from) + last, kPiece);
+    return true;
   }
 
   /// The text for writing; the block must be this string's own.
@@ -607,6 +617,8 @@ class basic_string {
   // The ways between blocks are written outside the class and compiled once, so that the short ways
   // above stay small where they are used.
 
+  /// Makes a new string one of `count` units of `text`.
+  void Construct(const C* text, size_type count);
   /// Moves the heap text to a block of its own with `capacity` units, which must hold it.
   void Reallocate(size_type capacity);
   /// Moves the inline text to a block with room for exactly `count` units.
@@ -689,6 +701,16 @@ class basic_string {
   static constexpr size_type ModeOffset() { return offsetof(basic_string, mode_); }
   static constexpr size_type StorageOffset() { return offsetof(basic_string, storage_); }
 };
+
+template <class C, class Traits, class Allocator>
+void basic_string<C, Traits, Allocator>::Construct(const C* text, size_type count) {
+  Resize(count, kExact);
+  if (count < kInlineCapacity) {
+    CopyShort(storage_.text, text, count * sizeof(C));
+  } else {
+    Traits::copy(Text(), text, count);
+  }
+}
 
 template <class C, class Traits, class Allocator>
 void basic_string<C, Traits, Allocator>::Reallocate(size_type capacity) {
