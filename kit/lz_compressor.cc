@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 
 #include "core/file.h"
 #include "core/text.h"
@@ -13,7 +14,10 @@
 namespace quarn {
 namespace {
 
+/// What inflate is given at a time, and the room it gets for its output.
 constexpr std::uint32_t kChunkSize = 32768;
+/// What is mapped at a time: a mapping of its own for each chunk costs more than reading it.
+constexpr std::uint32_t kMappedSize = 16 * kChunkSize;
 
 class OpenFile {
  public:
@@ -83,13 +87,16 @@ std::uint32_t LZCompressor::Decompress(const stdx::u16string& source,
   if (status < 0) return kErrorCorruptKit;
   const auto buffer = std::make_unique_for_overwrite<Bytef[]>(kChunkSize);
 
+  std::optional<Mapping> mapping;
   std::uint32_t chunk = kChunkSize;
   // After an error or the end of the stream zlib stays where it is, so the last chunk decides.
   for (std::uint32_t offset = 0; offset < size; offset += chunk) {
     chunk = std::min(chunk, size - offset);
-    const Mapping mapping(kit.handle, offset, chunk);
-    if (!mapping) return FILE_ERR_INVALID_PARAMETER;
-    stream.next_in = mapping.bytes();
+    if (offset % kMappedSize == 0) {
+      mapping.emplace(kit.handle, offset, std::min(kMappedSize, size - offset));
+      if (!*mapping) return FILE_ERR_INVALID_PARAMETER;
+    }
+    stream.next_in = mapping->bytes() + offset % kMappedSize;
     stream.avail_in = chunk;
     do {
       stream.next_out = buffer.get();

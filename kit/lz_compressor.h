@@ -1,6 +1,6 @@
-// Turns a kit, which is one raw deflate stream, into its image. The kit is read through mappings
-// of 32 KiB, one at a time, and written through one buffer of that size: memory use is constant
-// whatever the sizes.
+// Turns a kit, which is one raw deflate stream, into its image. The kit is read in chunks of 32 KiB
+// through short-lived mappings, and written through one buffer of that size: memory use is
+// constant whatever the sizes.
 #pragma once
 
 #include <cstdint>
