@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -109,6 +110,25 @@ class InstallProcess {
       if (backup != path && Files::FileExists(backup)) return Files::ShellRemoveFile(path);
     }
     return Files::ShellMove(path, backup);
+  }
+
+  /// The write time of the file at `path`; nothing where none can be read.
+  static std::optional<std::uint64_t> InstalledTime(const stdx::u16string& path) {
+    FileHandle installed = kInvalidFile;
+    if (Files::FileOpen(path, FILE_ACCESS_READ, 0, FILE_OPEN_EXISTING, FILE_NORMAL, &installed) !=
+        0) {
+      return std::nullopt;
+    }
+    std::uint64_t time = 0;
+    const std::uint32_t code = Files::FileGetTimes(installed, nullptr, nullptr, &time);
+    Files::FileClose(installed);
+    return code == 0 ? std::optional(time) : std::nullopt;
+  }
+
+  /// An installed file is left alone unless the kit's is strictly newer. Times on disk are whole
+  /// seconds, so a kit time with a part of a second always is.
+  static bool IsUpToDate(std::optional<std::uint64_t> installed_time, std::uint64_t kit_time) {
+    return installed_time && *installed_time >= kit_time;
   }
 
   /// Writes the contents of file `index` of the kit to `path`, with the kit's write time.
@@ -255,7 +275,7 @@ class InstallProcess {
     const auto& file = data.files()[index];
     const stdx::u16string path = InstalledPath(transaction().target_directory, file.name);
     PostStatus(process_data_, 0, path, percent);
-    if (IsUpToDate(path, file.last_write_time)) return 0;
+    if (IsUpToDate(InstalledTime(path), file.last_write_time)) return 0;
 
     std::uint32_t code = BackupFile(path);
     const bool nothing_to_move =
@@ -275,20 +295,6 @@ class InstallProcess {
     if (code != 0) return code;
     cancelled_ = IsCancelled(process_data_);
     return cancelled_ ? kErrorCancelled : 0;
-  }
-
-  /// An installed file is left alone unless the kit's is strictly newer. Times on disk are whole
-  /// seconds, so a kit time with a part of a second always is.
-  static bool IsUpToDate(const stdx::u16string& path, std::uint64_t kit_time) {
-    FileHandle installed = kInvalidFile;
-    if (Files::FileOpen(path, FILE_ACCESS_READ, 0, FILE_OPEN_EXISTING, FILE_NORMAL, &installed) !=
-        0) {
-      return false;
-    }
-    std::uint64_t installed_time = 0;
-    const std::uint32_t code = Files::FileGetTimes(installed, nullptr, nullptr, &installed_time);
-    Files::FileClose(installed);
-    return code == 0 && installed_time >= kit_time;
   }
 
   static std::uint32_t CopyContents(Data& data, std::uint32_t offset, std::uint32_t size,
