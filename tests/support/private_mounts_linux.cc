@@ -29,8 +29,8 @@ bool BecomeNamespaceRoot() {
 
 bool MountOverVarTmp(const std::string& directory) {
   if (unshare(CLONE_NEWNS) != 0 && !BecomeNamespaceRoot()) return false;
-  return mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-         mount(directory.c_str(), "/var/tmp", nullptr, MS_BIND, nullptr) == 0;
+  return mount("none", "/", "", MS_REC | MS_PRIVATE, nullptr) == 0 &&
+         mount(directory.c_str(), "/var/tmp", "", MS_BIND, nullptr) == 0;
 }
 
 PrivateVolume::PrivateVolume(const std::string& directory, std::size_t bytes)
@@ -44,7 +44,7 @@ PrivateVolume::~PrivateVolume() {
 }
 
 bool PrivateVolume::MakeReadOnly() {
-  return mount(nullptr, directory_.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0;
+  return mount("none", directory_.c_str(), "", MS_REMOUNT | MS_RDONLY, nullptr) == 0;
 }
 
 }  // namespace quarn::testing
