@@ -1,0 +1,28 @@
+// In a file of its own, so that no compiler looks into `new` and `delete` at their callers.
+#include "tests/wizard/allocation_limit.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <limits>
+#include <new>
+
+namespace {
+constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
+std::atomic<std::size_t> limit = kNoLimit;
+}  // namespace
+
+void* operator new(std::size_t size) {
+  void* const block = size > limit ? nullptr : std::malloc(size == 0 ? 1 : size);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
+}
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+
+namespace quarn::testing {
+
+AllocationLimit::AllocationLimit(std::size_t bytes) { limit = bytes; }
+
+AllocationLimit::~AllocationLimit() { limit = kNoLimit; }
+
+}  // namespace quarn::testing
