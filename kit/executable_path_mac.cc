@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstdint>
 
 #include "kit/executable_path.h"
 
