@@ -102,10 +102,10 @@ const StringTable& GreekTable() noexcept { return greek; }
 const StringTable& HungarianTable() noexcept { return hungarian; }
 
 const stdx::string* FindText(const stdx::string& id) noexcept {
-  const auto language = registry.find(current_language);
-  if (language == registry.end()) return nullptr;
-  const auto entry = language->second.table.find(id);
-  return entry == language->second.table.end() ? nullptr : &entry->second;
+  const LanguageEntry* const language = CurrentLanguage();
+  if (language == nullptr) return nullptr;
+  const auto entry = language->table.find(id);
+  return entry == language->table.end() ? nullptr : &entry->second;
 }
 
 void LoadString(stdx::u16string* text, const stdx::string& id) {
@@ -127,5 +127,10 @@ std::int32_t FindLanguageByCode(const stdx::string& code) noexcept {
 }
 
 void SetCurrentLanguage(std::int32_t id) noexcept { current_language = id; }
+
+const LanguageEntry* CurrentLanguage() noexcept {
+  const auto language = registry.find(current_language);
+  return language == registry.end() ? nullptr : &language->second;
+}
 
 }  // namespace quarn

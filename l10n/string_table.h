@@ -54,4 +54,7 @@ std::int32_t FindLanguageByCode(const stdx::string& code) noexcept;
 
 void SetCurrentLanguage(std::int32_t id) noexcept;
 
+/// The entry of the current language; null while there is none.
+const LanguageEntry* CurrentLanguage() noexcept;
+
 }  // namespace quarn
