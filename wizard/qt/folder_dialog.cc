@@ -3,14 +3,17 @@
 #include <QDir>
 #include <QFileDialog>
 
-#include "core/text.h"
 #include "l10n/string_table.h"
 #include "wizard/qt/text.h"
 
 namespace quarn {
 namespace {
 
-QString Text(const char* id) { return ToQt(ToNarrow(LoadString(id))); }
+/// The text of `id`, without the mark of its mnemonic: the labels here have nothing to jump to.
+QString Text(const char* id) {
+  const stdx::string* const text = FindText(id);
+  return text == nullptr ? QString() : ToQt(*text).remove('&');
+}
 
 }  // namespace
 
@@ -27,6 +30,11 @@ void OpenFolderDialog(QWidget* window, std::function<void(const QString& path)> 
   dialog->setLabelText(QFileDialog::FileName, Text("IDS_BROWSE_SELDIR"));
   dialog->setLabelText(QFileDialog::Accept, Text("IDS_BROWSE_OK"));
   dialog->setLabelText(QFileDialog::Reject, Text("IDS_BROWSE_CANCEL"));
+  // There is but one type to choose, and it is named in Qt's language, not in the wizard's.
+  for (const char* const name : {"fileTypeLabel", "fileTypeCombo"}) {
+    if (auto* const widget = dialog->findChild<QWidget*>(name)) widget->hide();
+  }
+  dialog->setViewMode(QFileDialog::List);
   QObject::connect(dialog, &QFileDialog::fileSelected, std::move(chosen));
   dialog->open();
 }

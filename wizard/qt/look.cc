@@ -3,8 +3,11 @@
 #include <QApplication>
 #include <QFont>
 #include <QFontMetricsF>
+#include <QPainter>
+#include <QPainterPath>
 #include <QPalette>
-#include <QStyleFactory>
+#include <QProxyStyle>
+#include <QStyleOption>
 
 namespace quarn {
 namespace {
@@ -36,6 +39,43 @@ QPalette LightPalette() {
   return palette;
 }
 
+/// Qt's own style, with a check box that goes with the buttons.
+class Style : public QProxyStyle {
+ public:
+  Style() : QProxyStyle("fusion") {}
+
+  int pixelMetric(PixelMetric metric, const QStyleOption* option,
+                  const QWidget* widget) const override {
+    if (metric == PM_IndicatorWidth || metric == PM_IndicatorHeight) return 16;
+    return QProxyStyle::pixelMetric(metric, option, widget);
+  }
+
+  void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
+                     const QWidget* widget) const override {
+    if (element != PE_IndicatorCheckBox) {
+      QProxyStyle::drawPrimitive(element, option, painter, widget);
+      return;
+    }
+    const bool is_checked = option->state.testFlag(State_On);
+    const bool is_touched = option->state & (State_MouseOver | State_Sunken | State_HasFocus);
+    const QRectF box = QRectF(option->rect).adjusted(0.5, 0.5, -0.5, -0.5);
+    painter->save();
+    painter->setRenderHint(QPainter::Antialiasing);
+    painter->setPen(is_checked || is_touched ? kAccent : kFaint);
+    painter->setBrush(is_checked ? kAccent : kWhite);
+    painter->drawRoundedRect(box, 4, 4);
+    if (is_checked) {
+      QPainterPath tick(box.topLeft() + QPointF(3.5, 7.8));
+      tick.lineTo(box.topLeft() + QPointF(6.4, 10.6));
+      tick.lineTo(box.topLeft() + QPointF(11.5, 4.6));
+      painter->setBrush(Qt::NoBrush);
+      painter->setPen(QPen(kWhite, 2, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+      painter->drawPath(tick);
+    }
+    painter->restore();
+  }
+};
+
 // The margins keep neighbours apart whose frames touch.
 constexpr const char* kStyleSheet = R"(
   QPushButton { margin: 1px 2px; border: 1px solid #c5cbd5; border-radius: 6px;
@@ -49,6 +89,8 @@ constexpr const char* kStyleSheet = R"(
   QPushButton:default:focus { border: 2px solid #16376a; }
   QPushButton:default:pressed { background: #234f8d; }
   QPushButton:flat { margin: 0px; }
+  QDialog QPushButton { min-width: 76px; min-height: 26px; }
+  QDialogButtonBox { dialogbuttonbox-buttons-have-icons: 0; }
   QLineEdit { border: 1px solid #c5cbd5; border-radius: 6px; padding: 0px 6px;
               background: #ffffff; color: #1f2328; }
   QLineEdit:focus { border: 2px solid #2c63b0; padding: 0px 5px; }
@@ -59,7 +101,7 @@ constexpr const char* kStyleSheet = R"(
 }  // namespace
 
 void ApplyLook() {
-  QApplication::setStyle(QStyleFactory::create("fusion"));
+  QApplication::setStyle(new Style);
   QApplication::setPalette(LightPalette());
   QFont font = QApplication::font();
   font.setPixelSize(kTextSize);

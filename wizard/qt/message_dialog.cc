@@ -42,7 +42,6 @@ MessageDialog::MessageDialog(const MessageBox& message, const QImage& picture, Q
   for (const MessageButton& each : message.buttons) {
     const bool by_return = each.key == MessageButton::Key::kReturn;
     auto* const button = new PlainButton(ToQt(each.title), box);
-    button->setMinimumSize(80, 30);
     box->addButton(button, by_return ? QDialogButtonBox::AcceptRole : QDialogButtonBox::RejectRole);
     const int index = static_cast<int>(buttons_.size());
     buttons_.emplace(by_return ? Qt::Key_Return : Qt::Key_Escape, button);

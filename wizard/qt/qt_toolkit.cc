@@ -8,6 +8,7 @@
 #include <QImage>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QPixmap>
 #include <QProgressBar>
 #include <QScopedValueRollback>
 #include <QScreen>
@@ -17,6 +18,7 @@
 #include "wizard/installer_dlg.h"
 #include "wizard/qt/accessibility.h"
 #include "wizard/qt/folder_dialog.h"
+#include "wizard/qt/language.h"
 #include "wizard/qt/look.h"
 #include "wizard/qt/message_dialog.h"
 #include "wizard/qt/text.h"
@@ -73,6 +75,13 @@ void Press(CInstallerDlg& controller, ButtonAction action) {
 
 QImage Decode(const Picture& picture) {
   return QImage::fromData(picture.bytes, static_cast<int>(picture.size));
+}
+
+QIcon ProgramIcon() {
+  static constexpr unsigned char bytes[] = {
+#include "setup_icon_png.inc"
+  };
+  return QIcon(QPixmap::fromImage(Decode({bytes, sizeof(bytes)})));
 }
 
 }  // namespace
@@ -166,6 +175,7 @@ bool QtToolkit::SetUpApplication(int, char**, bool silent) {
   arguments_[0] = program_.data();
   arguments_[1] = option;
   arguments_[2] = platforms_.data();
+  const FontsOfLanguage fonts;
   const QtMessageHandler handler = qInstallMessageHandler(DropMessage);
   application_ = std::make_unique<QApplication>(argument_count_, arguments_);
   qInstallMessageHandler(handler);
@@ -179,6 +189,8 @@ bool QtToolkit::SetUpApplication(int, char**, bool silent) {
 
   QGuiApplication::setQuitOnLastWindowClosed(false);
   QGuiApplication::setDesktopFileName("quarn-setup");
+  QGuiApplication::setWindowIcon(ProgramIcon());
+  TranslateQt(*application_);
   ApplyLook();
   InstallAccessibility();
   loop_ = std::make_unique<QEventLoop>();
@@ -307,6 +319,7 @@ void QtToolkit::SetText(ToolkitControl* control, const stdx::string& text) {
     if (the.labelled != nullptr) the.labelled->setAccessibleName(value);
   } else if (auto* const field = qobject_cast<QLineEdit*>(the.widget)) {
     field->setText(value);
+    field->home(false);  // a long path shows its beginning
   } else if (auto* const button = dynamic_cast<PlainButton*>(the.widget)) {
     button->SetTitle(value);
   } else if (auto* const box = qobject_cast<QAbstractButton*>(the.widget)) {

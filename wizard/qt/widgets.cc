@@ -95,10 +95,12 @@ void PlainButton::resizeEvent(QResizeEvent* event) {
   Fit();
 }
 
-void PlainButton::Fit() {
-  const int bezel = 4 + 2;
-  setFont(FittingFont(font(), title_, width() - bezel));
+int PlainButton::TitleWidth() const {
+  const int beside = 2 + 2 + 3;  // margin, border and room to breathe
+  return width() - 2 * beside;
 }
+
+void PlainButton::Fit() { setFont(FittingFont(font(), title_, TitleWidth())); }
 
 void SeparatorLine::paintEvent(QPaintEvent*) {
   QPainter(this).fillRect(0, height() / 2, width(), 1, palette().color(QPalette::Mid));

@@ -45,6 +45,9 @@ class PlainButton : public QPushButton {
   PlainButton(const QString& title, QWidget* parent);
 
   void SetTitle(const QString& title);
+  const QString& title() const { return title_; }
+  /// How wide the title may be.
+  int TitleWidth() const;
 
  protected:
   void keyPressEvent(QKeyEvent* event) override;
