@@ -1,0 +1,22 @@
+"""Where the executables differ as a user sees them. Everything else is the same for all of them."""
+
+
+class Qt:
+    """The wizard on Qt."""
+
+    press_seconds = 0.03
+    needs_display_when_silent = False
+
+    def chooser_of(self, wizard):
+        """The folder chooser, once it is open."""
+        return wizard.next_window("the folder chooser")
+
+    def choose(self, chooser, directory):
+        chooser.type(str(directory))
+        chooser.key("Return")
+
+    def dismiss(self, chooser):
+        chooser.key("Escape")
+
+
+BRIDGES = {"qt": Qt}

@@ -1,0 +1,120 @@
+"""A desktop without a screen: an X server, a window manager, and a user who clicks and types."""
+
+import os
+import subprocess
+import time
+
+_PATIENCE = 30.0  # seconds; a loaded machine is slow, a hanging wizard is for ever
+
+
+class Timeout(AssertionError):
+    """What was waited for did not come."""
+
+
+def wait_for(condition, what, patience=_PATIENCE):
+    """Waits until `condition()` is true and returns what it gives."""
+    end = time.monotonic() + patience
+    while True:
+        result = condition()
+        if result:
+            return result
+        if time.monotonic() > end:
+            raise Timeout(f"waited {patience:g} s for {what}")
+        time.sleep(0.02)
+
+
+def run(*command, **options):
+    """The output of a command that must succeed."""
+    done = subprocess.run(command, capture_output=True, text=True, **options)
+    if done.returncode != 0:
+        raise AssertionError(f"{' '.join(command)}: {done.stderr or done.stdout}")
+    return done.stdout
+
+
+class Window:
+    """A window that the window manager knows. Places are those in its content, from the top left."""
+
+    def __init__(self, number, desktop):
+        self.number = number
+        self._desktop = desktop
+
+    def __eq__(self, other):
+        return isinstance(other, Window) and self.number == other.number
+
+    def __hash__(self):
+        return hash(self.number)
+
+    @property
+    def title(self):
+        return run("xdotool", "getwindowname", self.number).rstrip("\n")
+
+    @property
+    def size(self):
+        lines = run("xdotool", "getwindowgeometry", "--shell", self.number).split()
+        values = dict(line.split("=") for line in lines)
+        return int(values["WIDTH"]), int(values["HEIGHT"])
+
+    def property(self, name):
+        return run("xprop", "-id", self.number, name).partition(name)[2].strip()
+
+    def exists(self):
+        return self in self._desktop.windows()
+
+    def activate(self):
+        run("xdotool", "windowactivate", self.number)
+        wait_for(self.is_active, "the window to become active")
+
+    def is_active(self):
+        active = subprocess.run(["xdotool", "getactivewindow"], capture_output=True, text=True)
+        return active.stdout.strip() == self.number
+
+    def move(self, x, y):
+        run("xdotool", "windowmove", "--sync", self.number, str(x), str(y))
+
+    def point_at(self, x, y):
+        run("xdotool", "mousemove", "--sync", "--window", self.number, str(x), str(y))
+
+    def click(self, x, y):
+        run("xdotool", "mousemove", "--window", self.number, str(x), str(y), "mousedown", "1",
+            "sleep", str(self._desktop.press_seconds), "mouseup", "1")
+
+    def key(self, *names):
+        """Presses keys as the user does: they go to the active window, which this one must be."""
+        wait_for(self.is_active, "the window to have the keyboard")
+        run("xdotool", "key", "--delay", "30", *names)
+
+    def type(self, text):
+        wait_for(self.is_active, "the window to have the keyboard")
+        run("xdotool", "type", "--delay", "20", "--", text)
+
+    def ask_to_close(self):
+        """Presses the close button of the title bar, so to speak."""
+        self.activate()
+        run("xdotool", "key", "alt+F4")
+
+
+class Desktop:
+    """The X server, its window manager and its windows."""
+
+    def __init__(self, environment, press_seconds):
+        self.environment = environment
+        self.press_seconds = press_seconds
+        os.makedirs("/tmp/.X11-unix", mode=0o1777, exist_ok=True)
+        reading, writing = os.pipe()
+        self._log = open("/tmp/desktop.log", "wb")
+        self._server = subprocess.Popen(
+            ["Xvfb", "-displayfd", str(writing), "-screen", "0", "1280x960x24", "-dpi", "96", "-nolisten", "tcp"],
+            pass_fds=[writing], stdout=self._log, stderr=self._log)
+        os.close(writing)
+        display = ":" + os.read(reading, 16).decode().strip()
+        os.environ["DISPLAY"] = environment["DISPLAY"] = display
+        self._manager = subprocess.Popen(["openbox"], env=environment, stdout=self._log, stderr=self._log)
+        wait_for(lambda: "window id" in run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK"), "the window manager")
+
+    def windows(self):
+        """In the order of their appearance."""
+        clients = run("xprop", "-root", "_NET_CLIENT_LIST").partition("#")[2]
+        return [Window(str(int(number, 16)), self) for number in clients.replace(",", " ").split()]
+
+    def picture(self, path):
+        run("import", "-window", "root", path)

@@ -1,0 +1,72 @@
+#!/usr/bin/env python3
+"""Runs one scenario against one executable of the wizard.
+
+    run_scenario.py --list
+    run_scenario.py --bridge qt --setup bin/setup --tpk bin/tpk --texts l10n/texts SCENARIO
+
+Needs root or user namespaces: a scenario gets a /tmp, a /var/tmp and processes of its own. Exit status 0 when it holds,
+1 when not, 77 when this machine lacks something that only some scenarios need.
+"""
+
+import argparse
+import pathlib
+import re
+import shutil
+import sys
+import traceback
+
+import sandbox
+from bridges import BRIDGES
+from scenarios import SCENARIOS
+from world import Missing, World
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--list", action="store_true", help="print the scenarios' names")
+    parser.add_argument("--bridge", choices=BRIDGES)
+    parser.add_argument("--setup", help="the wizard's executable")
+    parser.add_argument("--tpk", help="the kit tool")
+    parser.add_argument("--texts", help="the directory of the translations")
+    parser.add_argument("--keep", metavar="DIR", help="copy pictures and logs of a failure to this directory")
+    parser.add_argument("scenario", nargs="?", choices=SCENARIOS)
+    arguments = parser.parse_args()
+    if arguments.list:
+        print("\n".join(SCENARIOS))
+        return 0
+
+    sandbox.enter()
+    texts = read_texts(arguments.texts)
+    programs = sandbox.cover({"setup": arguments.setup, "tpk": arguments.tpk}, arguments.keep)
+    world = World(BRIDGES[arguments.bridge](), programs, texts)
+    try:
+        SCENARIOS[arguments.scenario](world)
+    except Missing as missing:
+        print(f"skipped: {missing}")
+        return 77
+    except Exception:
+        traceback.print_exc()
+        if arguments.keep:
+            keep_traces(world, f"{sandbox.KEPT}/{arguments.bridge}-{arguments.scenario}")
+        return 1
+    return 0
+
+
+def read_texts(directory):
+    """All texts, by language and id."""
+    texts = {}
+    for file in pathlib.Path(directory).glob("*.inc"):
+        texts[file.stem] = dict(re.findall(r'QUARN_TEXT\((\w+), "(.*)"\)', file.read_text()))
+    return texts
+
+
+def keep_traces(world, name):
+    """What helps to see why a scenario failed."""
+    if world.has_desktop:
+        world.desktop.picture(f"{name}.png")
+    if world.log.exists():
+        shutil.copy(world.log, f"{name}.log")
+
+
+if __name__ == "__main__":
+    sys.exit(main())

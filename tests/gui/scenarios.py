@@ -1,0 +1,432 @@
+"""What users do with the wizard. Written once for every desktop it runs on; see bridges.py."""
+
+import os
+import time
+
+from desktop import wait_for
+from world import BACK, BROWSE, CANCEL, CHECK_BOX, KIT_TIME, NEXT
+
+SCENARIOS = {}
+
+LANGUAGES = "hy az bg zh en fr ka de es hu it kk lv lt pl ro ru tr uk vi ar".split()
+# The languages that show another one's texts.
+SHOWN_AS = {"hu": "fr", "ar": "en"}
+
+
+def scenario(function):
+    SCENARIOS[function.__name__] = function
+    return function
+
+
+# --- Installing -----------------------------------------------------------------------------------
+
+
+@scenario
+def clicking_through_installs_everything(world):
+    files = world.pack_example()
+    wizard = world.start()
+    window = wizard.main_window()
+    world.check_equal(window.size, (500, 360), "size of the window")
+    wizard.press(NEXT)
+    wizard.install_from_directory_page()
+    world.check_equal(world.installed(), files, "installed files")
+    world.check_equal(int((world.default_target / "crm/base.cf").stat().st_mtime), KIT_TIME, "time of a file")
+    world.check_equal(world.recorded, [str(world.default_target)], "recorded directories")
+    world.check_equal([path for path in os.listdir(world.temp) if path.startswith("kstage")], [], "staging directories")
+    world.check(wizard.is_running, "the success page waits for Finish")
+    wizard.press(NEXT)
+    wizard.finish()
+
+
+@scenario
+def keys_alone_install_everything(world):
+    files = world.pack_example()
+    wizard = world.start()
+    window = wizard.main_window()
+    window.key("space")  # Next has the focus
+    window.key("Tab", "Tab")  # Cancel, path
+    window.key("End")
+    window.type("by-keys")
+    window.key("Tab", "Tab", "Tab", "space")  # browse, Back, Next
+    wizard.wait_recorded()
+    target = f"{world.default_target}/by-keys"
+    world.check_equal(world.recorded, [target], "recorded directories")
+    world.check_equal(world.installed(target), files, "installed files")
+    window.key("space")  # Finish
+    wizard.finish()
+
+
+@scenario
+def back_and_next_keep_the_prepared_directory(world):
+    files = world.pack_example()
+    wizard = world.start()
+    wizard.main_window()
+    wizard.press(BACK)  # means nothing here
+    wizard.press(NEXT)
+    wizard.fill_field("/tmp/elsewhere")
+    wizard.press(BACK)
+    wizard.press(NEXT)
+    wizard.install_from_directory_page()
+    world.check_equal(world.installed(), files, "installed files")
+    world.check(not os.path.exists("/tmp/elsewhere"), "nothing stands where Back was pressed")
+    wizard.press(NEXT)
+    wizard.finish()
+
+
+@scenario
+def an_empty_directory_is_asked_for_again(world):
+    files = world.pack_example()
+    target = world.root / "templates with spaces"
+    wizard = world.start()
+    window = wizard.main_window()
+    wizard.press(NEXT)
+    wizard.fill_field("")
+    wizard.press(NEXT)
+    message = wizard.message()
+    world.check_equal(message.title, window.title, "title of the message")
+    message.key("Return")
+    wizard.wait_closed(message, "the message")
+    wizard.fill_field(f"{target}/")
+    wizard.install_from_directory_page()
+    world.check_equal(world.installed(target), files, "installed files")
+    world.check_equal(world.recorded, [str(target)], "recorded directories")
+    wizard.press(NEXT)
+    wizard.finish()
+
+
+@scenario
+def the_kit_of_the_current_directory_is_taken_with_usecwd(world):
+    files = world.pack_example()
+    os.rename(world.kit, world.root / "quarn.tpk")
+    wizard = world.start("usecwd")
+    wizard.main_window()
+    wizard.press(NEXT)
+    wizard.install_from_directory_page()
+    world.check_equal(world.installed(), files, "installed files")
+    wizard.press(NEXT)
+    wizard.finish()
+
+
+@scenario
+def return_means_nothing_in_the_window(world):
+    world.pack_example()
+    wizard = world.start()
+    window = wizard.main_window()
+    window.key("Return", "Return", "KP_Enter", "Return")
+    time.sleep(0.5)
+    world.check(wizard.is_running, "the wizard runs on")
+    world.check_equal(world.installed(), set(), "installed files")
+    window.ask_to_close()
+    wizard.finish()
+
+
+# --- Finishing ------------------------------------------------------------------------------------
+
+
+def _install_description(world):
+    world.pack_example()
+    record = world.fake("open")
+    wizard = world.start()
+    wizard.main_window()
+    wizard.press(NEXT)
+    wizard.install_from_directory_page()
+    return wizard, record
+
+
+@scenario
+def finish_opens_the_description(world):
+    wizard, record = _install_description(world)
+    wizard.press(NEXT)
+    wizard.finish()
+    world.check_equal(record.read_text().splitlines(), [f"{world.default_target}/crm/en/readme.txt"], "opened")
+
+
+@scenario
+def finish_opens_nothing_when_the_box_is_cleared(world):
+    wizard, record = _install_description(world)
+    wizard.press(CHECK_BOX)
+    wizard.press(NEXT)
+    wizard.finish()
+    world.check(not record.exists(), "nothing is opened")
+
+
+# --- Cancelling and closing -----------------------------------------------------------------------
+
+
+def _cancel(world, ask):
+    """`ask` brings the question up: No goes back, Yes ends the program with nothing installed."""
+    world.pack_example()
+    wizard = world.start()
+    window = wizard.main_window()
+    for answer in ("Escape", "close", "Return"):
+        ask(wizard, window)
+        message = wizard.message()
+        world.check_equal(message.title, window.title, "title of the question")
+        if answer == "close":
+            message.ask_to_close()
+        else:
+            message.key(answer)
+        wizard.wait_closed(message, "the question")
+        if answer != "Return":
+            world.check(wizard.is_running and window.exists(), f"{answer} keeps the wizard open")
+            wait_for(window.is_active, "the wizard to have the keyboard again")
+    wizard.finish()
+    world.check_equal(world.installed(), set(), "installed files")
+    world.check_equal(world.recorded, [], "recorded directories")
+
+
+@scenario
+def cancel_asks_and_only_yes_ends_it(world):
+    _cancel(world, lambda wizard, window: wizard.press(CANCEL))
+
+
+@scenario
+def escape_asks_and_only_yes_ends_it(world):
+    _cancel(world, lambda wizard, window: window.key("Escape"))
+
+
+@scenario
+def the_close_button_ends_it_without_a_question(world):
+    world.pack_example()
+    wizard = world.start()
+    wizard.main_window().ask_to_close()
+    wizard.finish()
+    world.check_equal(world.installed(), set(), "installed files")
+
+
+def _start_slow(world):
+    count = world.pack_slow()
+    wizard = world.start()
+    wizard.main_window()
+    wizard.press(NEXT)
+    wizard.press(NEXT)
+    wait_for(world.installed, "the first file")
+    return wizard, count
+
+
+@scenario
+def cancel_while_installing_lets_the_pass_complete(world):
+    wizard, count = _start_slow(world)
+    wizard.press(CANCEL)
+    wizard.wait_recorded()
+    world.check_equal(len(world.installed()), count, "number of installed files")
+    wizard.press(NEXT)
+    wizard.finish()
+
+
+@scenario
+def escape_while_installing_asks_and_yes_closes_while_the_pass_completes(world):
+    wizard, count = _start_slow(world)
+    wizard.window.key("Escape")
+    wizard.message().key("Return")
+    wizard.wait_closed(wizard.window, "the wizard's window")
+    world.check(len(world.installed()) < count, "the window closes before the last file")
+    wizard.finish()
+    world.check_equal(len(world.installed()), count, "number of installed files")
+
+
+@scenario
+def the_close_button_while_installing_lets_the_pass_complete(world):
+    wizard, count = _start_slow(world)
+    wizard.window.ask_to_close()
+    wizard.wait_closed(wizard.window, "the wizard's window")
+    wizard.finish()
+    world.check_equal(len(world.installed()), count, "number of installed files")
+
+
+# --- Failing --------------------------------------------------------------------------------------
+
+
+def _refused(world, text_id):
+    """The wizard tells why it does not start, in a message that Escape does not answer."""
+    wizard = world.start()
+    message = wizard.message()
+    world.check_equal(message.title, world.text("IDR_MAINFRAME"), "title of the message")
+    message.key("Escape")
+    time.sleep(0.5)
+    world.check(message.exists(), "Escape does not press OK")
+    message.key("Return")
+    wizard.finish()
+    world.check_equal(world.recorded, [], "recorded directories")
+    # The same without a screen shows which message it was.
+    wizard = world.start("-S", DISPLAY=None)
+    wizard.finish()
+    world.check_equal(wizard.output, world.text(text_id) + "\n", "message")
+
+
+@scenario
+def a_missing_kit_is_told(world):
+    _refused(world, "IDS_ERROR_NOSOURCE")
+
+
+@scenario
+def a_damaged_kit_is_told(world):
+    world.pack_example()
+    world.kit.write_bytes(b"\xff" + world.kit.read_bytes()[1:])
+    _refused(world, "IDS_ERROR_DAMAGEDSOURCE")
+
+
+@scenario
+def a_kit_too_large_for_the_temporary_directory_is_told(world):
+    world.pack({"a/noise.bin": os.urandom(200_000)})
+    world.shrink_temp(400_000)
+    _refused(world, "IDS_ERROR_NOSPACE")
+
+
+@scenario
+def a_failed_installation_ends_on_the_error_page(world):
+    world.pack_example()
+    wizard = world.start()
+    window = wizard.main_window()
+    wizard.press(NEXT)
+    wizard.fill_field(f"{world.read_only_directory()}/templates")
+    wizard.press(NEXT)
+    message = wizard.message()
+    world.check_equal(message.title, window.title, "title of the message")
+    message.key("Escape")
+    time.sleep(0.5)
+    world.check(message.exists(), "Escape does not press OK")
+    message.key("Return")
+    wizard.wait_closed(message, "the message")
+    wizard.press(CANCEL)  # means nothing here
+    wizard.press(NEXT)
+    wizard.finish()
+    world.check_equal(world.recorded, [], "recorded directories")
+    world.check(not world.temp.exists(), "the rollback takes the temporary directory with it")
+
+
+# --- The folder chooser ---------------------------------------------------------------------------
+
+
+def _open_chooser(world):
+    world.pack_example()
+    wizard = world.start()
+    wizard.main_window()
+    wizard.press(NEXT)
+    wizard.press(BROWSE)
+    return wizard, world.bridge.chooser_of(wizard)
+
+
+@scenario
+def a_chosen_folder_goes_into_the_field(world):
+    target = world.root / "chosen folder"
+    target.mkdir()
+    wizard, chooser = _open_chooser(world)
+    world.bridge.choose(chooser, target)
+    wizard.wait_closed(chooser, "the folder chooser")
+    wizard.install_from_directory_page()
+    world.check_equal(world.recorded, [str(target)], "recorded directories")
+    wizard.press(NEXT)
+    wizard.finish()
+
+
+@scenario
+def a_dismissed_chooser_leaves_the_field(world):
+    wizard, chooser = _open_chooser(world)
+    wizard.press(CANCEL)  # the chooser is a sheet: the window below does not answer
+    world.bridge.dismiss(chooser)
+    wizard.wait_closed(chooser, "the folder chooser")
+    wizard.install_from_directory_page()
+    world.check_equal(world.recorded, [str(world.default_target)], "recorded directories")
+    wizard.press(NEXT)
+    wizard.finish()
+
+
+# --- Silent mode, and no display ------------------------------------------------------------------
+
+
+@scenario
+def silent_mode_installs_and_ends(world):
+    count = world.pack_slow()  # long enough to be seen
+    wizard = world.start("-S")
+    window = wizard.main_window()
+    world.check_equal(window.title, world.text("IDR_MAINFRAME"), "title of the window")
+    wizard.finish()
+    world.check_equal(len(world.installed()), count, "number of installed files")
+    world.check_equal(world.recorded, [str(world.default_target)], "recorded directories")
+
+
+@scenario
+def silent_mode_needs_no_display(world):
+    files = world.pack_example()
+    for display in (None, ":77"):
+        os.path.exists(world.launcher_file) and os.remove(world.launcher_file)
+        wizard = world.start("/silently", DISPLAY=display)
+        wizard.finish()
+        world.check_equal(wizard.output, "", "output")
+        world.check_equal(world.installed(), files, "installed files")
+        world.check_equal(world.recorded, [str(world.default_target)], "recorded directories")
+
+
+@scenario
+def a_silent_failure_goes_to_standard_error(world):
+    world.pack_example()
+    world.default_target.parent.mkdir(parents=True)
+    world.default_target.write_text("in the way")
+    wizard = world.start("-S", language="de", DISPLAY=None)
+    wizard.finish()
+    world.check_equal(wizard.output, world.text("IDS_INSTALL_ERROR", "de") + "\n", "message")
+    world.check_equal(world.recorded, [], "recorded directories")
+
+
+@scenario
+def without_a_display_there_is_one_clear_line(world):
+    world.pack_example()
+    for display in (None, "", ":77", "no-such-host:0"):
+        wizard = world.start(DISPLAY=display)
+        wizard.finish()
+        lines = wizard.output.splitlines()
+        world.check_equal(len(lines), 1, f"lines in {wizard.output!r}")
+        world.check("display" in lines[0] and "-S" in lines[0], f"a clear line: {lines[0]!r}")
+        world.check_equal(world.installed(), set(), "installed files")
+
+
+# --- Languages ------------------------------------------------------------------------------------
+
+
+@scenario
+def the_title_is_in_every_language(world):
+    world.pack_example()
+    for language in LANGUAGES:
+        wizard = world.start(language=language)
+        window = wizard.main_window()
+        expected = world.text("IDR_MAINFRAME", SHOWN_AS.get(language, language))
+        world.check_equal(window.title, expected, f"title in {language}")
+        window.ask_to_close()
+        wizard.finish()
+
+
+@scenario
+def russian_needs_no_installed_locale(world):
+    world.pack_example()
+    title = world.text("IDR_MAINFRAME", "ru")
+    for language, variables in (
+        ("ru", {"LANG": None}),
+        ("ru", {"LANG": "xx_XX.UTF-8"}),
+        ("ru", {"LANG": "C", "LC_ALL": "POSIX"}),
+        (None, {"LANG": "ru_RU.UTF-8"}),
+        (None, {"LANG": "C.UTF-8", "LC_ALL": "ru_RU.KOI8-R"}),
+    ):
+        wizard = world.start(language=language, **variables)
+        window = wizard.main_window()
+        world.check_equal(window.title, title, f"title with {language}, {variables}")
+        window.ask_to_close()
+        wizard.finish()
+
+
+@scenario
+def a_directory_in_any_script_is_installed_into(world):
+    files = world.pack({"каталог/файл.txt": "да".encode()}) or {"каталог/файл.txt"}
+    home = world.root / "дом"
+    home.mkdir()
+    wizard = world.start(language="ru", LANG="ru_RU.UTF-8", HOME=str(home))
+    wizard.main_window()
+    wizard.press(NEXT)
+    wizard.press(NEXT)
+    config = home / ".Orbex/qlaunch/qlaunch.cfg"
+    wait_for(config.exists, "the installation to be recorded")
+    wizard.press(NEXT)
+    wizard.finish()
+    target = home / ".quarn/Orbex/quarn/tmplts"
+    world.check_equal(world.installed(target), files, "installed files")
+    world.check_equal(config.read_text(), f"ConfigurationTemplatesLocation={target}\n", "launcher file")
