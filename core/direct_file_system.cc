@@ -75,7 +75,8 @@ bool CopyFile(const fs::path& from, const struct stat& status, const fs::path& t
   if (fchown(target.value(), status.st_uid, status.st_gid) != 0 && errno != EPERM) return false;
   if (fchmod(target.value(), status.st_mode & 07777) != 0 || !target.Close()) return false;
   std::error_code error;
-  fs::last_write_time(to, fs::last_write_time(from, error), error);
+  const fs::file_time_type time = fs::last_write_time(from, error);
+  if (!error) fs::last_write_time(to, time, error);
   return !error;
 }
 
@@ -92,9 +93,9 @@ bool MoveAcross(const fs::path& from, const struct stat& status, const fs::path&
     copied = CopyFile(from, status, partial);
   }
   if (copied && rename(partial.c_str(), to.c_str()) == 0) {
-    if (unlink(from.c_str()) == 0) return true;
-    unlink(to.c_str());
-    return false;
+    // Standing at both places, the file is lost at neither.
+    unlink(from.c_str());
+    return true;
   }
   unlink(partial.c_str());
   return false;

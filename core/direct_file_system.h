@@ -32,7 +32,7 @@ struct DirectFileSystem {
   static constexpr bool kRestoresOnRollback = true;
   static constexpr bool kReadsAhead = false;
 
-  /// As the file layer's, but a directory is never opened (87).
+  /// As the file layer's, but nothing other than a regular file is opened (87).
   static std::uint32_t FileOpen(const stdx::u16string& path, std::uint32_t access,
                                 std::uint32_t share_mode, std::uint32_t disposition,
                                 std::uint32_t flags, FileHandle* handle);

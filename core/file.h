@@ -41,7 +41,7 @@ inline constexpr std::uint32_t FILE_FROM_START = 0;
 inline constexpr std::uint32_t FILE_FROM_CURRENT = 1;
 inline constexpr std::uint32_t FILE_FROM_END = 2;
 
-/// What `FileSeek` returns, also as the high part, when it failed.
+/// What `FileSeek` returns when it failed; unless the handle was invalid, also as the high part.
 inline constexpr std::uint32_t FILE_SEEK_FAILED = 0xFFFFFFFF;
 
 /// File times count 100-nanosecond ticks since 1601-01-01 UTC; only whole seconds are ever used.

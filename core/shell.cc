@@ -79,9 +79,11 @@ std::uint32_t CreateTempFile(const stdx::u16string& directory, const stdx::u16st
   };
   const std::unique_ptr<char, Free> narrow(
       tempnam(ToNarrow(directory).c_str(), ToNarrow(prefix).c_str()));
-  *name = narrow == nullptr ? stdx::u16string() : ToUtf16(narrow.get());
+  name->clear();
   if (narrow == nullptr) return SHELL_ERR_NO_TEMP_FILE;
-  const int status = RunShellCommand("touch " + Quoted(*name) + kDiscardErrors);
+  const int status =
+      RunShellCommand(stdx::string("touch \"") + narrow.get() + "\"" + kDiscardErrors);
+  *name = ToUtf16(narrow.get());
   return status != 0 ? SHELL_ERR_NO_TEMP_FILE : SHELL_OK;
 }
 

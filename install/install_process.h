@@ -140,7 +140,8 @@ class InstallProcess {
     if (code != 0) return code;
     code = CopyContents(data, file.data_offset, file.data_size, output.handle);
     if (code != 0) return code;
-    // The file was opened with its old contents, if it had any.
+    // The file was opened with its old contents, if it had any. A file that could not be cut or
+    // completed is no installed file.
     code = Files::FileTruncate(output.handle);
     if (code != 0) return code;
     Files::FileSetWriteTime(output.handle, nullptr, nullptr, &file.last_write_time);
@@ -160,30 +161,38 @@ class InstallProcess {
     // Before, because what comes back from another volume needs the room; once more behind it,
     // because a file that the kit names twice came back as its own predecessor.
     if constexpr (Files::kRestoresOnRollback) delete_files();
-    if (!undone.target_directory.empty() && !undone.staging_directory.empty()) {
-      Quietly([&] { RestoreTree(undone.target_directory, undone.staging_directory); });
+    const stdx::u16string& staging = undone.staging_directory;
+    bool all_back = true;
+    if (!undone.target_directory.empty() && !staging.empty()) {
+      all_back = false;
+      Quietly([&] { all_back = RestoreTree(undone.target_directory, staging); });
     }
-    if (!undone.staging_directory.empty()) {
-      Quietly([&] { RemoveTree(undone.staging_directory); });
+    // Where a rollback restores, the staging directory may hold the only copy that is left.
+    const bool keep_staging = Files::kRestoresOnRollback && !all_back;
+    if (!staging.empty() && !keep_staging) {
+      Quietly([&] { RemoveTree(staging); });
     }
     for (const stdx::u16string& directory : undone.created_directories) {
+      if (keep_staging && directory == staging) continue;
       Quietly([&] { RemoveTree(directory); });
     }
     delete_files();
     return code;
   }
 
-  /// Moves what the staging directory holds back into the target directory. Both end in "/".
-  static void RestoreTree(const stdx::u16string& target, const stdx::u16string& staging) {
+  /// Moves what the staging directory holds back into the target directory. Both end in "/". False
+  /// when something that was found there did not come back.
+  static bool RestoreTree(const stdx::u16string& target, const stdx::u16string& staging) {
+    bool all_back = true;
     ForEachEntry(staging, [&](const stdx::u16string& name, bool is_directory) {
+      bool back = false;
       Quietly([&] {
-        if (is_directory) {
-          RestoreTree(target + name + u'/', staging + name + u'/');
-        } else {
-          PutBack(staging + name, target + name);
-        }
+        back = is_directory ? RestoreTree(target + name + u'/', staging + name + u'/')
+                            : PutBack(staging + name, target + name);
       });
+      all_back &= back;
     });
+    return all_back;
   }
 
   /// Removes a directory with all it holds. Always 0.
@@ -241,14 +250,14 @@ class InstallProcess {
 
   InstallTransaction& transaction() { return transactions_.back(); }
 
-  static void PutBack(const stdx::u16string& backup, const stdx::u16string& path) {
-    const std::uint32_t code = Files::ShellMove(backup, path);
+  static bool PutBack(const stdx::u16string& backup, const stdx::u16string& path) {
+    if (Files::ShellMove(backup, path) == 0) return true;
     if constexpr (Files::kRestoresOnRollback) {
-      if (code == 0) return;
       // From another volume it may need the room of the file that replaced it.
       Files::ShellRemoveFile(path);
-      Files::ShellMove(backup, path);
+      return Files::ShellMove(backup, path) == 0;
     }
+    return false;
   }
 
   /// The pass up to the post that reports success; `percent` is that of the file in work.

@@ -5,7 +5,7 @@
 
 namespace quarn {
 
-/// A lock that is waited for and posted, in the order of the callers' doing. Any thread.
+/// A lock that is waited for and posted. Any thread.
 class Lock {
  public:
   Lock();

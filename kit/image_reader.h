@@ -1,6 +1,6 @@
 // Reads the tables of a kit's image, field by field. Every count, length and size is held against
-// what is left of the image before anything is allocated or read, so a damaged image costs no more
-// memory than it has bytes. Failures are thrown as 32-bit codes.
+// what is left of the image before anything is allocated or read, so memory stays in proportion to
+// the image, however damaged. Failures are thrown as 32-bit codes.
 #pragma once
 
 #include <cstddef>

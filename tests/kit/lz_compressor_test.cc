@@ -87,7 +87,7 @@ TEST_F(DecompressTest, AStreamOfAnyLengthInflatesToItsBytes) {
 }
 
 TEST_F(DecompressTest, ACompressedSizeOfWholeChunksInflatesToItsBytes) {
-  for (const std::size_t chunks : {1, 2, 5}) {
+  for (const std::size_t chunks : {1, 2, 5, 16, 17, 32}) {
     for (const int level : {0, 6}) {
       std::string bytes, stream;
       for (std::size_t size = chunks * kChunk - 200; stream.size() != chunks * kChunk; ++size) {
@@ -306,7 +306,7 @@ TEST_F(DecompressTest, NoMappingStaysBehind) {
   InflateKit();
   const auto before = mappings();
   InflateKit();
-  EXPECT_LT(mappings(), before + 50);
+  EXPECT_EQ(mappings(), before);
 }
 
 TEST_F(DecompressTest, ANameThatTheLocaleCannotExpressThrows) {

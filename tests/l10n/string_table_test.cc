@@ -1,5 +1,6 @@
 #include "l10n/string_table.h"
 
+#include <iterator>
 #include <stdexcept>
 #include <vector>
 
@@ -101,6 +102,87 @@ TEST_F(StringTableTest, ATextIsDecodedInTheEnvironmentsLocale) {
   EXPECT_THROW(LoadString("IDS_WIZARD_CANCEL"), std::length_error);
   SetCurrentLanguage(kEnglish);
   EXPECT_EQ(LoadString("IDS_WIZARD_CANCEL"), u"Cancel");
+}
+
+TEST_F(StringTableTest, TheEnglishTextsAreThese) {
+  const StringTable expected = {
+      {"IDS_WIZARD_BACK", "< Back"},
+      {"IDS_WIZARD_NEXT", "Next >"},
+      {"IDS_WIZARD_FINISH", "Finish"},
+      {"IDS_WIZARD_CANCEL", "Cancel"},
+      {"IDS_ACCEPT_CANCEL", "Do you really want to cancel installation?"},
+      {"IDS_TITLE_INSTALLER", "Installing configuration"},
+      {"IDS_PREPARECOPY", "Preparing to copy..."},
+      {"IDS_INSTALL_ERROR", "Installation error"},
+      {"IDS_ERROR_NOSOURCE", "Distribution kit file quarn.tpk not found."},
+      {"IDS_ERROR_NOTARGET",
+       "Installation of templates to the current directory is not supported."},
+      {"IDS_ERROR_NOSPACE", "Insufficient space available in the directory Temp."},
+      {"IDS_CHOOSEDIR_FOLDER", "&Folder:"},
+      {"IDS_CHOOSEDIR_TITLE", "Choose Directory"},
+      {"IDR_MAINFRAME", "Installing configuration"},
+      {"IDS_SETUP_EMPTYTARGET", "Specify correct path to template directory."},
+      {"IDS_INSTALL_FINISH", "Copying complete..."},
+      {"IDS_ERROR_DAMAGEDSOURCE",
+       "Distribution kit file quarn.tpk corrupted or not designed for this installation program."},
+      {"IDS_DEFPRODUCT", "<Product>"},
+      {"IDS_DEFPROVIDER", "<Vendor>"},
+      {"IDS_SUCCESS_FINISH", "Configuration installed successfully."},
+      {"IDS_SUCCESS_OPENDESCR", "Open description of distribution package"},
+      {"IDS_PROGRESS_START", "Files being copied..."},
+      {"IDS_ERROR_FINISH",
+       "An error occurred during the installation process. Installation canceled. Template "
+       "directory has not been changed."},
+      {"IDS_CANCEL_FINISH", "Installation canceled. Template directory has not been changed."},
+      {"IDS_BROWSE_SELDIR", "Directory selected:"},
+      {"IDS_BROWSE_OK", "Select"},
+      {"IDS_BROWSE_CANCEL", "Cancel"},
+      {"IDS_WELCOME_TITLE", "Welcome to the product installation program"},
+      {"IDS_SETUP_EXISTEDTARGET",
+       "The installation directory contains files that may be changed during the installation "
+       "process. Do you want to continue?"},
+      {"IDS_DESTINATION_PROMPT",
+       "Specify path to template directory. The installation program will install templates and "
+       "configuration files to the specified directory."},
+      {"IDS_TEMPLATE_CATALOG", "Template directory:"},
+  };
+  EXPECT_EQ(Languages().at(kEnglish).table, expected);
+}
+
+TEST_F(StringTableTest, EveryEntryShowsTheLanguageThatBelongsToIt) {
+  // This text is another one in every language.
+  const char* const texts[] = {
+      /*  1 hy */ "Կազմաձևը հաջողությամբ տեղադրվեց։",
+      /*  2 az */ "Konfiqurasiya uğurla quraşdırıldı.",
+      /*  3 bg */ "Конфигурацията е инсталирана успешно.",
+      /*  4 zh */ "配置已成功安装。",
+      /*  5 en */ "Configuration installed successfully.",
+      /*  6 fr */ "La configuration a été installée avec succès.",
+      /*  7 ka */ "კონფიგურაცია წარმატებით დაინსტალირდა.",
+      /*  8 de */ "Die Konfiguration wurde erfolgreich installiert.",
+      /*  9 es */ "La configuración se ha instalado correctamente.",
+      /* 10 hu */ "La configuration a été installée avec succès.",
+      /* 11 it */ "La configurazione è stata installata correttamente.",
+      /* 12 kk */ "Конфигурация сәтті орнатылды.",
+      /* 13 lv */ "Konfigurācija ir sekmīgi instalēta.",
+      /* 14 lt */ "Konfigūracija sėkmingai įdiegta.",
+      /* 15 pl */ "Konfiguracja została pomyślnie zainstalowana.",
+      /* 16 ro */ "Configurația a fost instalată cu succes.",
+      /* 17 ru */ "Конфигурация успешно установлена.",
+      /* 18 es */ "La configuración se ha instalado correctamente.",
+      /* 19 tr */ "Yapılandırma başarıyla kuruldu.",
+      /* 20 uk */ "Конфігурацію успішно встановлено.",
+      /* 21 vi */ "Đã cài đặt cấu hình thành công.",
+      /* 22 ar */ "Configuration installed successfully.",
+  };
+  ASSERT_EQ(std::size(texts), Languages().size());
+  std::int32_t id = 0;
+  for (const char* const text : texts) {
+    EXPECT_EQ(Languages().at(++id).table.at("IDS_SUCCESS_FINISH"), text) << id;
+  }
+  EXPECT_EQ(GreekTable().at("IDS_SUCCESS_FINISH"), "Η διαμόρφωση εγκαταστάθηκε με επιτυχία.");
+  EXPECT_EQ(HungarianTable().at("IDS_SUCCESS_FINISH"),
+            "A konfiguráció telepítése sikeresen befejeződött.");
 }
 
 }  // namespace
