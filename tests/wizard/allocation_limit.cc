@@ -18,6 +18,10 @@ void* operator new(std::size_t size) {
 }
 void operator delete(void* block) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+// Those of arrays rest on these, but not where a sanitizer has brought its own.
+void* operator new[](std::size_t size) { return operator new(size); }
+void operator delete[](void* block) noexcept { std::free(block); }
+void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
 
 namespace quarn::testing {
 
