@@ -28,7 +28,7 @@ void CatchSignals() {
     if (before.sa_handler != SIG_IGN) sigaction(number, &action, nullptr);
   }
   action.sa_handler = SIG_IGN;
-  sigaction(SIGPIPE, &action, nullptr);
+  for (const int number : {SIGPIPE, SIGXFSZ}) sigaction(number, &action, nullptr);
 }
 
 bool CancelRequested() noexcept { return cancel_requested.load(std::memory_order_relaxed); }

@@ -4,8 +4,8 @@
 
 namespace quarn::tpk {
 
-/// From here on SIGINT, SIGTERM and SIGHUP only note the wish, and writing to a closed pipe is an
-/// error of that write. Call before a second thread exists.
+/// From here on SIGINT, SIGTERM and SIGHUP only note the wish, and writing to a closed pipe or
+/// beyond the limit for files is an error of that write. Call before a second thread exists.
 void CatchSignals();
 
 /// Any thread.

@@ -1,5 +1,7 @@
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <condition_variable>
 #include <memory>
@@ -8,9 +10,12 @@
 
 #include "install/install_thread.h"
 #include "tools/tpk/cancel.h"
+#include "tools/tpk/checks.h"
 #include "tools/tpk/command.h"
 #include "tools/tpk/format.h"
 #include "tools/tpk/kit_data.h"
+#include "tools/tpk/kit_facts.h"
+#include "tools/tpk/plan.h"
 #include "tools/tpk/private_temp.h"
 #include "tools/tpk/utf.h"
 
@@ -22,6 +27,8 @@ namespace fs = std::filesystem;
 struct Options {
   fs::path kit;
   fs::path target;
+  bool allow_dangerous = false;
+  bool dry_run = false;
 };
 
 /// Calls `tick` ten times a second on a thread of its own while it lives.
@@ -32,6 +39,8 @@ class Ticker {
           std::unique_lock lock(mutex_);
           while (!done_.wait_for(lock, kInterval, [this] { return stop_; })) tick();
         }) {}
+  Ticker(const Ticker&) = delete;
+  Ticker& operator=(const Ticker&) = delete;
   ~Ticker() {
     {
       const std::lock_guard lock(mutex_);
@@ -49,16 +58,44 @@ class Ticker {
   std::thread thread_;
 };
 
+/// The nearest folder on the way to `target` that exists. What is moved aside stays on its volume
+/// there, where moving it back cannot fail for want of room.
+fs::path NearestFolder(fs::path target) {
+  std::error_code ignored;
+  while (!fs::is_directory(target, ignored) && target != target.root_path()) {
+    target = target.has_filename() ? target.parent_path() : target.parent_path().parent_path();
+  }
+  return target;
+}
+
+/// How many bytes the files have that a pass has behind it when it reports a percent, which counts
+/// files. The last entry is the total.
+template <class Kit>
+std::array<std::uint64_t, 101> BytesByPercent(const Kit& kit) {
+  std::array<std::uint64_t, 101> bytes{};
+  const std::size_t count = kit.files().size();
+  for (std::size_t i = 0; i < count; ++i) {
+    // The first percent that is reported only behind this file.
+    bytes[i * 100 / count + 1] += kit.files()[i].data_size;
+  }
+  for (std::size_t i = 1; i < bytes.size(); ++i) bytes[i] += bytes[i - 1];
+  return bytes;
+}
+
 template <class Kit>
 std::uint32_t RunPass(Kit& kit, const fs::path& target, Output& output) {
   using Worker = BasicInstallThread<Kit>;
+  const auto bytes = BytesByPercent(kit);
+  const std::uint64_t start = ToolFileSystem::BytesWritten();
   BasicInstallProcessData<Kit> job;
   SetJob(&job, &kit, EnginePath(target));
   Worker worker;
-  Progress progress(output, "installing", 100);
+  Progress progress(output, "installing", bytes.back());
   const Ticker ticker([&] {
     if (CancelRequested()) SetCancel(&job, true);
-    progress.Update(static_cast<std::uint64_t>(GetStatus(&job).percent));
+    // Both lag behind: the one within a large file, the other where files are up to date.
+    const auto percent = static_cast<std::size_t>(GetStatus(&job).percent);
+    progress.Update(std::max(bytes[percent], ToolFileSystem::BytesWritten() - start));
   });
   worker.Start(&job, Worker::Passes::kOne);
   if (worker.creation_result() != 0) {
@@ -69,24 +106,43 @@ std::uint32_t RunPass(Kit& kit, const fs::path& target, Output& output) {
 }
 
 template <class Kit>
-ExitCode Install(Kit& kit, const Options& options, Output& output) {
-  const PrivateTemp temp;
+ExitCode Install(Kit& kit, const fs::path& target, Output& output) {
+  const PrivateTemp temp(NearestFolder(target));
   ThrowIfCancelled();
-  const fs::path target = fs::absolute(options.target);
+  ToolFileSystem::ForgetProblem();
+  const std::uint64_t written_before = ToolFileSystem::FilesWritten();
   const std::uint32_t code = RunPass(kit, target, output);
   if (code == kErrorCancelled) {
     throw Failure(ExitCode::kCancelled, "cancelled", "cancelled; everything is as it was");
   }
   if (code != 0) {
-    throw Failure(
-        ExitCode::kInputOutput, "install-failed",
-        fmt::format("cannot install into {}; everything is as it was", Printable(target.string())));
+    ThrowProblem("cannot install into " + Printable(target.string()), "everything is as it was");
   }
+  const std::uint64_t written = ToolFileSystem::FilesWritten() - written_before;
+  const std::uint64_t kept = kit.files().size() - written;
   output.Result("install", ExitCode::kFine,
-                {{"target", target.string()}, {"files", kit.files().size()}},
-                fmt::format("installed {} into {}", Counted(kit.files().size(), "file"),
-                            Printable(target.string())));
+                {{"target", target.string()},
+                 {"files", kit.files().size()},
+                 {"written", written},
+                 {"kept", kept}},
+                fmt::format("installed into {}: {} written, {} up to date",
+                            Printable(target.string()), Counted(written, "file"), kept));
   return ExitCode::kFine;
+}
+
+ExitCode Run(const Options& options, Output& output) {
+  const fs::path target = fs::absolute(options.target);
+  if (options.dry_run) {
+    return PrintPlan(MakePlan(ReadFacts(options.kit).files, target), "install", target, output);
+  }
+  return WithKit(options.kit, [&](auto& kit) {
+    if (!options.allow_dangerous) {
+      Findings findings;
+      for (const auto& file : kit.files()) CheckName(file.name, findings);
+      ThrowIfDangerous(findings, output);
+    }
+    return Install(kit, target, output);
+  });
 }
 
 }  // namespace
@@ -94,11 +150,14 @@ ExitCode Install(Kit& kit, const Options& options, Output& output) {
 void AddInstall(CommandLine& line) {
   const auto options = std::make_shared<Options>();
   CLI::App* const verb =
-      AddVerb(line, "install", "Install a kit into a folder", [options](Output& output) {
-        return WithKit(options->kit, [&](auto& kit) { return Install(kit, *options, output); });
-      });
-  verb->add_option("KIT", options->kit, "The kit")->required();
-  verb->add_option("--to", options->target, "The folder to install into")->required();
+      AddVerb(line, "install", "Install a kit into a folder, all of it or nothing",
+              [options](Output& output) { return Run(*options, output); });
+  AddKit(verb, options->kit);
+  verb->add_option("--to", options->target, "The folder to install into")
+      ->required()
+      ->option_text("DIR");
+  AddAllowDangerous(verb, options->allow_dangerous);
+  AddDryRun(verb, options->dry_run);
 }
 
 }  // namespace quarn::tpk

@@ -1,5 +1,8 @@
 #include "tools/tpk/kit_data.h"
 
+#include <fmt/format.h>
+
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <map>
@@ -8,6 +11,7 @@
 #include <utility>
 
 #include "install/process_data.h"
+#include "kit/image_reader.h"
 #include "kit/lz_compressor.h"
 #include "tools/tpk/cancel.h"
 #include "tools/tpk/utf.h"
@@ -37,8 +41,12 @@ Streams& TheStreams() {
 
 struct Problem {
   std::mutex mutex;
-  std::string first;
+  ExitCode exit_code = ExitCode::kInputOutput;
+  std::string text;
 };
+
+std::atomic<std::uint64_t> files_written = 0;
+std::atomic<std::uint64_t> bytes_written_in_all = 0;
 
 Problem& TheProblem() {
   static Problem problem;
@@ -59,6 +67,19 @@ std::uint32_t CodeOf(ImageStream::End end) {
   }
 }
 
+void NoteStreamProblem(const ImageStream& stream) {
+  if (stream.end() == ImageStream::End::kUnreadable) {
+    ToolFileSystem::NoteProblem(
+        ExitCode::kInputOutput,
+        "cannot read the kit: " + std::generic_category().message(stream.read_error()));
+  } else {
+    ToolFileSystem::NoteProblem(ExitCode::kBadKit,
+                                stream.end() == ImageStream::End::kCorrupt
+                                    ? "the kit is damaged: its compressed data is corrupt"
+                                    : "the kit is damaged: it ends before its files do");
+  }
+}
+
 fs::path AsPath(const stdx::u16string& path) { return Utf8FromUtf16(path.view()); }
 
 std::string Because(const char* what, const stdx::u16string& path, int error) {
@@ -67,23 +88,40 @@ std::string Because(const char* what, const stdx::u16string& path, int error) {
 
 }  // namespace
 
-std::string ToolFileSystem::FirstProblem() {
+void ToolFileSystem::NoteProblem(ExitCode exit_code, std::string problem) {
   const std::lock_guard lock(TheProblem().mutex);
-  return TheProblem().first;
+  if (!TheProblem().text.empty()) return;
+  TheProblem().exit_code = exit_code;
+  TheProblem().text = std::move(problem);
 }
 
-void ToolFileSystem::NoteProblem(std::string problem) {
+void ToolFileSystem::ForgetProblem() {
   const std::lock_guard lock(TheProblem().mutex);
-  if (TheProblem().first.empty()) TheProblem().first = std::move(problem);
+  TheProblem().text.clear();
 }
+
+void ThrowProblem(const std::string& what, const std::string& then) {
+  const std::lock_guard lock(TheProblem().mutex);
+  const Problem& problem = TheProblem();
+  throw Failure(
+      problem.exit_code, problem.exit_code == ExitCode::kBadKit ? "damaged-kit" : "input-output",
+      what + (problem.text.empty() ? "" : ": " + problem.text) + (then.empty() ? "" : "; " + then));
+}
+
+std::uint64_t ToolFileSystem::FilesWritten() noexcept { return files_written; }
+std::uint64_t ToolFileSystem::BytesWritten() noexcept { return bytes_written_in_all; }
 
 std::uint32_t ToolFileSystem::FileOpen(const stdx::u16string& path, std::uint32_t access,
                                        std::uint32_t share_mode, std::uint32_t disposition,
                                        std::uint32_t flags, FileHandle* handle) {
   const std::uint32_t code =
       DirectFileSystem::FileOpen(path, access, share_mode, disposition, flags, handle);
-  if (code != FILE_OK && disposition == FILE_CREATE_ALWAYS) {
-    NoteProblem(Because("cannot write", path, errno));
+  if (disposition == FILE_CREATE_ALWAYS) {
+    if (code == FILE_OK) {
+      files_written.fetch_add(1, std::memory_order_relaxed);
+    } else {
+      NoteProblem(ExitCode::kInputOutput, Because("cannot write", path, errno));
+    }
   }
   return code;
 }
@@ -92,9 +130,22 @@ std::uint32_t ToolFileSystem::FileWrite(FileHandle handle, const void* buffer, s
                                         std::uint32_t* bytes_written, void* context) {
   const std::uint32_t code =
       DirectFileSystem::FileWrite(handle, buffer, count, bytes_written, context);
-  if (*bytes_written != count) {
-    NoteProblem("cannot write: " +
-                std::generic_category().message(*bytes_written == 0xFFFFFFFF ? errno : ENOSPC));
+  if (*bytes_written == count) {
+    bytes_written_in_all.fetch_add(count, std::memory_order_relaxed);
+  } else {
+    // A write that takes less than all of it has found the disk full.
+    const int error = *bytes_written == 0xFFFFFFFF ? errno : ENOSPC;
+    NoteProblem(ExitCode::kInputOutput, std::generic_category().message(error));
+  }
+  return code;
+}
+
+std::uint32_t ToolFileSystem::FileRead(FileHandle handle, void* buffer, std::uint32_t count,
+                                       std::uint32_t* bytes_read, void* context) {
+  const std::uint32_t code = DirectFileSystem::FileRead(handle, buffer, count, bytes_read, context);
+  // What an installation reads is the image.
+  if (code == FILE_OK && *bytes_read == 0 && count != 0) {
+    NoteProblem(ExitCode::kBadKit, "the kit is damaged: the bytes of a file lie outside its image");
   }
   return code;
 }
@@ -108,13 +159,15 @@ std::uint32_t ToolFileSystem::ShellMakeDirectory(const stdx::u16string& path) {
   if (code == SHELL_OK || code == SHELL_ERR_ALREADY_EXISTS) {
     known[0] = std::exchange(known[1], path);
   }
-  if (code == SHELL_ERR_COMMAND_FAILED) NoteProblem(Because("cannot make", path, errno));
+  if (code == SHELL_ERR_COMMAND_FAILED)
+    NoteProblem(ExitCode::kInputOutput, Because("cannot make", path, errno));
   return code;
 }
 
 std::uint32_t ToolFileSystem::ShellMove(const stdx::u16string& from, const stdx::u16string& to) {
   const std::uint32_t code = DirectFileSystem::ShellMove(from, to);
-  if (code == SHELL_ERR_INVALID_PARAMETER) NoteProblem(Because("cannot move", from, errno));
+  if (code == SHELL_ERR_INVALID_PARAMETER)
+    NoteProblem(ExitCode::kInputOutput, Because("cannot move", from, errno));
   return code;
 }
 
@@ -149,7 +202,10 @@ std::uint32_t StreamFileSystem::FileRead(FileHandle handle, void* buffer, std::u
   while (*bytes_read < count) {
     if (CancelRequested()) return stream_error = kErrorCancelled;
     const auto bytes = stream.Next(count - *bytes_read);
-    if (bytes.empty()) return stream_error = CodeOf(stream.end());
+    if (bytes.empty()) {
+      NoteStreamProblem(stream);
+      return stream_error = CodeOf(stream.end());
+    }
     std::memcpy(static_cast<std::byte*>(buffer) + *bytes_read, bytes.data(), bytes.size());
     *bytes_read += static_cast<std::uint32_t>(bytes.size());
   }
@@ -238,6 +294,44 @@ bool InOrder(const StreamKit& kit) {
   return true;
 }
 
+constexpr const char* kDamagedHint = "is it a kit, and is it complete? build or fetch it again";
+
+/// Goes through the tables as the reader does, to tell where it gave up.
+std::string DamagedPlace(const fs::path& path) {
+  StreamCompressor().Decompress(EnginePath(path), {});
+  FileHandle image = kInvalidFile;
+  StreamFileSystem::FileOpen({}, FILE_ACCESS_READ, 0, FILE_OPEN_EXISTING, FILE_NORMAL, &image);
+  const std::unique_ptr<FileHandle, void (*)(FileHandle*)> closer(
+      &image, [](FileHandle* handle) { StreamFileSystem::FileClose(*handle); });
+  ImageReader<StreamFileSystem> reader(image);
+  std::string place = "its header does";
+  try {
+    if (reader.ReadU32() == 0) {
+      for (int text = 0; text < 3; ++text) reader.ReadText();
+    } else {
+      const std::uint32_t count = reader.ReadCount(kMinProductRecord);
+      for (std::uint32_t i = 1; i <= count; ++i) {
+        place = fmt::format("product {} of {} does", i, count);
+        RecordBody body = reader.ReadRecord();
+        for (int text = 0; text < 4; ++text) body.TakeText();
+      }
+    }
+    place = "the number of its files does";
+    const std::uint32_t count = reader.ReadCount(kMinFileRecord);
+    for (std::uint32_t i = 1; i <= count; ++i) {
+      place = fmt::format("the record of file {} of {} does", i, count);
+      RecordBody body = reader.ReadRecord();
+      body.TakeText();
+      body.TakeU64();
+      body.TakeU64();
+    }
+    place = "its tables do";
+  } catch (std::uint32_t) {
+  }
+  return fmt::format("{} not fit what is there ({} bytes into its image)", place,
+                     StreamFileSystem::Stream(image).position());
+}
+
 }  // namespace
 
 bool OpenStream(StreamKit& kit, const fs::path& path) {
@@ -246,14 +340,18 @@ bool OpenStream(StreamKit& kit, const fs::path& path) {
   return code == FILE_OK && InOrder(kit);
 }
 
+Failure DamagedData(const fs::path& kit) {
+  return Failure(ExitCode::kBadKit, "damaged-kit",
+                 Printable(kit.native()) + " is damaged: its compressed data is corrupt",
+                 kDamagedHint);
+}
+
 void OpenImage(ImageKit& kit, const fs::path& path) {
   const std::uint32_t code = kit.Read(EnginePath(path));
   if (code == FILE_OK) return;
-  const std::string name = Printable(path.native());
+  if (code == kErrorCorruptKit) throw DamagedData(path);
   throw Failure(ExitCode::kBadKit, "damaged-kit",
-                code == kErrorCorruptKit ? name + " is damaged: its compressed data is corrupt"
-                                         : name + " is damaged: its tables do not fit its size",
-                "is it a kit, and is it complete? build or fetch it again");
+                Printable(path.native()) + " is damaged: " + DamagedPlace(path), kDamagedHint);
 }
 
 stdx::u16string EnginePath(const fs::path& path) {

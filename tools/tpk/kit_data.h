@@ -19,7 +19,8 @@
 
 namespace quarn::tpk {
 
-/// Installs in place and remembers what went wrong first.
+/// Installs in place, counts what it writes and remembers what went wrong first: the codes of an
+/// installation tell people nothing.
 struct ToolFileSystem : DirectFileSystem {
   static std::uint32_t FileOpen(const stdx::u16string& path, std::uint32_t access,
                                 std::uint32_t share_mode, std::uint32_t disposition,
@@ -29,10 +30,16 @@ struct ToolFileSystem : DirectFileSystem {
   static std::uint32_t ShellMakeDirectory(const stdx::u16string& path);
   static std::uint32_t ShellMove(const stdx::u16string& from, const stdx::u16string& to);
 
-  /// Why the first call failed that makes an installation fail, for people: "cannot write a/b: No
-  /// space left on device". Empty where none did. Any thread.
-  static std::string FirstProblem();
-  static void NoteProblem(std::string problem);
+  static std::uint32_t FileRead(FileHandle handle, void* buffer, std::uint32_t count,
+                                std::uint32_t* bytes_read, void* context);
+
+  /// What the run has written so far. Any thread.
+  static std::uint64_t FilesWritten() noexcept;
+  static std::uint64_t BytesWritten() noexcept;
+
+  /// Keeps the first problem that is noted after `ForgetProblem`. Any thread.
+  static void NoteProblem(ExitCode exit_code, std::string problem);
+  static void ForgetProblem();
 };
 
 /// The same, with an image that is no file: its handle stands for an `ImageStream`.
@@ -86,6 +93,12 @@ auto WithKit(const std::filesystem::path& path, Use use) {
   OpenImage(*kit, path);
   return use(*kit);
 }
+
+/// Throws the problem that was noted since `ForgetProblem`: "`what`: problem; `then`".
+[[noreturn]] void ThrowProblem(const std::string& what, const std::string& then = {});
+
+/// The failure of a kit whose compressed data makes no sense.
+Failure DamagedData(const std::filesystem::path& kit);
 
 /// A path for the engine. Throws Failure where it is no UTF-8.
 stdx::u16string EnginePath(const std::filesystem::path& path);

@@ -10,10 +10,13 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "tools/tpk/cancel.h"
 #include "tools/tpk/failure.h"
 #include "tools/tpk/format.h"
+#include "tools/tpk/image_stream.h"
 #include "tools/tpk/utf.h"
 
 namespace quarn::tpk {
@@ -31,11 +34,13 @@ std::uint64_t RecordSize(const config::ProductInfo& product) {
 }
 std::uint64_t RecordSize(const KitEntry& file) { return 4 + TextSize(file.name) + 8 + 4 + 4; }
 
-/// The deflate stream of a kit on its way into a file.
+/// The deflate stream of a kit on its way to where it is written.
 class Deflater {
  public:
-  Deflater(int level, OutputFile& output)
-      : output_(output), buffer_(std::make_unique_for_overwrite<Bytef[]>(kBufferSize)) {
+  using Sink = std::function<void(std::span<const std::byte>)>;
+
+  Deflater(int level, Sink sink)
+      : sink_(std::move(sink)), buffer_(std::make_unique_for_overwrite<Bytef[]>(kBufferSize)) {
     if (deflateInit2(&stream_, level, Z_DEFLATED, -MAX_WBITS, MAX_MEM_LEVEL, Z_DEFAULT_STRATEGY) !=
         Z_OK) {
       throw std::bad_alloc();
@@ -58,11 +63,11 @@ class Deflater {
       stream_.next_out = buffer_.get();
       stream_.avail_out = kBufferSize;
       deflate(&stream_, flush);
-      output_.Write(std::as_bytes(std::span(buffer_.get(), kBufferSize - stream_.avail_out)));
+      sink_(std::as_bytes(std::span(buffer_.get(), kBufferSize - stream_.avail_out)));
     } while (stream_.avail_out == 0);
   }
 
-  OutputFile& output_;
+  Sink sink_;
   std::unique_ptr<Bytef[]> buffer_;
   z_stream stream_{};
 };
@@ -109,6 +114,17 @@ class InputFile {
       if (amount >= 0) return static_cast<std::size_t>(amount);
       if (errno != EINTR) Fail();
     }
+  }
+
+  /// Reads until `to` is full or the file ends.
+  std::size_t ReadAll(std::span<std::byte> to) {
+    std::size_t done = 0;
+    while (done < to.size()) {
+      const std::size_t amount = Read(to.subspan(done));
+      if (amount == 0) break;
+      done += amount;
+    }
+    return done;
   }
 
  private:
@@ -176,6 +192,33 @@ void SortFiles(KitContents& contents) {
             [](const KitEntry& a, const KitEntry& b) { return a.name < b.name; });
 }
 
+std::optional<int> DetectLevel(const std::filesystem::path& path) {
+  constexpr std::size_t kSample = 1 << 20;
+  ImageStream image(path);
+  std::string sample;
+  while (sample.size() < kSample) {
+    const auto bytes = image.Next(kSample - sample.size());
+    if (bytes.empty()) break;
+    sample.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  }
+  const bool whole = image.Next(1).empty();
+  std::string kit(kSample + kBufferSize, '\0');
+  InputFile input(path);
+  kit.resize(input.ReadAll(std::as_writable_bytes(std::span(kit))));
+
+  // What most kits have comes first: short ones come out the same at several levels.
+  for (const int level : {6, 9, 8, 7, 5, 4, 3, 2, 1, 0}) {
+    std::string packed;
+    Deflater deflater(level, [&packed](std::span<const std::byte> bytes) {
+      packed.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    });
+    deflater.Write(std::as_bytes(std::span(sample)));
+    if (whole) deflater.Finish();
+    if (whole ? kit == packed : std::string_view(kit).starts_with(packed)) return level;
+  }
+  return std::nullopt;
+}
+
 void WriteKit(const KitContents& contents, int level, OutputFile& output,
               const std::function<void(std::uint64_t)>& progress) {
   const std::uint64_t image_size = ImageSize(contents);
@@ -186,7 +229,7 @@ void WriteKit(const KitContents& contents, int level, OutputFile& output,
                               FormatSize(image_size)),
                   "leave something out, or make two kits");
   }
-  Deflater deflater(level, output);
+  Deflater deflater(level, [&output](std::span<const std::byte> bytes) { output.Write(bytes); });
   WriteTables(contents, deflater);
   std::uint64_t done = TablesSize(contents);
   const auto buffer = std::make_unique_for_overwrite<std::byte[]>(kBufferSize);

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <vector>
 
 #include "core/basic_string.h"
@@ -38,6 +39,10 @@ std::uint64_t TablesSize(const KitContents& contents);
 /// Puts the files into the order in which every kit stores them, whatever the file system's: by
 /// the code units of their names.
 void SortFiles(KitContents& contents);
+
+/// The level of compression with which `WriteKit` would make the beginning of the kit at `path`
+/// again, nothing where another tool has compressed it. Throws Failure.
+std::optional<int> DetectLevel(const std::filesystem::path& path);
 
 /// Writes the kit to `output`, which is left to the caller to commit. `level` is zlib's, 0 to 9.
 /// `progress` is told how many bytes of the image are done. The bytes depend on nothing but

@@ -4,47 +4,42 @@
 
 #include "tools/tpk/command.h"
 #include "tools/tpk/format.h"
-#include "tools/tpk/kit_data.h"
+#include "tools/tpk/kit_facts.h"
 #include "tools/tpk/utf.h"
 
 namespace quarn::tpk {
 namespace {
 
-struct Options {
-  std::filesystem::path kit;
-};
-
-template <class Kit>
-ExitCode List(const Kit& kit, Output& output) {
+ExitCode List(const std::filesystem::path& kit, Output& output) {
+  const KitFacts facts = ReadFacts(kit);
   std::uint64_t total = 0;
-  for (const auto& file : kit.files()) {
-    total += file.data_size;
+  for (const CheckedFile& file : facts.files) {
+    total += file.size;
     output.Record(
         "file",
         [&] {
-          return Json{{"name", Utf8FromUtf16(file.name.view())},
-                      {"size", file.data_size},
-                      {"time", FormatTime(file.last_write_time)}};
+          return Json{{"path", InstalledName(file.name)},
+                      {"name", Utf8FromUtf16(file.name.view())},
+                      {"size", file.size},
+                      {"time", FormatTime(file.time)}};
         },
         [&] {
-          return fmt::format("{:>10}  {}  {}", file.data_size, FormatTime(file.last_write_time),
-                             Shown(file.name));
+          return fmt::format("{:>10}  {}  {}", file.size, FormatTime(file.time),
+                             Printable(InstalledName(file.name)));
         });
   }
-  output.Result("list", ExitCode::kFine, {{"files", kit.files().size()}, {"bytes", total}},
-                fmt::format("{:>10}  {}", total, Counted(kit.files().size(), "file")));
+  output.Result("list", ExitCode::kFine, {{"files", facts.files.size()}, {"bytes", total}},
+                fmt::format("{:>10}  {}", total, Counted(facts.files.size(), "file")));
   return ExitCode::kFine;
 }
 
 }  // namespace
 
 void AddList(CommandLine& line) {
-  const auto options = std::make_shared<Options>();
-  CLI::App* const verb =
-      AddVerb(line, "list", "List the files in a kit", [options](Output& output) {
-        return WithKit(options->kit, [&](const auto& kit) { return List(kit, output); });
-      });
-  verb->add_option("KIT", options->kit, "The kit")->required();
+  const auto kit = std::make_shared<std::filesystem::path>();
+  CLI::App* const verb = AddVerb(line, "list", "List the files in a kit",
+                                 [kit](Output& output) { return List(*kit, output); });
+  AddKit(verb, *kit);
 }
 
 }  // namespace quarn::tpk

@@ -3,7 +3,6 @@
 #include <stdlib.h>
 
 #include <clocale>
-#include <exception>
 #include <string_view>
 
 #include "tools/tpk/cancel.h"
@@ -24,42 +23,11 @@ void UseUtf8Locale() {
   }
 }
 
-int Report(Output& output, const Failure& failure) {
-  output.Error(failure);
-  return static_cast<int>(failure.exit_code());
-}
-
-int Run(int argc, char** argv) {
-  CommandLine line;
-  line.app.name("tpk");
-  line.app.description("Makes, inspects and installs distribution kits.");
-  line.app.set_version_flag("--version", std::string("tpk ") + QUARN_VERSION);
-  line.app.require_subcommand(1);
-  AddPack(line);
-  AddList(line);
-  AddInstall(line);
-  try {
-    line.app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return line.app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::kUsage);
-  }
-  Output output(line.output);
-  try {
-    const ExitCode code = line.action(output);
-    output.Flush();
-    return static_cast<int>(code);
-  } catch (const Failure& failure) {
-    return Report(output, failure);
-  } catch (const std::exception& error) {
-    return Report(output, Failure(ExitCode::kInputOutput, "internal", error.what()));
-  }
-}
-
 }  // namespace
 }  // namespace quarn::tpk
 
 int main(int argc, char** argv) {
   quarn::tpk::UseUtf8Locale();
   quarn::tpk::CatchSignals();
-  return quarn::tpk::Run(argc, argv);
+  return quarn::tpk::RunTool(argc, argv);
 }

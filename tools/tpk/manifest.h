@@ -43,8 +43,4 @@ struct Manifest {
 /// "kit.toml:12:1: what is wrong; what to do", one a line.
 Manifest ReadManifest(const std::filesystem::path& path);
 
-/// The word of `known` that `word` is most likely meant to be, or nothing.
-std::optional<std::string> ClosestWord(std::string_view word,
-                                       const std::vector<std::string>& known);
-
 }  // namespace quarn::tpk

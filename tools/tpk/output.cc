@@ -29,11 +29,6 @@ std::string Paint(bool painted, Output::Color color, const std::string& text) {
   return painted ? fmt::format("\x1b[{}m{}\x1b[0m", static_cast<int>(color), text) : text;
 }
 
-std::string Dump(const Json& object) {
-  // File names that are no UTF-8 come out with the replacement character.
-  return object.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
 void PrintError(const std::string& line) { fmt::print(stderr, "{}\n", line); }
 
 int TerminalWidth() {
@@ -54,12 +49,16 @@ void Output::Print(const std::string& line) {
   std::fputc('\n', stdout);
 }
 
+void Output::PrintObject(const char* type, Json fields) {
+  Json object{{"type", type}, {"schema", kJsonSchema}};
+  object.update(fields);
+  // Names that are no UTF-8 come out with the replacement character.
+  Print(object.dump(-1, ' ', false, Json::error_handler_t::replace));
+}
+
 void Output::Record(const char* type, const std::function<Json()>& fields,
                     const std::function<std::string()>& text) {
-  if (!options_.json) return Print(text());
-  Json object{{"type", type}, {"schema", kJsonSchema}};
-  object.update(fields());
-  Print(Dump(object));
+  options_.json ? PrintObject(type, fields()) : Print(text());
 }
 
 void Output::Text(const std::string& line) {
@@ -68,12 +67,9 @@ void Output::Text(const std::string& line) {
 
 void Output::Result(const char* verb, ExitCode exit_code, Json fields, const std::string& text) {
   if (options_.json) {
-    Json object{{"type", "result"},
-                {"schema", kJsonSchema},
-                {"verb", verb},
-                {"exit", static_cast<int>(exit_code)}};
+    Json object{{"verb", verb}, {"exit", static_cast<int>(exit_code)}};
     object.update(fields);
-    Print(Dump(object));
+    PrintObject("result", std::move(object));
   } else if (!options_.quiet && !text.empty()) {
     Print(text);
   }
@@ -81,20 +77,29 @@ void Output::Result(const char* verb, ExitCode exit_code, Json fields, const std
 
 void Output::Error(const Failure& failure) {
   if (options_.json) {
-    Json object{{"type", "error"},
-                {"schema", kJsonSchema},
-                {"code", failure.code()},
+    Json object{{"code", failure.code()},
                 {"exit", static_cast<int>(failure.exit_code())},
                 {"message", failure.what()}};
     if (!failure.hint().empty()) object["hint"] = failure.hint();
-    return Print(Dump(object));
+    return PrintObject("error", std::move(object));
   }
   PrintError(fmt::format("{} {}", Paint(color_err_, Color::kRed, "tpk:"), failure.what()));
   if (!failure.hint().empty()) PrintError("     " + failure.hint());
 }
 
+void Output::Remark(const char* type, const std::function<Json()>& fields,
+                    const std::function<std::string()>& text) {
+  options_.json ? PrintObject(type, fields()) : PrintError(text());
+}
+
 void Output::Note(const std::string& line) {
-  if (!options_.json && !options_.quiet) PrintError(line);
+  if (options_.quiet && !options_.json) return;
+  Remark(
+      "note",
+      [&] {
+        return Json{{"message", line}};
+      },
+      [&] { return "note: " + line; });
 }
 
 std::string Output::Painted(Color color, const std::string& text) const {

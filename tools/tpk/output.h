@@ -44,7 +44,11 @@ class Output {
   void Result(const char* verb, ExitCode exit_code, Json fields, const std::string& text);
   /// The last line of a run that failed: the JSON object "error", or "tpk: ..." on standard error.
   void Error(const Failure& failure);
-  /// A remark on standard error; silent when quiet or for JSON.
+  /// What is not the result but should be known: a JSON object as `Record`, a line on standard
+  /// error as text.
+  void Remark(const char* type, const std::function<Json()>& fields,
+              const std::function<std::string()>& text);
+  /// A remark of the type "note"; not printed when quiet.
   void Note(const std::string& line);
 
   bool json() const noexcept { return options_.json; }
@@ -60,6 +64,7 @@ class Output {
 
  private:
   void Print(const std::string& line);
+  void PrintObject(const char* type, Json fields);
 
   Options options_;
   bool color_out_ = false;

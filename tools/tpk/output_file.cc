@@ -59,6 +59,7 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::Write(std::span<const std::byte> bytes) {
+  size_ += bytes.size();
   while (!bytes.empty()) {
     const ssize_t written = write(descriptor_, bytes.data(), bytes.size());
     if (written < 0 && errno == EINTR) continue;

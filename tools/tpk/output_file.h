@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <span>
 
@@ -22,16 +23,17 @@ class OutputFile {
   /// Gives the file its name. Nothing may be written afterwards.
   void Commit();
 
+  std::uint64_t size() const noexcept { return size_; }
+
   /// Throws the failure that constructing would, without writing anything.
   static void CheckPlace(const std::filesystem::path& path, bool force);
 
  private:
-  void Close();
-
   std::filesystem::path path_;
   std::filesystem::path partial_;
   bool force_;
   int descriptor_ = -1;
+  std::uint64_t size_ = 0;
 };
 
 }  // namespace quarn::tpk

@@ -1,12 +1,14 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
 #include <optional>
 #include <system_error>
 
 #include "core/file.h"
+#include "tools/tpk/checks.h"
 #include "tools/tpk/command.h"
 #include "tools/tpk/format.h"
 #include "tools/tpk/kit_writer.h"
@@ -28,6 +30,7 @@ struct Options {
   std::string description;
   std::optional<int> level;
   bool no_manifest = false;
+  bool strict = false;
   bool force = false;
   bool dry_run = false;
 };
@@ -45,6 +48,20 @@ struct Source {
   fs::path manifest_path;  ///< empty where there is none
 };
 
+Manifest ManifestFromOptions(const Options& options) {
+  config::ProductInfo product;
+  product.language = u"en";
+  product.name = TextOption("--name", options.name);
+  product.provider = TextOption("--provider", options.provider);
+  product.description = TextOption("--description", options.description);
+  product.description.replace_all(u"/", u"\\");
+  Manifest manifest;
+  manifest.root = options.source;
+  manifest.single_product = true;
+  manifest.products.push_back(std::move(product));
+  return manifest;
+}
+
 Source ReadSource(const Options& options) {
   std::error_code ignored;
   Source source;
@@ -53,39 +70,30 @@ Source ReadSource(const Options& options) {
   } else if (!options.no_manifest && fs::exists(options.source / kManifestName, ignored)) {
     source.manifest_path = options.source / kManifestName;
   }
-  const bool has_texts =
-      !options.name.empty() || !options.provider.empty() || !options.description.empty();
-  if (!source.manifest_path.empty()) {
-    if (has_texts) {
-      throw Failure(ExitCode::kUsage, "usage",
-                    fmt::format("{} says what the product is called, and so do the options",
-                                Printable(source.manifest_path.string())),
-                    "leave out --name, --provider and --description, or add --no-manifest");
-    }
+  if (source.manifest_path.empty()) {
+    source.manifest = ManifestFromOptions(options);
+  } else if (options.name.empty() && options.provider.empty() && options.description.empty()) {
     source.manifest = ReadManifest(source.manifest_path);
   } else {
-    config::ProductInfo product;
-    product.language = u"en";
-    product.name = TextOption("--name", options.name);
-    product.provider = TextOption("--provider", options.provider);
-    product.description = TextOption("--description", options.description);
-    product.description.replace_all(u"/", u"\\");
-    source.manifest.root = options.source;
-    source.manifest.single_product = true;
-    source.manifest.products.push_back(std::move(product));
+    throw Failure(ExitCode::kUsage, "usage",
+                  fmt::format("{} says what the product is called, and so do the options",
+                              Printable(source.manifest_path.string())),
+                  "leave out --name, --provider and --description, or add --no-manifest");
   }
   if (options.level) source.manifest.level = *options.level;
   return source;
 }
 
-/// The newest time that a kit may hold, where the caller fixes it to get the same kit again.
+/// The newest time that files may have of their own, where the caller limits it to get the same
+/// kit on every machine.
 std::optional<std::uint64_t> NewestTime() {
   const char* const value = std::getenv("SOURCE_DATE_EPOCH");
   if (value == nullptr) return std::nullopt;
   char* end = nullptr;
   errno = 0;
   const long long seconds = std::strtoll(value, &end, 10);
-  if (end == value || *end != '\0' || errno != 0 || seconds < 0) {
+  // Beyond the year 9999 somebody has passed something else.
+  if (end == value || *end != '\0' || errno != 0 || seconds < 0 || seconds > 253402300799) {
     throw Failure(ExitCode::kUsage, "usage", "SOURCE_DATE_EPOCH is not a number of seconds");
   }
   return UnixSecondsToTicks(seconds);
@@ -96,55 +104,92 @@ bool IsSame(const fs::path& a, const fs::path& b) {
   return fs::equivalent(a, b, error) && !error;
 }
 
-stdx::u16string KitName(const SourceFile& file) {
-  const auto name = Utf16FromUtf8(file.name);
-  if (!name) {
-    throw Failure(ExitCode::kBadKit, "name-not-utf8",
-                  "the name " + Printable(file.name) + " is not UTF-8", "rename the file");
-  }
-  if (name->contains(u'\\')) {
-    throw Failure(ExitCode::kBadKit, "name-backslash",
-                  "the name " + Printable(file.name) + " has a backslash",
-                  "it separates folders in a kit: rename the file");
-  }
-  stdx::u16string result = *name;
-  result.replace_all(u"/", u"\\");
-  return result;
+SourceTree Scan(const Source& source, const fs::path& kit) {
+  // What may lie in the folder without belonging to it.
+  const fs::path manifest = source.manifest_path.filename();
+  const fs::path output = kit.filename();
+  return ScanTree(source.manifest.root, [&](const std::string& name) {
+    if (!source.manifest.Takes(name)) return true;
+    const fs::path path = source.manifest.root / name;
+    return (path.filename() == manifest && IsSame(path, source.manifest_path)) ||
+           (path.filename() == output && IsSame(path, kit));
+  });
 }
 
-KitContents Collect(const Source& source, const Options& options, Output& output) {
+KitContents Collect(const Source& source, const SourceTree& tree, Findings& findings) {
   const Manifest& manifest = source.manifest;
-  // What lies in the folder without belonging to it.
-  const auto skip = [&](const std::string& name) {
-    const fs::path path = manifest.root / name;
-    return !manifest.Takes(name) ||
-           (!source.manifest_path.empty() && IsSame(path, source.manifest_path)) ||
-           IsSame(path, options.kit);
-  };
-  const SourceTree tree = ScanTree(manifest.root, skip);
   const std::optional<std::uint64_t> newest = NewestTime();
   KitContents contents;
   contents.single_product = manifest.single_product;
   contents.products = manifest.products;
+  contents.files.reserve(tree.files.size());
   for (const SourceFile& file : tree.files) {
-    KitEntry entry{.name = KitName(file), .size = file.size, .source = file.path};
-    entry.time =
-        manifest.TimeOf(file.name).value_or(newest ? std::min(file.time, *newest) : file.time);
+    CheckSourceName(file.name, findings);
+    const std::uint64_t time = newest ? std::min(file.time, *newest) : file.time;
+    KitEntry entry;
+    entry.name = Utf16FromUtf8(file.name).value_or(stdx::u16string(u"?"));
+    entry.name.replace_all(u"/", u"\\");
+    entry.time = manifest.TimeOf(file.name).value_or(time);
+    entry.size = file.size;
+    entry.source = file.path;
     contents.files.push_back(std::move(entry));
-  }
-  for (const std::string& directory : tree.empty_directories) {
-    output.Note("the folder " + Printable(directory) + " is empty and will be missing");
   }
   SortFiles(contents);
   return contents;
 }
 
+void CheckPatterns(const Manifest& manifest, const SourceTree& tree, Findings& findings) {
+  for (const Pattern& pattern : manifest.include) {
+    const bool used =
+        std::any_of(tree.files.begin(), tree.files.end(),
+                    [&](const SourceFile& file) { return pattern.Matches(file.name); });
+    if (!used) findings.Add("pattern-unused", pattern.text(), "no file matches this pattern");
+  }
+}
+
+Findings CheckKit(const Source& source, const SourceTree& tree, const KitContents& contents,
+                  Findings findings) {
+  CheckPatterns(source.manifest, tree, findings);
+  for (const std::string& directory : tree.empty_directories) {
+    findings.Add("folder-empty", directory, "is empty, which a kit cannot express");
+  }
+  std::vector<CheckedFile> files;
+  files.reserve(contents.files.size());
+  for (const KitEntry& file : contents.files) files.push_back({file.name, file.time, 0, file.size});
+  CheckContents(contents.products, files, findings);
+  if (ImageSize(contents) >= kImageLimit) {
+    findings.Add("image-too-large", "",
+                 fmt::format("files and tables have {}; a kit ends at 4 GiB",
+                             FormatSize(ImageSize(contents))));
+  }
+  return findings;
+}
+
 ExitCode Pack(const Options& options, Output& output) {
   const Source source = ReadSource(options);
   OutputFile::CheckPlace(options.kit, options.force);
-  const KitContents contents = Collect(source, options, output);
+  const SourceTree tree = Scan(source, options.kit);
+  Findings findings;
+  const KitContents contents = Collect(source, tree, findings);
+  findings = CheckKit(source, tree, contents, std::move(findings));
+  Remark(findings, output);
+  if (findings.Refuse(options.strict)) {
+    throw Failure(
+        ExitCode::kBadKit, "dangerous-kit",
+        fmt::format("the kit was not written: {}, {}", Counted(findings.error_count(), "error"),
+                    Counted(findings.warning_count(), "warning")),
+        "exclude or rename what is named above");
+  }
+
   const std::uint64_t image_size = ImageSize(contents);
-  std::error_code ignored;
+  Json fields{{"kit", options.kit.string()},
+              {"dry_run", options.dry_run},
+              {"files", contents.files.size()},
+              {"warnings", findings.warning_count()},
+              {"image_bytes", image_size}};
+  std::string text = fmt::format("{} {} of {} into {}", options.dry_run ? "would pack" : "packed",
+                                 Counted(contents.files.size(), "file"), FormatSize(image_size),
+                                 Printable(options.kit.string()));
   if (!options.dry_run) {
     OutputFile file(options.kit, options.force);
     {
@@ -153,20 +198,10 @@ ExitCode Pack(const Options& options, Output& output) {
                [&](std::uint64_t done) { progress.Update(done); });
     }
     file.Commit();
+    fields["kit_bytes"] = file.size();
+    text += fmt::format(" ({})", FormatSize(file.size()));
   }
-  const std::uint64_t kit_size = options.dry_run ? 0 : fs::file_size(options.kit, ignored);
-  Json fields{{"kit", options.kit.string()},
-              {"dry_run", options.dry_run},
-              {"files", contents.files.size()},
-              {"image_bytes", image_size}};
-  if (!options.dry_run) fields["kit_bytes"] = kit_size;
-  const std::string files = Counted(contents.files.size(), "file");
-  output.Result("pack", ExitCode::kFine, fields,
-                options.dry_run
-                    ? fmt::format("would pack {} of {} into {}", files, FormatSize(image_size),
-                                  Printable(options.kit.string()))
-                    : fmt::format("packed {} of {} into {} ({})", files, FormatSize(image_size),
-                                  Printable(options.kit.string()), FormatSize(kit_size)));
+  output.Result("pack", ExitCode::kFine, fields, text);
   return ExitCode::kFine;
 }
 
@@ -178,18 +213,26 @@ void AddPack(CommandLine& line) {
                                  [options](Output& output) { return Pack(*options, output); });
   verb->add_option("SOURCE", options->source,
                    "A folder, with or without kit.toml in it, or a manifest")
-      ->required();
-  verb->add_option("-o,--output", options->kit, "The kit to write")->required();
-  verb->add_option("--name", options->name, "Product name, for a folder without manifest");
-  verb->add_option("--provider", options->provider, "Who provides it, likewise");
+      ->required()
+      ->option_text(" ");
+  verb->add_option("-o,--output", options->kit, "The kit to write")
+      ->required()
+      ->option_text("FILE");
+  verb->add_option("--name", options->name, "Product name, for a folder without manifest")
+      ->option_text("TEXT");
+  verb->add_option("--provider", options->provider, "Who provides it, likewise")
+      ->option_text("TEXT");
   verb->add_option("--description", options->description,
-                   "The description file within the folder, likewise");
-  verb->add_option("--level", options->level, "Compression, 0 (none) to 9 (most); 6 if not given")
+                   "The description file within the folder, likewise")
+      ->option_text("PATH");
+  verb->add_option("--level", options->level,
+                   "Compression, from 0 (none) to 9 (smallest), in place of the manifest's")
       ->check(CLI::Range(0, 9))
       ->option_text("0-9");
   verb->add_flag("--no-manifest", options->no_manifest, "Take kit.toml for a file like any other");
-  verb->add_flag("-f,--force", options->force, "Replace an existing kit");
-  verb->add_flag("-n,--dry-run", options->dry_run, "Look at everything, write nothing");
+  verb->add_flag("--strict", options->strict, "Take warnings for errors");
+  AddForce(verb, options->force, "Replace an existing kit");
+  AddDryRun(verb, options->dry_run);
 }
 
 }  // namespace quarn::tpk

@@ -96,6 +96,16 @@ class Matcher {
 Pattern::Pattern(std::string text) : text_(std::move(text)), glob_(text_) {
   if (glob_.ends_with('/')) glob_ += "**";
   if (glob_.find('/') == std::string::npos) glob_ = "**/" + glob_;
+  if (glob_.starts_with('/')) glob_.erase(0, 1);
+}
+
+std::string Pattern::Exactly(std::string_view name) {
+  std::string text = "/";
+  for (const char c : name) {
+    const bool special = c == '*' || c == '?' || c == '[';
+    text += special ? std::string{'[', c, ']'} : std::string(1, c);
+  }
+  return text;
 }
 
 bool Pattern::Matches(std::string_view name) const { return Matcher(glob_, name).Run(0, 0); }

@@ -11,12 +11,15 @@ namespace quarn::tpk {
 ///   [a-z]  one of these     **  any characters, "/" too
 /// "**/" at the start or behind a "/" stands for no folder as well. A pattern without "/" is held
 /// against the last part of the name, so "*.bak" finds such files in every folder; one that ends
-/// in "/" stands for everything in that folder. Letter case counts.
+/// in "/" stands for everything in that folder, and one that starts with "/" is held against the
+/// whole name in any case. Letter case counts.
 class Pattern {
  public:
   explicit Pattern(std::string text);
 
   bool Matches(std::string_view name) const;
+  /// The text of a pattern that matches `name` and nothing else.
+  static std::string Exactly(std::string_view name);
   /// As it was written.
   const std::string& text() const noexcept { return text_; }
 
