@@ -104,6 +104,7 @@ TEST_F(DirScanTest, AnAsteriskInTheDirectoryIsAnOrdinaryLetter) {
   WriteFile(dir() / "s*" / "file", "contents");
   EXPECT_TRUE(FindFirst(scan, At("s*/file")));
   EXPECT_EQ(GetName(scan), u"file");
+  EXPECT_EQ(scan.stream, nullptr);
 }
 
 TEST_F(DirScanTest, APathThatEndsInASlashHasAnEmptyName) {
@@ -246,7 +247,7 @@ TEST_F(DirScanTest, AScanStartedAgainIsANewOne) {
   EXPECT_TRUE(FindFirst(scan, At("one")));
 }
 
-TEST_F(DirScanTest, APlainPathDoesNotCloseTheStreamOfTheScanBefore) {
+TEST_F(DirScanTest, AnotherScanDoesNotCloseTheStreamOfTheOneBefore) {
   Make("one");
   DirScan scan;
   FindFirst(scan, At("*"));
@@ -254,6 +255,9 @@ TEST_F(DirScanTest, APlainPathDoesNotCloseTheStreamOfTheScanBefore) {
   ASSERT_NE(stream, nullptr);
   EXPECT_TRUE(FindFirst(scan, At("one")));
   EXPECT_EQ(scan.stream, stream);
+  FindFirst(scan, At("*"));
+  EXPECT_NE(scan.stream, stream);
+  EXPECT_EQ(closedir(stream), 0);  // was its caller's to close
   CloseScan(scan);
 }
 

@@ -87,7 +87,7 @@ TEST_F(ShellTest, APathEndsAtItsFirstZero) {
   EXPECT_EQ(Record(), "rm[-rf][/a]\n");
 }
 
-TEST_F(ShellTest, OnlyRemovingAFileShowsWhatTheCommandAbout) {
+TEST_F(ShellTest, OnlyRemovingAFileShowsWhatTheCommandComplainsAbout) {
   FakePrograms("echo 'a complaint' >&2; exit 1");
   stdx::u16string name;
   ::testing::internal::CaptureStderr();

@@ -346,6 +346,13 @@ TEST_F(TextTest, UnitsFillABufferWithoutATerminator) {
   EXPECT_EQ(units[0], 0xF600);
 }
 
+TEST_F(TextTest, NothingIsReadBehindTheZeroWhateverTheCount) {
+  const std::vector<char16_t> text = {u'x', u'y', 0};
+  char to[8] = {};
+  EXPECT_EQ(Utf16ToMultibyte(text.data(), 1000, to, 8), 2);
+  EXPECT_STREQ(to, "xy");
+}
+
 TEST_F(TextTest, ChunksEndAtTheirCountAndNeedNoTerminator) {
   // Each is cut out of a longer text; behind the allocated ones nothing may be read.
   char16_t units[8] = {};
