@@ -5,7 +5,7 @@ class Qt:
     """The wizard on Qt."""
 
     press_seconds = 0.03
-    needs_display_when_silent = False
+    offers = {"no display", "scaling", "screen reader", "wayland"}
 
     def chooser_of(self, wizard):
         """The folder chooser, once it is open."""

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs one scenario against one executable of the wizard.
 
-    run_scenario.py --list
+    run_scenario.py --list [--bridge qt]
     run_scenario.py --bridge qt --setup bin/setup --tpk bin/tpk --texts l10n/texts SCENARIO
 
 Needs root or user namespaces: a scenario gets a /tmp, a /var/tmp and processes of its own. Exit status 0 when it holds,
@@ -17,7 +17,7 @@ import traceback
 
 import sandbox
 from bridges import BRIDGES
-from scenarios import SCENARIOS
+from scenarios import NEEDS, SCENARIOS
 from world import Missing, World
 
 
@@ -32,7 +32,8 @@ def main():
     parser.add_argument("scenario", nargs="?", choices=SCENARIOS)
     arguments = parser.parse_args()
     if arguments.list:
-        print("\n".join(SCENARIOS))
+        offers = BRIDGES[arguments.bridge].offers if arguments.bridge else set(NEEDS.values())
+        print("\n".join(name for name in SCENARIOS if name not in NEEDS or NEEDS[name] in offers))
         return 0
 
     sandbox.enter()

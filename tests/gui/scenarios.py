@@ -7,6 +7,8 @@ from desktop import wait_for
 from world import BACK, BROWSE, CANCEL, CHECK_BOX, KIT_TIME, NEXT
 
 SCENARIOS = {}
+# What a scenario needs of the desktop that the wizard runs on; see bridges.py.
+NEEDS = {}
 
 LANGUAGES = "hy az bg zh en fr ka de es hu it kk lv lt pl ro ru tr uk vi ar".split()
 # The languages that show another one's texts.
@@ -16,6 +18,13 @@ SHOWN_AS = {"hu": "fr", "ar": "en"}
 def scenario(function):
     SCENARIOS[function.__name__] = function
     return function
+
+
+def needs(what):
+    def note(function):
+        NEEDS[function.__name__] = what
+        return function
+    return note
 
 
 # --- Installing -----------------------------------------------------------------------------------
@@ -248,10 +257,11 @@ def _refused(world, text_id):
     message.key("Return")
     wizard.finish()
     world.check_equal(world.recorded, [], "recorded directories")
-    # The same without a screen shows which message it was.
-    wizard = world.start("-S", DISPLAY=None)
-    wizard.finish()
-    world.check_equal(wizard.output, world.text(text_id) + "\n", "message")
+    if "no display" in world.bridge.offers:
+        # The same without a screen shows which message it was.
+        wizard = world.start("-S", DISPLAY=None)
+        wizard.finish()
+        world.check_equal(wizard.output, world.text(text_id) + "\n", "message")
 
 
 @scenario
@@ -332,6 +342,40 @@ def a_dismissed_chooser_leaves_the_field(world):
     wizard.finish()
 
 
+# --- Screens --------------------------------------------------------------------------------------
+
+
+@scenario
+@needs("scaling")
+def a_dense_screen_gets_a_larger_window(world):
+    files = world.pack_example()
+    wizard = world.start(QT_SCALE_FACTOR="1.5")
+    window = wizard.main_window()
+    world.check_equal(window.size, (750, 540), "size of the window")
+    next_ = [round(1.5 * place) for place in NEXT]
+    wizard.press(next_)
+    wizard.press(next_)
+    wizard.wait_recorded()
+    world.check_equal(world.installed(), files, "installed files")
+    wizard.press(next_)
+    wizard.finish()
+
+
+@scenario
+@needs("wayland")
+def a_wayland_desktop_shows_the_window_and_installs(world):
+    count = world.pack_slow()
+    world.start_wayland()
+    # What passes between the program and the desktop.
+    wizard = world.start("-S", DISPLAY=None, WAYLAND_DEBUG="client")
+    wizard.finish()
+    world.check_equal(len(world.installed()), count, "number of installed files")
+    title = world.text("IDR_MAINFRAME")
+    for request in (f'.set_title("{title}")', '.set_app_id("quarn-setup")', ".set_min_size(500, 360)",
+                    ".set_max_size(500, 360)", ".attach("):
+        world.check(request in wizard.output, f"the program asks for {request}")
+
+
 # --- Silent mode, and no display ------------------------------------------------------------------
 
 
@@ -347,6 +391,7 @@ def silent_mode_installs_and_ends(world):
 
 
 @scenario
+@needs("no display")
 def silent_mode_needs_no_display(world):
     files = world.pack_example()
     for display in (None, ":77"):
@@ -359,6 +404,7 @@ def silent_mode_needs_no_display(world):
 
 
 @scenario
+@needs("no display")
 def a_silent_failure_goes_to_standard_error(world):
     world.pack_example()
     world.default_target.parent.mkdir(parents=True)
@@ -430,3 +476,53 @@ def a_directory_in_any_script_is_installed_into(world):
     target = home / ".quarn/Orbex/quarn/tmplts"
     world.check_equal(world.installed(target), files, "installed files")
     world.check_equal(config.read_text(), f"ConfigurationTemplatesLocation={target}\n", "launcher file")
+
+
+# --- Those who do not see the window --------------------------------------------------------------
+
+
+@scenario
+@needs("screen reader")
+def a_screen_reader_finds_a_role_and_a_name_for_every_control(world):
+    world.pack_example()
+    reader = world.start_screen_reader()
+    wizard = world.start()
+    window = wizard.main_window()
+    title = window.title
+
+    def showing():
+        """Everything that shows, without what is no more than a line."""
+        return [(role, name) for role, name, is_showing in reader.objects() if is_showing and role != "separator"]
+
+    frame = [("frame", title), ("panel", title)]
+
+    def buttons(*names):
+        return [("push button", name) for name in names]
+
+    wait_for(reader.objects, "the wizard on the accessibility bus")
+    back, next_, cancel = (world.text(f"IDS_WIZARD_{name}") for name in ("BACK", "NEXT", "CANCEL"))
+    text = f"{world.text('IDS_WELCOME_TITLE')} Field Studies (Quarn & Sons)."
+    world.check_equal(showing(), frame + buttons(back, next_, cancel) + [("graphic", title), ("label", text)],
+                      "the welcome page")
+    wizard.press(NEXT)
+    caption = world.text("IDS_TEMPLATE_CATALOG")
+    controls = [("graphic", title), ("label", world.text("IDS_DESTINATION_PROMPT")), ("label", caption),
+                ("text", caption), ("push button", world.text("IDS_CHOOSEDIR_TITLE"))]
+    wait_for(lambda: showing() == frame + buttons(back, next_, cancel) + controls, f"{controls}, not {showing()}")
+    wizard.press(CANCEL)
+    message = wizard.message()
+    question = world.text("IDS_ACCEPT_CANCEL")
+    found = [each for each in showing() if each not in frame + buttons(back, next_, cancel) + controls]
+    for expected in [("label", question), *buttons("Yes", "No")]:
+        world.check(expected in found, f"{expected} in the question, of {found}")
+    message.key("Escape")
+    wizard.wait_closed(message, "the question")
+    wizard.install_from_directory_page()
+    wait_for(lambda: ("check box", world.text("IDS_SUCCESS_OPENDESCR")) in showing(), "the check box")
+    # What does not show now was looked at before or, as the progress page, went by too fast.
+    nameless = [found for found in reader.objects() if found[0] not in ("separator", "filler") and not found[1]]
+    world.check_equal(nameless, [], "controls without a name")
+    world.check("progress bar" in [role for role, *_ in reader.objects()], "the progress bar has its role")
+    wizard.press(CHECK_BOX)
+    wizard.press(NEXT)
+    wizard.finish()

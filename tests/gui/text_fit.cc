@@ -52,12 +52,13 @@ class Examiner {
       if (const auto* const label = dynamic_cast<const TextLabel*>(widget)) {
         ExamineLabel(*label);
       } else if (const auto* const button = dynamic_cast<const PlainButton*>(widget)) {
-        ExamineLine(button->title(), *button, button->TitleWidth());
+        ExamineLine(button->title(), button->TitleFont(), button->height(), button->TitleWidth());
       } else if (const auto* const box = qobject_cast<const QCheckBox*>(widget)) {
         const QString text = box->text().replace("&&", "&");
         const double text_width = QFontMetricsF(box->font()).horizontalAdvance(text);
         // The style puts its mark and some space beside the text.
-        ExamineLine(text, *box, box->width() - (box->sizeHint().width() - text_width));
+        ExamineLine(text, box->font(), box->height(),
+                    box->width() - (box->sizeHint().width() - text_width));
       }
     }
     return misfits_;
@@ -88,13 +89,12 @@ class Examiner {
     }
   }
 
-  void ExamineLine(const QString& text, const QWidget& widget, double allowed) {
-    if (LacksGlyph(text, widget.font())) Complain(text, "lacks a glyph");
-    const QFontMetricsF metrics(widget.font());
-    if (metrics.horizontalAdvance(text) > allowed) {
-      Complain(text, QString("is %1 wide in %2").arg(metrics.horizontalAdvance(text)).arg(allowed));
-    }
-    if (std::floor(metrics.height()) > widget.height()) Complain(text, "is too high");
+  void ExamineLine(const QString& text, const QFont& font, int height, double allowed) {
+    if (LacksGlyph(text, font)) Complain(text, "lacks a glyph");
+    const QFontMetricsF metrics(font);
+    const double width = metrics.horizontalAdvance(text);
+    if (width > allowed) Complain(text, QString("is %1 wide in %2").arg(width).arg(allowed));
+    if (std::floor(metrics.height()) > height) Complain(text, "is too high");
   }
 
   const QWidget& window_;

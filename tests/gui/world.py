@@ -7,6 +7,7 @@ import subprocess
 
 import sandbox
 from desktop import Desktop, run, wait_for
+from screen_reader import ScreenReader
 
 # Frames in the wizard's window are the same on every desktop; these are points inside of them.
 BACK, NEXT, CANCEL = (270, 335), (350, 335), (450, 335)
@@ -128,6 +129,28 @@ class World:
         if self._desktop is None:
             self._desktop = Desktop(self.environment, self.bridge.press_seconds)
         return self._desktop
+
+    def start_screen_reader(self):
+        """Before the wizard."""
+        if package := ScreenReader.missing_tool():
+            raise Missing(package)
+        self.desktop  # the reader's programs need the display too
+        return ScreenReader(self.environment)
+
+    def start_wayland(self):
+        """A Wayland desktop beside the X server's."""
+        for tool, package in (("weston", "weston"), ("qtpaths6", "qt6-base-dev-tools")):
+            if not shutil.which(tool):
+                raise Missing(package)
+        plugins = pathlib.Path(run("qtpaths6", "--query", "QT_INSTALL_PLUGINS").strip())
+        if not list((plugins / "platforms").glob("libqwayland*")):
+            raise Missing("qt6-wayland")
+        self.environment["WAYLAND_DISPLAY"] = "wayland-scenario"
+        with open("/tmp/weston.log", "wb") as log:
+            subprocess.Popen(
+                ["weston", "--backend=headless-backend.so", "--socket=wayland-scenario", "--idle-time=0"],
+                env=self.environment, stdout=log, stderr=log)
+        wait_for((self.root / "runtime/wayland-scenario").exists, "the Wayland desktop")
 
     def start(self, *arguments, language="en", **environment):
         """Runs the wizard; a value of None takes a variable out of its environment."""

@@ -22,7 +22,6 @@ MessageDialog::MessageDialog(const MessageBox& message, const QImage& picture, Q
     : QDialog(owner, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
                          Qt::WindowCloseButtonHint) {
   setWindowTitle(message.title ? ToQt(*message.title) : QString("Quarn Setup"));
-  setModal(true);
 
   auto* const row = new QHBoxLayout;
   row->setSpacing(16);

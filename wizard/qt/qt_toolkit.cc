@@ -12,6 +12,7 @@
 #include <QProgressBar>
 #include <QScopedValueRollback>
 #include <QScreen>
+#include <QTimer>
 #include <cstdio>
 #include <cstdlib>
 
@@ -189,7 +190,6 @@ bool QtToolkit::SetUpApplication(int, char**, bool silent) {
 
   QGuiApplication::setQuitOnLastWindowClosed(false);
   QGuiApplication::setDesktopFileName("quarn-setup");
-  QGuiApplication::setWindowIcon(ProgramIcon());
   TranslateQt(*application_);
   ApplyLook();
   InstallAccessibility();
@@ -223,6 +223,8 @@ void QtToolkit::ShowWindow(ToolkitWindow* window) {
   auto* const main_window = static_cast<MainWindow*>(window);
   main_window->show();
   main_window->activateWindow();
+  // The window does not wait for its icon.
+  QTimer::singleShot(0, main_window, [] { QGuiApplication::setWindowIcon(ProgramIcon()); });
 }
 
 void QtToolkit::RemoveView(ToolkitView* view) { static_cast<PageView*>(view)->setParent(nullptr); }

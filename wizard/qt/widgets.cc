@@ -3,6 +3,8 @@
 #include <QKeyEvent>
 #include <QPainter>
 #include <QPixmap>
+#include <QStyleOptionButton>
+#include <QStylePainter>
 #include <QTextLayout>
 #include <algorithm>
 #include <cmath>
@@ -71,7 +73,6 @@ PlainButton::PlainButton(const QString& title, QWidget* parent) : QPushButton(pa
 void PlainButton::SetTitle(const QString& title) {
   title_ = title;
   setText(WithoutMnemonics(title));
-  Fit();
 }
 
 void PlainButton::keyPressEvent(QKeyEvent* event) {
@@ -90,9 +91,14 @@ void PlainButton::keyReleaseEvent(QKeyEvent* event) {
   }
 }
 
-void PlainButton::resizeEvent(QResizeEvent* event) {
-  QPushButton::resizeEvent(event);
-  Fit();
+// Measured no sooner than it is drawn: fonts take longer to load than all else before the window
+// shows.
+void PlainButton::paintEvent(QPaintEvent*) {
+  QStyleOptionButton option;
+  initStyleOption(&option);
+  QStylePainter painter(this);
+  painter.setFont(TitleFont());
+  painter.drawControl(QStyle::CE_PushButton, option);
 }
 
 int PlainButton::TitleWidth() const {
@@ -100,7 +106,7 @@ int PlainButton::TitleWidth() const {
   return width() - 2 * beside;
 }
 
-void PlainButton::Fit() { setFont(FittingFont(font(), title_, TitleWidth())); }
+QFont PlainButton::TitleFont() const { return FittingFont(font(), title_, TitleWidth()); }
 
 void SeparatorLine::paintEvent(QPaintEvent*) {
   QPainter(this).fillRect(0, height() / 2, width(), 1, palette().color(QPalette::Mid));

@@ -46,17 +46,16 @@ class PlainButton : public QPushButton {
 
   void SetTitle(const QString& title);
   const QString& title() const { return title_; }
-  /// How wide the title may be.
+  /// How wide the title may be, and the font in which it is not wider.
   int TitleWidth() const;
+  QFont TitleFont() const;
 
  protected:
   void keyPressEvent(QKeyEvent* event) override;
   void keyReleaseEvent(QKeyEvent* event) override;
-  void resizeEvent(QResizeEvent* event) override;
+  void paintEvent(QPaintEvent* event) override;
 
  private:
-  void Fit();
-
   QString title_;
 };
 
