@@ -50,13 +50,24 @@ bool ReadRest(std::FILE* file, stdx::string& bytes) {
 
 // --- Contents ----------------------------------------------------------------------------------
 
+std::pair<std::size_t, bool> ConfigEntryList::Place(const stdx::u16string& key) {
+  const auto [place, is_new] = keys_.Insert(key);
+  if (is_new) {
+    try {
+      entries_.push_back({key, {}});
+      values_.emplace_back();
+    } catch (...) {
+      if (entries_.size() > place) entries_.pop_back();
+      keys_.Erase(place);
+      throw;
+    }
+  }
+  return {place, is_new};
+}
+
 bool AddConfigValue(ConfigEntryList& list, const stdx::u16string& key,
                     const stdx::u16string& value) {
-  const auto [place, is_new] = list.keys_.Insert(key);
-  if (is_new) {
-    list.entries_.push_back({key, {}});
-    list.values_.emplace_back();
-  }
+  const std::size_t place = list.Place(key).first;
   std::vector<stdx::u16string>& values = list.entries_[place].values;
   // Most keys have one value: an index is worth its room from the second one on.
   if (!values.empty()) {
@@ -83,11 +94,8 @@ const std::vector<stdx::u16string>* FindConfigValues(const ConfigEntryList& list
 
 void SetConfigValues(ConfigEntryList& list, const stdx::u16string& key,
                      const std::vector<stdx::u16string>& values) {
-  const auto [place, is_new] = list.keys_.Insert(key);
-  if (is_new) {
-    list.entries_.push_back({key, values});
-    list.values_.emplace_back();
-  } else if (values.empty()) {
+  const auto [place, is_new] = list.Place(key);
+  if (!is_new && values.empty()) {
     const auto offset = static_cast<std::ptrdiff_t>(place);
     list.entries_.erase(list.entries_.begin() + offset);
     list.values_.erase(list.values_.begin() + offset);
@@ -315,8 +323,9 @@ class FormerContents {
 /// The bytes that a list becomes, all of them made before a file is touched.
 class ConfigWriter {
  public:
-  /// Throws std::length_error for a text with no narrow form.
+  /// Throws std::length_error for a text with no narrow form, 1 for a list that lacks lines.
   ConfigWriter(const ConfigEntryList& list, bool unicode) {
+    if (list.is_partial_) throw kCannotOpen;
     for (const ConfigEntry& entry : list) {
       for (const auto& value : entry.values) AddLine(list, entry.key, value);
     }
@@ -426,6 +435,8 @@ void LoadLauncherConfig(LauncherConfig& store) {
   try {
     ReadConfigFile(OwnPath(store), store.own);
   } catch (...) {
+    // What was not read would be lost with the next rewrite.
+    store.own.is_partial_ = true;
   }
   // A value of the common file may be recorded in the own one: it is then written as it was read.
   store.own.originals_.insert(store.common.originals_.begin(), store.common.originals_.end());

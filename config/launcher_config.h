@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "config/no_case_index.h"
@@ -63,6 +64,9 @@ class ConfigEntryList {
                               const std::vector<stdx::u16string>&);
   friend void LoadLauncherConfig(struct LauncherConfig&);
 
+  /// The place of `key`, and whether it was made at the end for it, without values.
+  std::pair<std::size_t, bool> Place(const stdx::u16string& key);
+
   std::vector<ConfigEntry> entries_;
   NoCaseIndex keys_;                 // of `entries_`, place by place
   std::vector<NoCaseIndex> values_;  // of each entry's values, empty until one is added to others
@@ -70,6 +74,7 @@ class ConfigEntryList {
   // beyond U+FFFF are cut off when they are read.
   std::unordered_map<stdx::u16string, stdx::string> originals_;
   stdx::string unread_;
+  bool is_partial_ = false;  // reading was cut short by an exception
 };
 
 /// Adds `value` under `key` behind the other values, making an entry at the end where there is
@@ -108,9 +113,9 @@ bool IsNotUnicodeFile(const stdx::u16string& path);
 /// file is turned into text with it.
 ///
 /// Throws std::length_error for a text with no narrow form, the int 1 when the file can't be opened
-/// (or can't be read, so that it couldn't be put back), 2 when it can't be written. After the first
-/// two the file is untouched; after 2 the former contents have been put back, or the file removed
-/// if there was none.
+/// (or can't be read, so that it couldn't be put back, or the list was not read to its end), 2 when
+/// it can't be written. After the first two the file is untouched; after 2 the former contents have
+/// been put back as far as the volume takes them, or the file removed if there was none.
 void WriteConfigFile(const stdx::u16string& path, const ConfigEntryList& list);
 
 // --- The user's files --------------------------------------------------------------------------

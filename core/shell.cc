@@ -81,9 +81,10 @@ std::uint32_t CreateTempFile(const stdx::u16string& directory, const stdx::u16st
       tempnam(ToNarrow(directory).c_str(), ToNarrow(prefix).c_str()));
   name->clear();
   if (narrow == nullptr) return SHELL_ERR_NO_TEMP_FILE;
+  *name = ToUtf16(narrow.get());
+  // By the name as the platform gave it: not every name comes back from its UTF-16 form.
   const int status =
       RunShellCommand(stdx::string("touch \"") + narrow.get() + "\"" + kDiscardErrors);
-  *name = ToUtf16(narrow.get());
   return status != 0 ? SHELL_ERR_NO_TEMP_FILE : SHELL_OK;
 }
 

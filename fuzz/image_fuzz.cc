@@ -21,7 +21,7 @@ struct ImageInMemory : quarn::DirectFileSystem {
 
   static std::uint32_t CreateTempFile(const stdx::u16string&, const stdx::u16string&,
                                       stdx::u16string* name) {
-    *name = u"image";
+    *name = stdx::u16string(u"image");
     return 0;
   }
   static std::uint32_t FileOpen(const stdx::u16string&, std::uint32_t, std::uint32_t, std::uint32_t,

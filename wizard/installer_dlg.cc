@@ -66,10 +66,13 @@ void CInstallerDlg::RunWizard() noexcept {
   Guard([this] {
     CreateControls();
     ShowWelcomePage();
-    if (m_silent) {
-      StartInstall();
-    } else {
+    if (!m_silent) {
       m_toolkit.Run();
+    } else if (m_targetDir.empty()) {
+      // No home directory to offer one in, and nobody to type another.
+      ShowError(m_toolkit, this, "IDS_SETUP_EMPTYTARGET");
+    } else {
+      StartInstall();
     }
   });
 }
@@ -208,7 +211,10 @@ void CInstallerDlg::OnEscape() noexcept {
 
 void CInstallerDlg::OnBrowse() noexcept {
   if (m_dirPage == nullptr) return;
-  Guard([this] { m_dirPage->Browse(); });
+  Guard([this] {
+    m_toolkit.ChooseFolder(
+        m_view, [this](const stdx::string& path) { Guard([&] { m_dirPage->TakeFolder(path); }); });
+  });
 }
 
 // --- Welcome and directory --------------------------------------------------------------------
@@ -281,19 +287,13 @@ void CInstallerDlg::StartInstall() {
                LoadString("IDS_INSTALL_ERROR"), 0);
   }
 
-  // Polls as fast as it can: the window stays alive and the bar follows the worker at once. A
-  // worker that failed starts over at once too, so what a slow turn reads may be its next pass.
   InstallStatus status;
-  do {
-    // A worker that was stopped before it had begun posts nothing. Asked first, so that the status
-    // of one that has ended is its last.
-    const bool ended = m_thread.has_ended();
-    status = GetStatus(&m_processData);
-    m_progressPage->SetProgress(status.percent);
-    const bool hit = m_toolkit.PumpEvent(m_buttonCancel);
-    const bool ended_without_result = ended && status.code == 0 && status.percent < 100;
-    if (hit || ended_without_result) status.code = kErrorCancelled;
-  } while (status.code == 0 && status.percent < 100);
+  try {
+    WatchWorker(status);
+  } catch (...) {
+    status.code = FILE_ERR_INVALID_PARAMETER;
+    Guard([&status] { status.message = LoadString("IDS_INSTALL_ERROR"); });
+  }
 
   // The worker is left to itself; it ends with the controller. Each step is guarded by itself,
   // because none of them may keep the next one from being done.
@@ -304,6 +304,22 @@ void CInstallerDlg::StartInstall() {
     Guard([this] { ShowSuccessPage(); });
     Guard([this] { RecordTargetDirectory(); });
   }
+}
+
+/// Follows the installation to its end, which `status` then tells; the code 1223 is the user's.
+void CInstallerDlg::WatchWorker(InstallStatus& status) {
+  // Polls as fast as it can: the window stays alive and the bar follows the worker at once. A
+  // worker that failed starts over at once too, so what a slow turn reads may be its next pass.
+  do {
+    // A worker that was stopped before it had begun posts nothing. Asked first, so that the status
+    // of one that has ended is its last.
+    const bool ended = m_thread.has_ended();
+    status = GetStatus(&m_processData);
+    m_progressPage->SetProgress(status.percent);
+    const bool hit = m_toolkit.PumpEvent(m_buttonCancel);
+    const bool ended_without_result = ended && status.code == 0 && status.percent < 100;
+    if (hit || ended_without_result) status.code = kErrorCancelled;
+  } while (status.code == 0 && status.percent < 100);
 }
 
 void CInstallerDlg::RecordTargetDirectory() {

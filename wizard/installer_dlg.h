@@ -75,6 +75,7 @@ class CInstallerDlg final : public CWnd {
   void ShowDirectoryPage();
   void TakeDirectory();
   void StartInstall();
+  void WatchWorker(InstallStatus& status);
   void RecordTargetDirectory();
   void ShowSuccessPage();
   void ShowErrorPage();

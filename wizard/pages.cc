@@ -57,10 +57,7 @@ void DirSelectPage::SetPath(const stdx::u16string& text) {
 
 stdx::u16string DirSelectPage::GetPath() const { return ToUtf16(toolkit().GetText(path_)); }
 
-void DirSelectPage::Browse() {
-  toolkit().ChooseFolder(view(),
-                         [this](const stdx::string& path) { toolkit().SetText(path_, path); });
-}
+void DirSelectPage::TakeFolder(const stdx::string& path) { toolkit().SetText(path_, path); }
 
 ProgressPage::ProgressPage(ToolkitView* view, int width)
     : WizardDialogPage(view),

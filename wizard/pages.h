@@ -70,8 +70,8 @@ class DirSelectPage : public WizardDialogPage {
   void SetPath(const stdx::u16string& text);
   stdx::u16string GetPath() const;
 
-  /// Opens the folder chooser; a folder that the user confirms goes into the path field.
-  void Browse();
+  /// Puts the UTF-8 path of a folder that the user chose into the path field.
+  void TakeFolder(const stdx::string& path);
 
  private:
   ToolkitControl* path_;

@@ -168,6 +168,7 @@ QtToolkit::QtToolkit(stdx::string locale_identifier)
 QtToolkit::~QtToolkit() = default;
 
 bool QtToolkit::SetUpApplication(int, char**, bool silent) {
+  if (application_ != nullptr) return true;
   // Not the user's arguments: Qt would take some of them for its own. And not the environment,
   // which the programs that the wizard starts inherit.
   program_ = "quarn-setup";
