@@ -93,7 +93,7 @@ class basic_string {
   requires(std::same_as<Unit, C> || std::same_as<Unit, char>)
       basic_string(size_type count, Unit unit)
       : basic_string() {
-    append(count, unit);
+    append(count, static_cast<C>(unit));
   }
 
   template <std::input_iterator It>

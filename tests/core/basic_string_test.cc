@@ -729,7 +729,7 @@ TYPED_TEST(BasicString, ErasingCanMoveAHeapStringBackInline) {
 TYPED_TEST(BasicString, ErasesBetweenIterators) {
   TypeParam string = this->Long(50);
   const TypeParam other = string;
-  const auto next = string.erase(std::ranges::remove(string, 'c').begin(), string.end());
+  const auto next = string.erase(std::remove(string.begin(), string.end(), 'c'), string.end());
   EXPECT_EQ(next, string.end());
   auto model = this->Same(50);
   std::erase(model, 'c');
