@@ -103,7 +103,8 @@ class Desktop:
         reading, writing = os.pipe()
         self._log = open("/tmp/desktop.log", "wb")
         self._server = subprocess.Popen(
-            ["Xvfb", "-displayfd", str(writing), "-screen", "0", "1280x960x24", "-dpi", "96", "-nolisten", "tcp"],
+            ["Xvfb", "-displayfd", str(writing), "-screen", "0", "1280x960x24", "-dpi", "96", "-nolisten", "tcp",
+             "-noreset"],
             pass_fds=[writing], stdout=self._log, stderr=self._log)
         os.close(writing)
         display = ":" + os.read(reading, 16).decode().strip()

@@ -12,6 +12,7 @@ import argparse
 import pathlib
 import re
 import shutil
+import subprocess
 import sys
 import traceback
 
@@ -65,8 +66,11 @@ def keep_traces(world, name):
     """What helps to see why a scenario failed."""
     if world.has_desktop:
         world.desktop.picture(f"{name}.png")
-    if world.log.exists():
-        shutil.copy(world.log, f"{name}.log")
+    with open(f"{name}-processes.log", "w") as log:
+        subprocess.run(["ps", "-eo", "pid,ppid,stat,etimes,time,wchan:24,args"], stdout=log)
+    for log in (world.log, pathlib.Path("/tmp/desktop.log")):
+        if log.exists():
+            shutil.copy(log, f"{name}-{log.name}")
 
 
 if __name__ == "__main__":

@@ -90,6 +90,7 @@ constexpr const char* kStyleSheet = R"(
   QPushButton:default:pressed { background: #234f8d; }
   QPushButton:flat { margin: 0px; }
   QDialog QPushButton { min-width: 76px; min-height: 26px; }
+  QFileDialog QLineEdit { min-height: 26px; }
   QDialogButtonBox { dialogbuttonbox-buttons-have-icons: 0; }
   QLineEdit { border: 1px solid #c5cbd5; border-radius: 6px; padding: 0px 6px;
               background: #ffffff; color: #1f2328; }
