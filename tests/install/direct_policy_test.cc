@@ -235,6 +235,28 @@ TEST_F(DirectPolicyTest, ACopyReadsNoMoreThanTheFile) {
   EXPECT_EQ(reads, (std::vector<std::uint32_t>{1, 1048576, 1}));
 }
 
+// The staging directory then holds the only copy that is left.
+TEST_F(DirectPolicyTest, AFileThatCannotBePutBackKeepsTheStagingDirectory) {
+  for (const Fault& fault : {Code(87), Fault{Fault::Kind::kLengthError}}) {
+    WriteOld("a/one", "old one");
+    WriteOld("b/two", "old two");
+    Installation<Faulty> installation(KitBuilder()
+                                          .File(u"a\\one", "new")
+                                          .File(u"b\\two", "new")
+                                          .File(u"new\\new", "new")
+                                          .FileAt(u"z", 0, 1000),
+                                      kit(), target());
+    FaultScript::Get().OnPath(Op::kMove, std::u16string(U16(tmp() / "kstage0/b/two").view()),
+                              fault);
+    EXPECT_EQ(installation.Run(), 87u);
+    EXPECT_EQ(ReadFile(target() / "a/one"), "old one");
+    EXPECT_FALSE(fs::exists(target() / "new")) << "all else is undone";
+    EXPECT_FALSE(fs::exists(target() / "z"));
+    EXPECT_EQ(ReadFile(tmp() / "kstage0/b/two"), "old two");
+    fs::remove_all(tmp() / "kstage0");
+  }
+}
+
 // --- Staging on another volume -------------------------------------------------------------------
 
 class DirectPolicyVolumeTest : public DirectPolicyTest {
