@@ -87,7 +87,7 @@ bool Compare(const std::string& name, const std::string& bytes) {
 }  // namespace
 
 int main() {
-  fmt::print("{:<48}{:>13}{:>13}\n", "inflate to a file (medians)", "ours", "bare zlib");
+  fmt::print("{:<40}{:>13}{:>13}\n", "inflate to a file (medians)", "ours", "bare zlib");
   constexpr std::size_t kSize = 64 << 20;
   bool kept = Compare("64 MiB of text", Templates(kSize));
   kept &= Compare("64 MiB that do not compress", Pictures(kSize));
