@@ -585,6 +585,7 @@ class basic_string {
     if (OwnerCount(heap).fetch_sub(1) == 1) Allocator().deallocate(heap.begin, heap.capacity + 1);
   }
   static C* AllocateBlock(size_type capacity) {
+    if (capacity > kMaxCapacity) throw std::length_error(kAllocateText);
     C* const block = Allocator().allocate(capacity + 1);
     ::new (static_cast<void*>(block)) std::uint64_t(1);
     return block;
