@@ -27,6 +27,9 @@ class Inflater {
   /// ones without input: where such a call puts out nothing, the stream is cut off.
   Status Inflate(std::span<const std::byte>& input, std::span<std::byte>& output);
 
+  /// Once the stream has ended: how many bytes behind its end were taken all the same.
+  std::size_t taken_behind_end() const noexcept;
+
  private:
   struct Native;
   std::unique_ptr<Native> native_;

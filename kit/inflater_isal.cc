@@ -45,4 +45,9 @@ Inflater::Status Inflater::Inflate(std::span<const std::byte>& input,
   return state.block_state == ISAL_BLOCK_FINISH ? Status::kEnd : Status::kMore;
 }
 
+std::size_t Inflater::taken_behind_end() const noexcept {
+  // Input is taken eight bytes at a time. The rest of the last byte belongs to the stream.
+  return static_cast<std::size_t>(std::max(native_->state.read_in_length, 0) / 8);
+}
+
 }  // namespace quarn

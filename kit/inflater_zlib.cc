@@ -42,4 +42,6 @@ Inflater::Status Inflater::Inflate(std::span<const std::byte>& input,
   return status == Z_OK || status == Z_BUF_ERROR ? Status::kMore : Status::kCorrupt;
 }
 
+std::size_t Inflater::taken_behind_end() const noexcept { return 0; }
+
 }  // namespace quarn

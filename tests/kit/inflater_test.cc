@@ -85,6 +85,7 @@ TEST_F(InflaterTest, AnEndStaysAnEndAndLeavesWhatLiesBehindIt) {
   EXPECT_EQ(output.size(), 95u);
   EXPECT_EQ(inflater.Inflate(input, output), Inflater::Status::kEnd);
   EXPECT_EQ(output.size(), 95u);
+  EXPECT_EQ(inflater.taken_behind_end() + input.size(), 16u) << "all of it is accounted for";
 }
 
 TEST_F(InflaterTest, AStreamThatIsCutOffGivesItsBeginningAndNoError) {
