@@ -98,24 +98,30 @@ stdx::u16string Folded(const stdx::u16string& name) {
 }
 
 void CheckParts(const stdx::u16string& name, const std::string& shown, Findings& findings) {
+  bool has_empty = false;
+  bool climbs = false;
+  bool has_dot = false;
+  std::size_t longest = 0;
   std::u16string_view rest = name.view();
   for (bool last = false; !last;) {
     const std::size_t length = std::min(rest.find_first_of(u"\\/"), rest.size());
     const std::u16string_view part = rest.substr(0, length);
     last = length == rest.size();
     rest.remove_prefix(last ? length : length + 1);
-    const std::size_t bytes = Utf8FromUtf16(part).size();
-    if (part.empty()) {
-      findings.Add("name-empty", shown,
-                   "has an empty part: two separators in a row, or one at the end");
-    } else if (part == u"..") {
-      findings.Add("name-climbs", shown, "leads out of the folder that the user chose");
-    } else if (part == u".") {
-      findings.Add("name-dot", shown, "has \".\" for a part");
-    } else if (bytes > kMaxPart) {
-      findings.Add("name-long", shown,
-                   fmt::format("has a part of {} bytes; disks keep {}", bytes, kMaxPart));
-    }
+    has_empty |= part.empty();
+    climbs |= part == u"..";
+    has_dot |= part == u".";
+    longest = std::max(longest, Utf8FromUtf16(part).size());
+  }
+  if (has_empty) {
+    findings.Add("name-empty", shown,
+                 "has an empty part: two separators in a row, or one at the end");
+  }
+  if (climbs) findings.Add("name-climbs", shown, "leads out of the folder that the user chose");
+  if (has_dot) findings.Add("name-dot", shown, "has \".\" for a part");
+  if (longest > kMaxPart) {
+    findings.Add("name-long", shown,
+                 fmt::format("has a part of {} bytes; disks keep {}", longest, kMaxPart));
   }
 }
 
@@ -149,32 +155,6 @@ void CheckProducts(const std::vector<config::ProductInfo>& products,
   if (!languages.contains(stdx::u16string(u"en"))) {
     findings.Add("language-missing-en", "",
                  "no product for \"en\": other languages have no description to fall back on");
-  }
-}
-
-void CheckCollisions(const std::vector<CheckedFile>& files, Findings& findings) {
-  std::unordered_map<stdx::u16string, const stdx::u16string*> by_case;
-  std::unordered_set<stdx::u16string> folders;
-  std::unordered_set<stdx::u16string> names;
-  for (const CheckedFile& file : files) {
-    const stdx::u16string name = WithSeparators(file.name);
-    if (!names.insert(name).second) {
-      findings.Add("name-duplicate", InstalledName(file.name), "stands in the kit more than once");
-    }
-    for (std::size_t end = name.find(u'\\'); end != name.npos; end = name.find(u'\\', end + 1)) {
-      folders.insert(name.substr(0, end));
-    }
-    const auto [other, is_new] = by_case.emplace(Folded(name), &file.name);
-    if (!is_new && WithSeparators(*other->second) != name) {
-      findings.Add("name-case", InstalledName(file.name),
-                   "differs only in letter case from " + Printable(InstalledName(*other->second)));
-    }
-  }
-  for (const CheckedFile& file : files) {
-    if (folders.contains(WithSeparators(file.name))) {
-      findings.Add("name-file-and-folder", InstalledName(file.name),
-                   "is a file, and a folder of other files");
-    }
   }
 }
 
@@ -277,7 +257,7 @@ void CheckContents(const std::vector<config::ProductInfo>& products,
   CheckAll(
       files, "file-at-root", "lies at the root of the kit",
       [](const CheckedFile& file) {
-        return std::none_of(file.name.begin(), file.name.end(), IsSeparator);
+        return !file.name.empty() && std::none_of(file.name.begin(), file.name.end(), IsSeparator);
       },
       findings);
   CheckAll(
@@ -287,6 +267,32 @@ void CheckContents(const std::vector<config::ProductInfo>& products,
       files, "time-late", "has a time that no disk can keep and is copied by every installation",
       [](const CheckedFile& file) { return TicksToUnixSeconds(file.time) > kLastTime; }, findings);
   if (files.empty()) findings.Add("no-files", "", "the kit installs nothing");
+}
+
+void CheckCollisions(const std::vector<CheckedFile>& files, Findings& findings) {
+  std::unordered_map<stdx::u16string, const stdx::u16string*> by_case;
+  std::unordered_set<stdx::u16string> folders;
+  std::unordered_set<stdx::u16string> names;
+  for (const CheckedFile& file : files) {
+    const stdx::u16string name = WithSeparators(file.name);
+    if (!names.insert(name).second) {
+      findings.Add("name-duplicate", InstalledName(file.name), "stands in the kit more than once");
+    }
+    for (std::size_t end = name.find(u'\\'); end != name.npos; end = name.find(u'\\', end + 1)) {
+      folders.insert(name.substr(0, end));
+    }
+    const auto [other, is_new] = by_case.emplace(Folded(name), &file.name);
+    if (!is_new && WithSeparators(*other->second) != name) {
+      findings.Add("name-case", InstalledName(file.name),
+                   "differs only in letter case from " + Printable(InstalledName(*other->second)));
+    }
+  }
+  for (const CheckedFile& file : files) {
+    if (folders.contains(WithSeparators(file.name))) {
+      findings.Add("name-file-and-folder", InstalledName(file.name),
+                   "is a file, and a folder of other files");
+    }
+  }
 }
 
 void CheckData(const std::vector<CheckedFile>& files, std::uint64_t data_area,
@@ -316,7 +322,7 @@ void CheckData(const std::vector<CheckedFile>& files, std::uint64_t data_area,
   if (image_size > reached) unused += image_size - reached;
   if (unused != 0) {
     findings.Add("data-unused", "",
-                 fmt::format("{} of the image belong to no file", Counted(unused, "byte")));
+                 fmt::format("the image has {} that no file uses", Counted(unused, "byte")));
   }
 }
 

@@ -73,6 +73,9 @@ void CheckSourceName(const std::string& name, Findings& findings);
 void CheckContents(const std::vector<config::ProductInfo>& products,
                    const std::vector<CheckedFile>& files, Findings& findings);
 
+/// Looks at names that get in each other's way.
+void CheckCollisions(const std::vector<CheckedFile>& files, Findings& findings);
+
 /// Looks at where the files' bytes lie: the data area begins at `data_area` of an image of
 /// `image_size` bytes.
 void CheckData(const std::vector<CheckedFile>& files, std::uint64_t data_area,

@@ -31,22 +31,35 @@ std::map<std::string, const FileData*> ByName(const ImageKit& kit) {
   return files;
 }
 
-void ReadBlock(ImageKit& kit, const FileData& file, std::uint32_t at, std::uint32_t count) {
+/// A kit and where it came from.
+struct OpenedKit {
+  explicit OpenedKit(const std::filesystem::path& kit_path) : path(kit_path) {
+    OpenImage(*data, path);
+  }
+  const std::filesystem::path& path;
+  const std::unique_ptr<ImageKit> data = std::make_unique<ImageKit>();
+};
+
+/// Some bytes of a file, in the kit's buffer.
+const void* ReadBlock(const OpenedKit& kit, const FileData& file, std::uint32_t at,
+                      std::uint32_t count) {
+  const FileHandle image = kit.data->image_handle();
+  void* const buffer = kit.data->copy_buffer().data();
   std::uint32_t amount = 0;
-  ToolFileSystem::FileSeek(kit.image_handle(), std::int64_t{file.data_offset} + at, nullptr,
-                           FILE_FROM_START);
-  ToolFileSystem::FileRead(kit.image_handle(), kit.copy_buffer().data(), count, &amount, nullptr);
-  if (amount != count) ThrowDataMissing(file.name);
+  ToolFileSystem::FileSeek(image, std::int64_t{file.data_offset} + at, nullptr, FILE_FROM_START);
+  ToolFileSystem::FileRead(image, buffer, count, &amount, nullptr);
+  if (amount != count) ThrowDataMissing(kit.path, file.name);
+  return buffer;
 }
 
-bool SameBytes(ImageKit& a, const FileData& in_a, ImageKit& b, const FileData& in_b) {
+bool SameBytes(const OpenedKit& a, const FileData& in_a, const OpenedKit& b, const FileData& in_b) {
   if (in_a.data_size != in_b.data_size) return false;
   for (std::uint32_t at = 0; at < in_a.data_size;) {
     ThrowIfCancelled();
     const std::uint32_t count = std::min(in_a.data_size - at, ImageKit::kCopyBufferSize);
-    ReadBlock(a, in_a, at, count);
-    ReadBlock(b, in_b, at, count);
-    if (std::memcmp(a.copy_buffer().data(), b.copy_buffer().data(), count) != 0) return false;
+    if (std::memcmp(ReadBlock(a, in_a, at, count), ReadBlock(b, in_b, at, count), count) != 0) {
+      return false;
+    }
     at += count;
   }
   return true;
@@ -54,22 +67,22 @@ bool SameBytes(ImageKit& a, const FileData& in_a, ImageKit& b, const FileData& i
 
 class Comparison {
  public:
-  Comparison(ImageKit& before, ImageKit& after, Output& output)
+  Comparison(const OpenedKit& before, const OpenedKit& after, Output& output)
       : before_(before), after_(after), output_(output) {}
 
   std::size_t Run() {
     CompareProducts();
-    const auto before = ByName(before_);
-    const auto after = ByName(after_);
+    const auto before = ByName(*before_.data);
+    const auto after = ByName(*after_.data);
     // Both are sorted: go through them side by side.
     auto a = before.begin();
     auto b = after.begin();
     while (a != before.end() || b != after.end()) {
       if (b == after.end() || (a != before.end() && a->first < b->first)) {
-        Tell("removed", a->first, {}, "");
+        Tell("removed", a->first, Json::object(), "");
         ++a;
       } else if (a == before.end() || b->first < a->first) {
-        Tell("added", b->first, {}, "");
+        Tell("added", b->first, Json::object(), "");
         ++b;
       } else {
         CompareFiles(a->first, *a->second, *b->second);
@@ -151,28 +164,26 @@ class Comparison {
   void CompareProducts() {
     std::map<stdx::u16string, std::pair<config::ProductInfo, config::ProductInfo>> by_language;
     // Of several in one language the first one is shown.
-    for (auto it = before_.products().rbegin(); it != before_.products().rend(); ++it) {
+    for (auto it = before_.data->products().rbegin(); it != before_.data->products().rend(); ++it) {
       by_language[it->language].first = *it;
     }
-    for (auto it = after_.products().rbegin(); it != after_.products().rend(); ++it) {
+    for (auto it = after_.data->products().rbegin(); it != after_.data->products().rend(); ++it) {
       by_language[it->language].second = *it;
     }
     for (const auto& [language, pair] : by_language) CompareProduct(pair.first, pair.second);
   }
 
-  ImageKit& before_;
-  ImageKit& after_;
+  const OpenedKit& before_;
+  const OpenedKit& after_;
   Output& output_;
   std::size_t count_ = 0;
 };
 
 ExitCode Diff(const Options& options, Output& output) {
   const PrivateTemp temp;
-  const auto before = std::make_unique<ImageKit>();
-  const auto after = std::make_unique<ImageKit>();
-  OpenImage(*before, options.before);
-  OpenImage(*after, options.after);
-  const std::size_t count = Comparison(*before, *after, output).Run();
+  const OpenedKit before(options.before);
+  const OpenedKit after(options.after);
+  const std::size_t count = Comparison(before, after, output).Run();
   const ExitCode code = options.exit_code && count != 0 ? ExitCode::kBadKit : ExitCode::kFine;
   output.Result("diff", code, {{"changes", count}},
                 count == 0 ? "no difference" : Counted(count, "difference"));

@@ -121,17 +121,20 @@ bool Wanted(const Options& options, const std::vector<Pattern>& patterns, const 
 template <class Kit>
 void WriteFiles(Kit& kit, const std::vector<std::size_t>& chosen, const fs::path& root,
                 std::uint64_t total, Output& output) {
-  ToolFileSystem::ForgetProblem();
+  ToolFileSystem::StartOver();
   Progress progress(output, "extracting", total);
   std::uint64_t done = 0;
   for (const std::size_t index : chosen) {
     ThrowIfCancelled();
     const auto& file = kit.files()[index];
-    const fs::path path = root / InstalledName(file.name);
-    MakeDirectories(path.parent_path());
+    const std::string name = InstalledName(file.name);
+    const fs::path path = root / name;
+    std::error_code error;
+    fs::create_directories(path.parent_path(), error);
+    if (error) throw SystemFailure("cannot extract " + Printable(name), error.value());
     const std::uint32_t code = InstallProcess<Kit>::ExtractFile(kit, index, EnginePath(path));
     ThrowIfCancelled();
-    if (code != 0) ThrowProblem("cannot extract " + Printable(InstalledName(file.name)));
+    if (code != 0) ThrowProblem("cannot extract " + Printable(name));
     progress.Update(done += file.data_size);
   }
 }

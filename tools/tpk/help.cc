@@ -25,7 +25,8 @@ ExitCode Help(const CLI::App& app, const std::string& topic, Output& output) {
   if (topic == "checks") {
     PrintChecks(output);
   } else if (topic.empty()) {
-    output.Text(app.help());
+    // Its own `help` would show that of the verb on the command line, which is this one.
+    output.Text(app.get_formatter()->make_help(&app, app.get_name(), CLI::AppFormatMode::Normal));
   } else if (const CLI::App* const verb = FindVerb(app, topic)) {
     output.Text(verb->help("tpk"));
   } else {
@@ -36,7 +37,7 @@ ExitCode Help(const CLI::App& app, const std::string& topic, Output& output) {
                   meant ? fmt::format("did you mean \"tpk help {}\"?", *meant)
                         : "tpk --help lists the verbs");
   }
-  output.Result("help", ExitCode::kFine, {}, "");
+  output.Result("help", ExitCode::kFine, Json::object(), "");
   return ExitCode::kFine;
 }
 

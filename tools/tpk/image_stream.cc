@@ -59,6 +59,14 @@ std::span<const std::byte> ImageStream::Next(std::size_t count) {
   return Block(index).subspan(static_cast<std::size_t>(offset), taken);
 }
 
+bool ImageStream::WaitAhead() {
+  std::unique_lock lock(mutex_);
+  filled_.wait(lock, [this] {
+    return end_ != End::kNone || size_ >= (first_block_ + kBlocks) * kBlockSize;
+  });
+  return end_ != End::kNone;
+}
+
 ImageStream::End ImageStream::end() const {
   const std::lock_guard lock(mutex_);
   return end_;
@@ -104,7 +112,7 @@ ImageStream::End ImageStream::Inflate() {
       Publish(kBlockSize - output.size());
       if (status == Inflater::Status::kCorrupt) return End::kCorrupt;
       if (status == Inflater::Status::kMore) return End::kCutOff;
-      trailing_size_ = input.size() + SizeLeft();
+      trailing_size_ = inflater.taken_behind_end() + input.size() + SizeLeft();
       return End::kComplete;
     }
     Publish(kBlockSize);

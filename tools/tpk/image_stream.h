@@ -42,6 +42,10 @@ class ImageStream {
   /// good until the next call.
   std::span<const std::byte> Next(std::size_t count);
 
+  /// Waits until the stream has ended or is as far ahead of the reader as it goes; true when it has
+  /// ended, so that `size` is known.
+  bool WaitAhead();
+
   /// Why `Next` gave no bytes; `kNone` for a place out of reach.
   End end() const;
   /// The errno of `kUnreadable`.

@@ -109,14 +109,14 @@ template <class Kit>
 ExitCode Install(Kit& kit, const fs::path& target, Output& output) {
   const PrivateTemp temp(NearestFolder(target));
   ThrowIfCancelled();
-  ToolFileSystem::ForgetProblem();
+  ToolFileSystem::StartOver();
   const std::uint64_t written_before = ToolFileSystem::FilesWritten();
   const std::uint32_t code = RunPass(kit, target, output);
   if (code == kErrorCancelled) {
     throw Failure(ExitCode::kCancelled, "cancelled", "cancelled; everything is as it was");
   }
   if (code != 0) {
-    ThrowProblem("cannot install into " + Printable(target.string()), "everything is as it was");
+    ThrowProblemAt("cannot install into " + Printable(target.string()), "everything is as it was");
   }
   const std::uint64_t written = ToolFileSystem::FilesWritten() - written_before;
   const std::uint64_t kept = kit.files().size() - written;

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "tools/tpk/checks.h"
 #include "tools/tpk/utf.h"
 
 namespace quarn::tpk {
@@ -43,9 +44,10 @@ bool InstalledFile::NextAre(std::span<const std::byte> bytes) const {
   return true;
 }
 
-void ThrowDataMissing(const stdx::u16string& name) {
+void ThrowDataMissing(const std::filesystem::path& kit, const stdx::u16string& name) {
   throw Failure(ExitCode::kBadKit, "damaged-kit",
-                "the kit is damaged: the bytes of " + Shown(name) + " are missing or corrupt",
+                Printable(kit.native()) + " is damaged: the bytes of " +
+                    Printable(InstalledName(name)) + " are missing or corrupt",
                 "tpk verify tells more");
 }
 

@@ -1,6 +1,8 @@
 // A file on the disk that is compared with one in a kit.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
@@ -38,11 +40,14 @@ class InstalledFile {
 };
 
 /// Throws the failure of a kit whose data ends early or is corrupt.
-[[noreturn]] void ThrowDataMissing(const stdx::u16string& name);
+/// `name` is that of the file whose bytes they are.
+[[noreturn]] void ThrowDataMissing(const std::filesystem::path& kit, const stdx::u16string& name);
 
-/// Whether the bytes of `file` in the kit are those of `installed`, which has the same size.
+/// Whether the bytes of `file` in `kit`, which was opened at `path`, are those of `installed`,
+/// which has the same size.
 template <class Kit>
-bool SameContents(Kit& kit, const typename Kit::FileData& file, const InstalledFile& installed) {
+bool SameContents(Kit& kit, const std::filesystem::path& path, const typename Kit::FileData& file,
+                  const InstalledFile& installed) {
   using Files = typename Kit::FileSystemType;
   Files::FileSeek(kit.image_handle(), file.data_offset, nullptr, FILE_FROM_START);
   const auto buffer = kit.copy_buffer();
@@ -51,7 +56,7 @@ bool SameContents(Kit& kit, const typename Kit::FileData& file, const InstalledF
     std::uint32_t amount = 0;
     Files::FileRead(kit.image_handle(), buffer.data(), wanted, &amount, nullptr);
     ThrowIfCancelled();
-    if (amount != wanted) ThrowDataMissing(file.name);
+    if (amount != wanted) ThrowDataMissing(path, file.name);
     if (!installed.NextAre(buffer.first(amount))) return false;
     left -= amount;
   }

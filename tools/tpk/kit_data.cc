@@ -14,6 +14,7 @@
 #include "kit/image_reader.h"
 #include "kit/lz_compressor.h"
 #include "tools/tpk/cancel.h"
+#include "tools/tpk/format.h"
 #include "tools/tpk/utf.h"
 
 namespace quarn::tpk {
@@ -42,6 +43,7 @@ Streams& TheStreams() {
 struct Problem {
   std::mutex mutex;
   ExitCode exit_code = ExitCode::kInputOutput;
+  stdx::u16string path;
   std::string text;
 };
 
@@ -67,13 +69,32 @@ std::uint32_t CodeOf(ImageStream::End end) {
   }
 }
 
+std::string Reason(int error) {
+  // The engine refuses folders and the like by itself.
+  return error == 0 ? "something else is in its place" : std::generic_category().message(error);
+}
+
+/// Writes on until all is written: only a further write tells why one took less. Returns its errno,
+/// 0 for success.
+int WriteAll(FileHandle handle, const void* buffer, std::uint32_t count, std::uint32_t* written) {
+  *written = 0;
+  while (*written < count) {
+    std::uint32_t amount = 0;
+    FileWrite(handle, static_cast<const std::byte*>(buffer) + *written, count - *written, &amount,
+              nullptr);
+    if (amount == 0) return ENOSPC;
+    if (amount == 0xFFFFFFFF) return errno;
+    *written += amount;
+  }
+  return 0;
+}
+
 void NoteStreamProblem(const ImageStream& stream) {
   if (stream.end() == ImageStream::End::kUnreadable) {
-    ToolFileSystem::NoteProblem(
-        ExitCode::kInputOutput,
-        "cannot read the kit: " + std::generic_category().message(stream.read_error()));
+    ToolFileSystem::NoteProblem(ExitCode::kInputOutput, {},
+                                "cannot read the kit: " + Reason(stream.read_error()));
   } else {
-    ToolFileSystem::NoteProblem(ExitCode::kBadKit,
+    ToolFileSystem::NoteProblem(ExitCode::kBadKit, {},
                                 stream.end() == ImageStream::End::kCorrupt
                                     ? "the kit is damaged: its compressed data is corrupt"
                                     : "the kit is damaged: it ends before its files do");
@@ -82,30 +103,51 @@ void NoteStreamProblem(const ImageStream& stream) {
 
 fs::path AsPath(const stdx::u16string& path) { return Utf8FromUtf16(path.view()); }
 
-std::string Because(const char* what, const stdx::u16string& path, int error) {
-  return std::string(what) + " " + Shown(path) + ": " + std::generic_category().message(error);
-}
+// The file that is being written: writing knows only its handle.
+thread_local stdx::u16string file_in_work;
+// Directories that are there. An installation asks for the same two, the target's and the staged
+// one, for one file after the other.
+thread_local stdx::u16string known_directories[2];
 
 }  // namespace
 
-void ToolFileSystem::NoteProblem(ExitCode exit_code, std::string problem) {
+void ToolFileSystem::NoteProblem(ExitCode exit_code, const stdx::u16string& path,
+                                 std::string problem) {
   const std::lock_guard lock(TheProblem().mutex);
   if (!TheProblem().text.empty()) return;
   TheProblem().exit_code = exit_code;
+  TheProblem().path = path;
   TheProblem().text = std::move(problem);
 }
 
-void ToolFileSystem::ForgetProblem() {
+void ToolFileSystem::StartOver() {
+  for (stdx::u16string& known : known_directories) known.clear();
   const std::lock_guard lock(TheProblem().mutex);
   TheProblem().text.clear();
 }
 
-void ThrowProblem(const std::string& what, const std::string& then) {
+namespace {
+
+[[noreturn]] void Throw(const Problem& problem, const std::string& text) {
+  const bool kit = problem.exit_code == ExitCode::kBadKit;
+  throw Failure(problem.exit_code, kit ? "damaged-kit" : "input-output", text);
+}
+
+}  // namespace
+
+void ThrowProblem(const std::string& what) {
   const std::lock_guard lock(TheProblem().mutex);
   const Problem& problem = TheProblem();
-  throw Failure(
-      problem.exit_code, problem.exit_code == ExitCode::kBadKit ? "damaged-kit" : "input-output",
-      what + (problem.text.empty() ? "" : ": " + problem.text) + (then.empty() ? "" : "; " + then));
+  Throw(problem, problem.text.empty() ? what : what + ": " + problem.text);
+}
+
+void ThrowProblemAt(const std::string& what, const std::string& then) {
+  const std::lock_guard lock(TheProblem().mutex);
+  const Problem& problem = TheProblem();
+  std::string text = what;
+  if (!problem.path.empty()) text += ": " + Shown(problem.path);
+  if (!problem.text.empty()) text += ": " + problem.text;
+  Throw(problem, text + "; " + then);
 }
 
 std::uint64_t ToolFileSystem::FilesWritten() noexcept { return files_written; }
@@ -114,30 +156,26 @@ std::uint64_t ToolFileSystem::BytesWritten() noexcept { return bytes_written_in_
 std::uint32_t ToolFileSystem::FileOpen(const stdx::u16string& path, std::uint32_t access,
                                        std::uint32_t share_mode, std::uint32_t disposition,
                                        std::uint32_t flags, FileHandle* handle) {
+  errno = 0;
   const std::uint32_t code =
       DirectFileSystem::FileOpen(path, access, share_mode, disposition, flags, handle);
   if (disposition == FILE_CREATE_ALWAYS) {
     if (code == FILE_OK) {
       files_written.fetch_add(1, std::memory_order_relaxed);
+      file_in_work = path;
     } else {
-      NoteProblem(ExitCode::kInputOutput, Because("cannot write", path, errno));
+      NoteProblem(ExitCode::kInputOutput, path, Reason(errno));
     }
   }
   return code;
 }
 
 std::uint32_t ToolFileSystem::FileWrite(FileHandle handle, const void* buffer, std::uint32_t count,
-                                        std::uint32_t* bytes_written, void* context) {
-  const std::uint32_t code =
-      DirectFileSystem::FileWrite(handle, buffer, count, bytes_written, context);
-  if (*bytes_written == count) {
-    bytes_written_in_all.fetch_add(count, std::memory_order_relaxed);
-  } else {
-    // A write that takes less than all of it has found the disk full.
-    const int error = *bytes_written == 0xFFFFFFFF ? errno : ENOSPC;
-    NoteProblem(ExitCode::kInputOutput, std::generic_category().message(error));
-  }
-  return code;
+                                        std::uint32_t* bytes_written, void*) {
+  const int error = WriteAll(handle, buffer, count, bytes_written);
+  if (error != 0) NoteProblem(ExitCode::kInputOutput, file_in_work, Reason(error));
+  bytes_written_in_all.fetch_add(*bytes_written, std::memory_order_relaxed);
+  return FILE_OK;
 }
 
 std::uint32_t ToolFileSystem::FileRead(FileHandle handle, void* buffer, std::uint32_t count,
@@ -145,29 +183,34 @@ std::uint32_t ToolFileSystem::FileRead(FileHandle handle, void* buffer, std::uin
   const std::uint32_t code = DirectFileSystem::FileRead(handle, buffer, count, bytes_read, context);
   // What an installation reads is the image.
   if (code == FILE_OK && *bytes_read == 0 && count != 0) {
-    NoteProblem(ExitCode::kBadKit, "the kit is damaged: the bytes of a file lie outside its image");
+    NoteProblem(ExitCode::kBadKit, {},
+                "the kit is damaged: the bytes of a file lie outside its image");
   }
   return code;
 }
 
 std::uint32_t ToolFileSystem::ShellMakeDirectory(const stdx::u16string& path) {
-  // An installation asks for the same two directories, the target's and the staged one, for one
-  // file after the other.
-  thread_local stdx::u16string known[2];
-  if (path == known[0] || path == known[1]) return SHELL_ERR_ALREADY_EXISTS;
+  for (const stdx::u16string& known : known_directories) {
+    if (path == known) return SHELL_ERR_ALREADY_EXISTS;
+  }
+  errno = 0;
   const std::uint32_t code = DirectFileSystem::ShellMakeDirectory(path);
   if (code == SHELL_OK || code == SHELL_ERR_ALREADY_EXISTS) {
-    known[0] = std::exchange(known[1], path);
+    known_directories[0] = std::exchange(known_directories[1], path);
   }
-  if (code == SHELL_ERR_COMMAND_FAILED)
-    NoteProblem(ExitCode::kInputOutput, Because("cannot make", path, errno));
+  if (code == SHELL_ERR_COMMAND_FAILED) NoteProblem(ExitCode::kInputOutput, path, Reason(errno));
   return code;
 }
 
+std::uint32_t ToolFileSystem::ShellRemoveTree(const stdx::u16string& path) {
+  for (stdx::u16string& known : known_directories) known.clear();
+  return DirectFileSystem::ShellRemoveTree(path);
+}
+
 std::uint32_t ToolFileSystem::ShellMove(const stdx::u16string& from, const stdx::u16string& to) {
+  errno = 0;
   const std::uint32_t code = DirectFileSystem::ShellMove(from, to);
-  if (code == SHELL_ERR_INVALID_PARAMETER)
-    NoteProblem(ExitCode::kInputOutput, Because("cannot move", from, errno));
+  if (code == SHELL_ERR_INVALID_PARAMETER) NoteProblem(ExitCode::kInputOutput, from, Reason(errno));
   return code;
 }
 
@@ -220,7 +263,7 @@ std::uint32_t StreamFileSystem::FileSeek(FileHandle handle, std::int64_t distanc
   std::uint64_t position = 0;
   if (method == FILE_FROM_CURRENT) position = stream.position();
   if (method == FILE_FROM_END) {
-    position = stream.end() == ImageStream::End::kNone ? kTablesLimit : stream.size();
+    position = stream.WaitAhead() ? stream.size() : kTablesLimit;
   }
   position += static_cast<std::uint64_t>(distance);
   if (high != nullptr) position += static_cast<std::uint64_t>(*high) << 32;
@@ -269,10 +312,9 @@ std::uint32_t ImageCompressor::Decompress(const stdx::u16string& source,
     const auto bytes = stream.Next(ImageKit::kCopyBufferSize);
     if (bytes.empty()) break;
     std::uint32_t written = 0;
-    FileWrite(image, bytes.data(), static_cast<std::uint32_t>(bytes.size()), &written, nullptr);
-    if (written != bytes.size()) {
-      throw SystemFailure("cannot write the kit's image to the temporary directory",
-                          written == 0xFFFFFFFF ? errno : ENOSPC);
+    const auto count = static_cast<std::uint32_t>(bytes.size());
+    if (const int error = WriteAll(image, bytes.data(), count, &written); error != 0) {
+      throw SystemFailure("cannot write the kit's image to the temporary directory", error);
     }
   }
   if (stream.end() == ImageStream::End::kUnreadable) {
@@ -304,32 +346,33 @@ std::string DamagedPlace(const fs::path& path) {
   const std::unique_ptr<FileHandle, void (*)(FileHandle*)> closer(
       &image, [](FileHandle* handle) { StreamFileSystem::FileClose(*handle); });
   ImageReader<StreamFileSystem> reader(image);
-  std::string place = "its header does";
+  std::string place = "its header";
   try {
     if (reader.ReadU32() == 0) {
       for (int text = 0; text < 3; ++text) reader.ReadText();
     } else {
+      place = "the number of its products";
       const std::uint32_t count = reader.ReadCount(kMinProductRecord);
       for (std::uint32_t i = 1; i <= count; ++i) {
-        place = fmt::format("product {} of {} does", i, count);
+        place = fmt::format("product {} of {}", i, count);
         RecordBody body = reader.ReadRecord();
         for (int text = 0; text < 4; ++text) body.TakeText();
       }
     }
-    place = "the number of its files does";
+    place = "the number of its files";
     const std::uint32_t count = reader.ReadCount(kMinFileRecord);
     for (std::uint32_t i = 1; i <= count; ++i) {
-      place = fmt::format("the record of file {} of {} does", i, count);
+      place = fmt::format("the record of file {} of {}", i, count);
       RecordBody body = reader.ReadRecord();
       body.TakeText();
       body.TakeU64();
       body.TakeU64();
     }
-    place = "its tables do";
+    place = "the end of its tables";
   } catch (std::uint32_t) {
   }
-  return fmt::format("{} not fit what is there ({} bytes into its image)", place,
-                     StreamFileSystem::Stream(image).position());
+  return fmt::format("{} is cut off or makes no sense, {} into its image", place,
+                     Counted(StreamFileSystem::Stream(image).position(), "byte"));
 }
 
 }  // namespace

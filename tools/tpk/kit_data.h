@@ -28,6 +28,7 @@ struct ToolFileSystem : DirectFileSystem {
   static std::uint32_t FileWrite(FileHandle handle, const void* buffer, std::uint32_t count,
                                  std::uint32_t* bytes_written, void* context);
   static std::uint32_t ShellMakeDirectory(const stdx::u16string& path);
+  static std::uint32_t ShellRemoveTree(const stdx::u16string& path);
   static std::uint32_t ShellMove(const stdx::u16string& from, const stdx::u16string& to);
 
   static std::uint32_t FileRead(FileHandle handle, void* buffer, std::uint32_t count,
@@ -37,9 +38,12 @@ struct ToolFileSystem : DirectFileSystem {
   static std::uint64_t FilesWritten() noexcept;
   static std::uint64_t BytesWritten() noexcept;
 
-  /// Keeps the first problem that is noted after `ForgetProblem`. Any thread.
-  static void NoteProblem(ExitCode exit_code, std::string problem);
-  static void ForgetProblem();
+  /// Keeps the first problem that is noted after `StartOver`, and the path that it is about, if
+  /// any. Any thread.
+  static void NoteProblem(ExitCode exit_code, const stdx::u16string& path, std::string problem);
+  /// Forgets the problem, and what this thread knows of directories that others may remove: call it
+  /// before each piece of work.
+  static void StartOver();
 };
 
 /// The same, with an image that is no file: its handle stands for an `ImageStream`.
@@ -94,8 +98,10 @@ auto WithKit(const std::filesystem::path& path, Use use) {
   return use(*kit);
 }
 
-/// Throws the problem that was noted since `ForgetProblem`: "`what`: problem; `then`".
-[[noreturn]] void ThrowProblem(const std::string& what, const std::string& then = {});
+/// Throws the problem that was noted since `StartOver`: "`what`: problem".
+[[noreturn]] void ThrowProblem(const std::string& what);
+/// The same with the path: "`what`: path: problem; `then`".
+[[noreturn]] void ThrowProblemAt(const std::string& what, const std::string& then);
 
 /// The failure of a kit whose compressed data makes no sense.
 Failure DamagedData(const std::filesystem::path& kit);

@@ -1,6 +1,7 @@
 #include "tools/tpk/manifest.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <toml++/toml.h>
 
 #include <algorithm>
@@ -273,7 +274,7 @@ Manifest ReadManifest(const fs::path& path) {
   std::ifstream in(path, std::ios::binary);
   std::string text(kMaxManifestSize + 1, '\0');
   in.read(text.data(), static_cast<std::streamsize>(text.size()));
-  if (in.bad() || in.gcount() == 0) {
+  if (!in.is_open() || in.bad()) {
     throw SystemFailure("cannot read " + Printable(path.string()), errno);
   }
   text.resize(static_cast<std::size_t>(in.gcount()));

@@ -61,8 +61,8 @@ class Matcher {
     for (; g < glob_.size();) {
       std::string_view glob = glob_.substr(g);
       if (glob.starts_with("**")) {
-        // Behind a folder's end, "**/" may stand for nothing.
-        const bool at_folder = g == 0 || glob_[g - 1] == '/';
+        // At a folder's start, "**/" may stand for nothing.
+        const bool at_folder = (g == 0 || glob_[g - 1] == '/') && (n == 0 || name_[n - 1] == '/');
         if (glob.starts_with("**/") && at_folder && Run(g + 3, n)) return true;
         return Run(g + 2, n) || (n < name_.size() && Run(g, n + 1));
       }

@@ -8,7 +8,10 @@
 #include <cerrno>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <system_error>
+#include <unordered_set>
+#include <utility>
 
 #include "install/install_process.h"
 #include "kit/records.h"
@@ -84,9 +87,22 @@ PlannedFile Look(const CheckedFile& file, const fs::path& target) {
 std::vector<PlannedFile> MakePlan(const std::vector<CheckedFile>& files, const fs::path& target) {
   std::vector<PlannedFile> plan;
   plan.reserve(files.size());
+  // What the kit itself puts in its way.
+  Findings findings;
+  CheckCollisions(files, findings);
+  std::unordered_set<std::string> folders;
+  for (const Finding& finding : findings.all()) {
+    if (std::string_view(finding.check->code) == "name-file-and-folder") {
+      folders.insert(finding.name);
+    }
+  }
   for (const CheckedFile& file : files) {
     ThrowIfCancelled();
-    plan.push_back(Look(file, target));
+    PlannedFile planned = Look(file, target);
+    if (planned.prospect != Prospect::kBlocked && folders.contains(planned.path)) {
+      planned = {planned.path, Prospect::kBlocked, "the kit has it for a folder as well", true};
+    }
+    plan.push_back(std::move(planned));
   }
   return plan;
 }

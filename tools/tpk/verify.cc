@@ -68,11 +68,11 @@ ExitCode VerifyKit(const Options& options, Output& output) {
 
 /// What differs between a file of a kit and its installed copy; empty for nothing.
 template <class Kit>
-std::string Difference(Kit& kit, const typename Kit::FileData& file, const fs::path& path) {
-  const InstalledFile installed(path);
+std::string Difference(Kit& kit, const typename Kit::FileData& file, const Options& options) {
+  const InstalledFile installed(options.against / InstalledName(file.name));
   if (!installed) return installed.error() == ENOENT ? "missing" : "unreadable";
   if (installed.size() != file.data_size) return "contents";
-  if (!SameContents(kit, file, installed)) return "contents";
+  if (!SameContents(kit, options.kit, file, installed)) return "contents";
   // A disk keeps whole seconds as the installation writes them.
   const std::uint64_t expected = file.last_write_time / kTicksPerSecond;
   if (installed.time() / kTicksPerSecond == expected) return "";
@@ -90,7 +90,7 @@ ExitCode VerifyAgainst(Kit& kit, const Options& options, Output& output) {
     for (const auto& file : kit.files()) {
       ThrowIfCancelled();
       const std::string name = InstalledName(file.name);
-      const std::string difference = Difference(kit, file, options.against / name);
+      const std::string difference = Difference(kit, file, options);
       progress.Update(done += file.data_size);
       if (difference.empty()) continue;
       ++different;

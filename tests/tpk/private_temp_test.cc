@@ -1,0 +1,62 @@
+#include "tools/tpk/private_temp.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include "tests/support/scratch.h"
+
+namespace quarn::tpk {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::WriteFile;
+
+class PrivateTempTest : public testing::ScratchTest {};
+
+TEST_F(PrivateTempTest, LivesInTheTemporaryDirectoryAndGoesWithAllItHolds) {
+  fs::path path;
+  {
+    const PrivateTemp temp;
+    path = temp.path();
+    EXPECT_EQ(path.parent_path(), tmp());
+    EXPECT_EQ(getenv("TMPDIR"), path.string());
+    struct stat status {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777u, 0700u);
+    WriteFile(path / "a" / "b", "x");
+  }
+  EXPECT_FALSE(fs::exists(path));
+  EXPECT_EQ(getenv("TMPDIR"), tmp().string());
+}
+
+TEST_F(PrivateTempTest, LivesWhereItIsToldIfThatCanBe) {
+  {
+    const PrivateTemp temp(home());
+    EXPECT_EQ(temp.path().parent_path(), home());
+  }
+  {
+    const PrivateTemp temp(root() / "nowhere");
+    EXPECT_EQ(temp.path().parent_path(), tmp());
+  }
+  EXPECT_TRUE(fs::is_empty(home()));
+  EXPECT_TRUE(fs::is_empty(tmp()));
+}
+
+TEST_F(PrivateTempTest, OneLiesInTheOther) {
+  const PrivateTemp outer;
+  {
+    const PrivateTemp inner;
+    EXPECT_EQ(inner.path().parent_path(), outer.path());
+  }
+  EXPECT_EQ(getenv("TMPDIR"), outer.path().string());
+}
+
+TEST_F(PrivateTempTest, AMissingVariableIsMissingAgain) {
+  unsetenv("TMPDIR");
+  { const PrivateTemp temp(home()); }
+  EXPECT_EQ(getenv("TMPDIR"), nullptr);
+}
+
+}  // namespace
+}  // namespace quarn::tpk
