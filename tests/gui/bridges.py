@@ -19,4 +19,26 @@ class Qt:
         chooser.key("Escape")
 
 
-BRIDGES = {"qt": Qt}
+class AppKit:
+    """The wizard on AppKit, over GNUstep."""
+
+    press_seconds = 0.25  # what is shorter may be overlooked
+    offers = {"bundle"}
+
+    def chooser_of(self, wizard):
+        """The folder chooser, once it is open."""
+        return wizard.next_window("the folder chooser")
+
+    def choose(self, chooser, directory):
+        # A typed path leads there; what is chosen is what is then selected in the list.
+        name, first_in_list = (200, 376), (260, 102)
+        chooser.click(*name)
+        chooser.type(f"{directory.parent}/")
+        chooser.click(*first_in_list)
+        chooser.key("Return")
+
+    def dismiss(self, chooser):
+        chooser.key("Escape")
+
+
+BRIDGES = {"qt": Qt, "appkit": AppKit}

@@ -109,8 +109,11 @@ class Desktop:
         os.close(writing)
         display = ":" + os.read(reading, 16).decode().strip()
         os.environ["DISPLAY"] = environment["DISPLAY"] = display
-        self._manager = subprocess.Popen(["openbox"], env=environment, stdout=self._log, stderr=self._log)
-        wait_for(lambda: "window id" in run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK"), "the window manager")
+        # It tells when it is through with its start: a window that opens before that may be overlooked.
+        ready = "/tmp/window-manager-is-ready"
+        self._manager = subprocess.Popen(
+            ["openbox", "--startup", f"touch {ready}"], env=environment, stdout=self._log, stderr=self._log)
+        wait_for(lambda: os.path.exists(ready), "the window manager")
 
     def windows(self):
         """In the order of their appearance."""

@@ -2,6 +2,7 @@
 //   picture_book DIRECTORY [LANGUAGE ...]
 // installs the kit "quarn.tpk" of the current directory and writes LANGUAGE-PAGE.png files. HOME
 // and TMPDIR must be scratch directories.
+#include <QPainter>
 #include <QPixmap>
 #include <QWidget>
 #include <cstdio>
@@ -25,8 +26,14 @@ int main(int argc, char** argv) {
   quarn::testing::WizardWalk walk;
   for (const std::string& language : languages) {
     walk.Walk(language, [&](const std::string& name, QWidget& window) {
+      // The edge that a desktop gives to a window.
+      QPixmap picture = window.grab();
+      QPainter painter(&picture);
+      painter.setPen(QColor(0xb8, 0xbe, 0xc8));
+      painter.drawRect(QRectF(window.rect()).adjusted(0.5, 0.5, -0.5, -0.5));
+      painter.end();
       const std::string file = directory + "/" + language + "-" + name + ".png";
-      if (window.grab().save(QString::fromStdString(file))) return;
+      if (picture.save(QString::fromStdString(file))) return;
       std::fprintf(stderr, "cannot write %s\n", file.c_str());
       failed = true;
     });

@@ -8,11 +8,13 @@
 #include <QAccessible>
 #include <QApplication>
 #include <QCheckBox>
+#include <QDeadlineTimer>
 #include <QFileDialog>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMouseEvent>
+#include <QPointingDevice>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QTimer>
@@ -128,6 +130,9 @@ TEST_F(QtToolkitTest, TheWindowIsHiddenAtFirstAndTitledClosableFixedAndCentred) 
   EXPECT_FALSE(flags & Qt::WindowMinMaxButtonsHint);
   const QPoint off = window.geometry().center() - window.screen()->availableGeometry().center();
   EXPECT_LE(off.manhattanLength(), 4);  // the frame's part
+  // The icon follows the first picture of the window.
+  const QDeadlineTimer patience(30'000);
+  while (window.windowIcon().isNull() && !patience.hasExpired()) QApplication::processEvents();
   EXPECT_FALSE(window.windowIcon().isNull());
 }
 
@@ -495,9 +500,9 @@ TEST_F(QtToolkitTest, AMessageHasThePictureOfItsKind) {
     message.icon = icon;
     QSize size;
     Answer(message, [&](QWidget& dialog) {
-      for (const auto* const label : dialog.findChildren<QLabel*>()) {
-        if (!label->pixmap(Qt::ReturnByValue).isNull()) {
-          size = label->pixmap(Qt::ReturnByValue).size();
+      for (QWidget* const widget : dialog.findChildren<QWidget*>()) {
+        if (auto* const label = dynamic_cast<PictureLabel*>(widget)) {
+          size = label->image().size();
           EXPECT_EQ(label->size(), QSize(64, 64));
         }
       }
@@ -556,6 +561,8 @@ TEST_F(FolderChooserTest, HandsOverNothingWhenTheUserCancels) {
   Press(chooser_, Qt::Key_Escape);
   EXPECT_FALSE(chooser_->isVisible());
   EXPECT_THAT(chosen_, ::testing::IsEmpty());
+  EXPECT_EQ(toolkit_.messages, 0) << "Escape is the chooser's: the window does not ask";
+  EXPECT_TRUE(toolkit_.window()->isVisible());
 }
 
 TEST_F(FolderChooserTest, TheWindowMayBeClosedUnderIt) {
@@ -621,6 +628,10 @@ TEST_F(PumpEventTest, TheTestEndsAtTheButtonsEdges) {
   EXPECT_FALSE(Hits(corner + QPointF(0.5, -0.5)));
   EXPECT_FALSE(Hits(corner + QPointF(80.5, 29.5)));
   EXPECT_FALSE(Hits(corner + QPointF(79.5, 30.5)));
+  // The near ones belong to it, the far ones do not.
+  EXPECT_TRUE(Hits(corner));
+  EXPECT_FALSE(Hits(corner + QPointF(80, 15)));
+  EXPECT_FALSE(Hits(corner + QPointF(40, 30)));
 }
 
 TEST_F(PumpEventTest, TestsEveryTypeOfEventThatHasALocation) {
@@ -631,6 +642,24 @@ TEST_F(PumpEventTest, TestsEveryTypeOfEventThatHasALocation) {
   QApplication::postEvent(toolkit_.window()->windowHandle(),
                           new QKeyEvent(QEvent::KeyPress, Qt::Key_A, Qt::NoModifier));
   EXPECT_FALSE(toolkit_.PumpEvent(button_));
+}
+
+TEST_F(PumpEventTest, TestsEveryFingerOfATouch) {
+  const QPointingDevice screen("screen", 1, QInputDevice::DeviceType::TouchScreen,
+                               QPointingDevice::PointerType::Finger,
+                               QInputDevice::Capability::Position, 2, 0);
+  QWindow* const window = toolkit_.window()->windowHandle();
+  for (const auto& [second, is_hit] : {std::pair{QPointF(550, 385), true}, {{450, 335}, false}}) {
+    QList<QEventPoint> fingers;
+    for (const QPointF location : {QPointF(20, 20), second}) {
+      fingers.emplace_back(static_cast<int>(fingers.size()), QEventPoint::State::Pressed, location,
+                           window->mapToGlobal(location));
+    }
+    for (const QEvent::Type type : {QEvent::TouchBegin, QEvent::TouchUpdate, QEvent::TouchEnd}) {
+      QApplication::postEvent(window, new QTouchEvent(type, &screen, Qt::NoModifier, fingers));
+      EXPECT_EQ(toolkit_.PumpEvent(button_), is_hit) << type;
+    }
+  }
 }
 
 TEST_F(PumpEventTest, ThereMayBeNoEventAndNoTarget) {

@@ -39,7 +39,11 @@ def main():
 
     sandbox.enter()
     texts = read_texts(arguments.texts)
-    programs = sandbox.cover({"setup": arguments.setup, "tpk": arguments.tpk}, arguments.keep)
+    files = {"setup": arguments.setup, "tpk": arguments.tpk}
+    bundle = pathlib.Path(arguments.setup).parent / "Setup.app"
+    if bundle.exists():
+        files["bundle"] = bundle
+    programs = sandbox.cover(files, arguments.keep)
     world = World(BRIDGES[arguments.bridge](), programs, texts)
     try:
         SCENARIOS[arguments.scenario](world)
@@ -68,6 +72,9 @@ def keep_traces(world, name):
         world.desktop.picture(f"{name}.png")
     with open(f"{name}-processes.log", "w") as log:
         subprocess.run(["ps", "-eo", "pid,ppid,stat,etimes,time,wchan:24,args"], stdout=log)
+        if world.has_desktop:
+            subprocess.run(["xwininfo", "-root", "-tree"], stdout=log)
+            subprocess.run(["xprop", "-root"], stdout=log)
     for log in (world.log, pathlib.Path("/tmp/desktop.log")):
         if log.exists():
             shutil.copy(log, f"{name}-{log.name}")

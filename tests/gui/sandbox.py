@@ -6,10 +6,11 @@ scenarios run side by side, and every process ends with its scenario.
 """
 
 import os
+import pathlib
 import subprocess
 import sys
 
-KEPT = "/mnt"
+KEPT = "/media"
 _INSIDE = "QUARN_GUI_SANDBOX"
 
 
@@ -27,12 +28,9 @@ def enter():
 def cover(files, keep=None):
     """Makes the machine read-only but for empty /tmp and /var/tmp; returns where copies of `files` stand, by name.
 
-    The directory `keep` stays writable, at KEPT.
+    A directory is copied with everything in it. The directory `keep` stays writable, at KEPT.
     """
-    contents = {}
-    for name, path in files.items():
-        with open(path, "rb") as file:
-            contents[name] = file.read(), os.stat(path).st_mode
+    contents = {name: _read(pathlib.Path(path)) for name, path in files.items()}
     if keep:
         _mount("--bind", os.path.abspath(keep), KEPT)
     # Not only the two directories: a rollback that cannot make its directory tries, and then removes, the parents.
@@ -42,20 +40,25 @@ def cover(files, keep=None):
             subprocess.run(["mount", "-o", "remount,bind,ro", directory], stderr=subprocess.DEVNULL)
     mount("/tmp", "mode=1777")
     mount("/var/tmp", "mode=1777")
-    os.mkdir("/tmp/bin")
-    copies = {}
-    for name, (data, mode) in contents.items():
-        copies[name] = f"/tmp/bin/{name}"
-        with open(copies[name], "wb") as out:
-            out.write(data)
-        os.chmod(copies[name], mode)
-    return copies
+    for name, copies in contents.items():
+        for place, data, mode in copies:
+            copy = pathlib.Path("/tmp/bin", name, place)
+            copy.parent.mkdir(parents=True, exist_ok=True)
+            copy.write_bytes(data)
+            copy.chmod(mode)
+    return {name: f"/tmp/bin/{name}" for name in files}
 
 
 def mount(directory, options):
     """Puts a new, empty file system at `directory`, for example with the option "size=100k" or "ro"."""
     os.makedirs(directory, exist_ok=True)
     _mount("-t", "tmpfs", "-o", options, "scenario", directory)
+
+
+def _read(path):
+    """(relative path, data, mode) of a file, or of all files of a directory."""
+    files = [path] if path.is_file() else [file for file in path.rglob("*") if file.is_file()]
+    return [(file.relative_to(path), file.read_bytes(), file.stat().st_mode) for file in files]
 
 
 def _mount(*arguments):

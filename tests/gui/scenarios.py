@@ -119,14 +119,23 @@ def the_kit_of_the_current_directory_is_taken_with_usecwd(world):
 @scenario
 def return_means_nothing_in_the_window(world):
     world.pack_example()
-    wizard = world.start()
+    record = world.fake("open")
+    # A desktop where Return presses the button that has the keyboard.
+    wizard = world.start(QT_QPA_PLATFORMTHEME="gnome")
     window = wizard.main_window()
     window.key("Return", "Return", "KP_Enter", "Return")
     time.sleep(0.5)
     world.check(wizard.is_running, "the wizard runs on")
     world.check_equal(world.installed(), set(), "installed files")
-    window.ask_to_close()
+    wizard.press(NEXT)
+    wizard.install_from_directory_page()
+    wizard.press(CHECK_BOX)
+    wizard.press(CHECK_BOX)  # on again
+    window.key("Return", "KP_Enter", "Return")
+    world.check(wizard.is_running, "the success page waits for Finish")
+    wizard.press(NEXT)
     wizard.finish()
+    world.check(record.exists(), "the description is opened")
 
 
 # --- Finishing ------------------------------------------------------------------------------------
@@ -319,8 +328,8 @@ def _open_chooser(world):
 
 @scenario
 def a_chosen_folder_goes_into_the_field(world):
-    target = world.root / "chosen folder"
-    target.mkdir()
+    target = world.root / "folders/chosen folder"  # the only one there
+    target.mkdir(parents=True)
     wizard, chooser = _open_chooser(world)
     world.bridge.choose(chooser, target)
     wizard.wait_closed(chooser, "the folder chooser")
@@ -338,6 +347,24 @@ def a_dismissed_chooser_leaves_the_field(world):
     wizard.wait_closed(chooser, "the folder chooser")
     wizard.install_from_directory_page()
     world.check_equal(world.recorded, [str(world.default_target)], "recorded directories")
+    wizard.press(NEXT)
+    wizard.finish()
+
+
+# --- The bundle -----------------------------------------------------------------------------------
+
+
+@scenario
+@needs("bundle")
+def a_bundle_finds_the_kit_beside_it(world):
+    files = world.pack_example()
+    world.use_bundle()
+    wizard = world.start()
+    window = wizard.main_window()
+    world.check_equal(window.title, world.text("IDR_MAINFRAME"), "title of the window")
+    wizard.press(NEXT)
+    wizard.install_from_directory_page()
+    world.check_equal(world.installed(), files, "installed files")
     wizard.press(NEXT)
     wizard.finish()
 

@@ -103,6 +103,13 @@ class World:
         self.pack({f"group{i % 7}/file{i:04}.cf": b"%d" % i for i in range(250)})
         return 250
 
+    def use_bundle(self):
+        """Puts the bundle of the build where the executable stood."""
+        self.setup.unlink()
+        bundle = self.application / "Setup.app"
+        shutil.copytree(self._programs["bundle"], bundle)
+        self.setup = bundle / "Contents/MacOS/setup"
+
     def shrink_temp(self, size):
         sandbox.mount(str(self.temp), f"size={size}")
 

@@ -18,22 +18,24 @@ constexpr int kTextWidth = 320;
 
 }  // namespace
 
-MessageDialog::MessageDialog(const MessageBox& message, const QImage& picture, QWidget* owner)
+MessageDialog::MessageDialog(const MessageBox& message, QWidget* owner)
     : QDialog(owner, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
                          Qt::WindowCloseButtonHint) {
   setWindowTitle(message.title ? ToQt(*message.title) : QString("Quarn Setup"));
 
   auto* const row = new QHBoxLayout;
   row->setSpacing(16);
-  if (!picture.isNull()) {
-    auto* const label = new PictureLabel(picture, this);
+  const bool has_picture = message.icon != MessageIcon::kNone;
+  if (has_picture) {
+    const bool is_error = message.icon == MessageIcon::kError;
+    auto* const label = new PictureLabel(is_error ? ErrorPicture() : QuestionPicture(), this);
     label->setFixedSize(kPictureSize, kPictureSize);
     label->setAccessibleName(windowTitle());
     row->addWidget(label, 0, Qt::AlignTop);
   }
   auto* const text = new TextLabel(ToQt(message.text), this);
   text->setFixedSize(text->TextSize(kTextWidth));
-  row->addWidget(text, 0, picture.isNull() ? Qt::AlignTop : Qt::AlignVCenter);
+  row->addWidget(text, 0, has_picture ? Qt::AlignVCenter : Qt::AlignTop);
   row->addStretch();
 
   // Stands the buttons in the order of the desktop.

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <QDialog>
-#include <QImage>
 #include <map>
 
 #include "wizard/toolkit.h"
@@ -15,8 +14,8 @@ namespace quarn {
 /// wherever the focus is, Escape only a button that asks for it.
 class MessageDialog : public QDialog {
  public:
-  /// `picture` may be null. `owner` may be null; otherwise the message stands before it.
-  MessageDialog(const MessageBox& message, const QImage& picture, QWidget* owner);
+  /// `owner` may be null; otherwise the message stands before it.
+  MessageDialog(const MessageBox& message, QWidget* owner);
 
   /// The index of the pressed button; -1 before, and when the window was closed.
   int pressed() const { return pressed_; }

@@ -13,6 +13,7 @@
 #include <QScopedValueRollback>
 #include <QScreen>
 #include <QTimer>
+#include <QWindow>
 #include <cstdio>
 #include <cstdlib>
 
@@ -74,15 +75,13 @@ void Press(CInstallerDlg& controller, ButtonAction action) {
   }
 }
 
-QImage Decode(const Picture& picture) {
-  return QImage::fromData(picture.bytes, static_cast<int>(picture.size));
-}
-
 QIcon ProgramIcon() {
   static constexpr unsigned char bytes[] = {
 #include "setup_icon_png.inc"
   };
-  return QIcon(QPixmap::fromImage(Decode({bytes, sizeof(bytes)})));
+  // What it is needed for is smaller, and window managers have to read it.
+  const QImage image = Decode({bytes, sizeof(bytes)});
+  return QIcon(QPixmap::fromImage(image.scaledToWidth(128, Qt::SmoothTransformation)));
 }
 
 }  // namespace
@@ -106,6 +105,12 @@ class QtToolkit::MainWindow : public QWidget, public ToolkitWindow, public HasAc
       QWidget::keyPressEvent(event);
     }
   }
+  void paintEvent(QPaintEvent*) override {
+    if (has_icon_) return;
+    // The first look at the window does not wait for its icon.
+    has_icon_ = true;
+    QTimer::singleShot(0, this, [] { QGuiApplication::setWindowIcon(ProgramIcon()); });
+  }
   void closeEvent(QCloseEvent* event) override {
     QWidget::closeEvent(event);
     loop_.quit();
@@ -114,6 +119,7 @@ class QtToolkit::MainWindow : public QWidget, public ToolkitWindow, public HasAc
  private:
   CInstallerDlg& controller_;
   QEventLoop& loop_;
+  bool has_icon_ = false;
 };
 
 class QtToolkit::PageView : public QWidget, public ToolkitView, public HasAccessibleRole {
@@ -134,7 +140,7 @@ struct QtToolkit::Control : ToolkitControl {
 };
 
 struct QtToolkit::Image : ToolkitImage {
-  QImage image;
+  Picture picture;
 };
 
 /// Looks at the events that the display sends while the wizard pumps them itself.
@@ -146,8 +152,11 @@ class QtToolkit::HitTest : public QObject {
 
   bool eventFilter(QObject* receiver, QEvent* event) override {
     // Windows get the display's events; their controls get what follows from them.
-    if (target != nullptr && receiver->isWindowType() && event->isSinglePointEvent()) {
-      hit |= Hits(static_cast<const QSinglePointEvent*>(event)->scenePosition());
+    if (target == nullptr || !receiver->isWindowType() || !event->isPointerEvent()) return false;
+    // A touch has a location for each finger.
+    for (const QEventPoint& point : static_cast<const QPointerEvent*>(event)->points()) {
+      const auto* const of = static_cast<const QWindow*>(receiver);
+      hit |= Hits(of->mapFromGlobal(point.globalPosition()));
     }
     return false;
   }
@@ -158,7 +167,9 @@ class QtToolkit::HitTest : public QObject {
     // The location lies in the window already: taking it for one on the screen moves the test by
     // the window's place there, and so it is meant.
     const QPointF in_window = window->mapFromGlobal(location);
-    return QRectF(target->rect()).contains(target->mapFrom(window, in_window));
+    const QPointF at = target->mapFrom(window, in_window);
+    // The far edges are outside.
+    return at.x() >= 0 && at.x() < target->width() && at.y() >= 0 && at.y() < target->height();
   }
 };
 
@@ -224,8 +235,6 @@ void QtToolkit::ShowWindow(ToolkitWindow* window) {
   auto* const main_window = static_cast<MainWindow*>(window);
   main_window->show();
   main_window->activateWindow();
-  // The window does not wait for its icon.
-  QTimer::singleShot(0, main_window, [] { QGuiApplication::setWindowIcon(ProgramIcon()); });
 }
 
 void QtToolkit::RemoveView(ToolkitView* view) { static_cast<PageView*>(view)->setParent(nullptr); }
@@ -233,7 +242,7 @@ void QtToolkit::RemoveView(ToolkitView* view) { static_cast<PageView*>(view)->se
 void QtToolkit::CloseWindow(ToolkitWindow* window) { static_cast<MainWindow*>(window)->close(); }
 
 ToolkitImage* QtToolkit::MakeImage(const Picture& picture) {
-  return &images_.emplace_back(Image{{}, Decode(picture)});
+  return &images_.emplace_back(Image{{}, picture});
 }
 
 QtToolkit::Control* QtToolkit::Cast(ToolkitControl* control) {
@@ -263,7 +272,7 @@ ToolkitControl* QtToolkit::MakeLabel(ToolkitView* view, const Frame& frame,
 
 ToolkitControl* QtToolkit::MakePicture(ToolkitView* view, const Frame& frame, ToolkitImage* image) {
   auto* const page_view = static_cast<PageView*>(view);
-  auto* const label = new PictureLabel(static_cast<Image*>(image)->image, page_view);
+  auto* const label = new PictureLabel(static_cast<Image*>(image)->picture, page_view);
   label->setAccessibleName(page_view->accessibleName());
   return Place(view, frame, label);
 }
@@ -288,7 +297,8 @@ ToolkitControl* QtToolkit::MakeButton(ToolkitView* view, const Frame& frame,
 
 ToolkitControl* QtToolkit::MakeCheckBox(ToolkitView* view, const Frame& frame,
                                         const stdx::string& title, bool checked) {
-  auto* const box = new QCheckBox(WithoutMnemonics(ToQt(title)), static_cast<PageView*>(view));
+  auto* const box = new WithoutReturn<QCheckBox>(static_cast<PageView*>(view));
+  box->setText(WithoutMnemonics(ToQt(title)));
   box->setChecked(checked);
   return Place(view, frame, box);
 }
@@ -347,11 +357,8 @@ void QtToolkit::SetProgress(ToolkitControl* bar, double value) {
 }
 
 std::unique_ptr<MessageDialog> QtToolkit::MakeMessage(const MessageBox& message) {
-  QImage picture;
-  if (message.icon == MessageIcon::kError) picture = Decode(ErrorPicture());
-  if (message.icon == MessageIcon::kQuestion) picture = Decode(QuestionPicture());
   const bool has_owner = window_ != nullptr && window_->isVisible();
-  return std::make_unique<MessageDialog>(message, picture, has_owner ? window_.get() : nullptr);
+  return std::make_unique<MessageDialog>(message, has_owner ? window_.get() : nullptr);
 }
 
 int QtToolkit::RunMessage(const MessageBox& message) {

@@ -1,8 +1,6 @@
 #include "wizard/qt/widgets.h"
 
-#include <QKeyEvent>
 #include <QPainter>
-#include <QPixmap>
 #include <QStyleOptionButton>
 #include <QStylePainter>
 #include <QTextLayout>
@@ -12,14 +10,6 @@
 #include "wizard/qt/look.h"
 
 namespace quarn {
-namespace {
-
-bool IsReturn(const QKeyEvent& event) {
-  return event.key() == Qt::Key_Return || event.key() == Qt::Key_Enter;
-}
-
-}  // namespace
-
 TextLabel::TextLabel(const QString& text, QWidget* parent) : QLabel(parent) {
   setTextFormat(Qt::PlainText);
   setAlignment(Qt::AlignLeft | Qt::AlignTop);
@@ -52,20 +42,20 @@ void TextLabel::paintEvent(QPaintEvent*) {
   painter.drawText(QRectF(rect()), text(), Layout());
 }
 
-PictureLabel::PictureLabel(const QImage& image, QWidget* parent) : QLabel(parent), image_(image) {
-  // What tells a screen reader that this is a picture.
-  setPixmap(QPixmap::fromImage(image));
+const QImage& PictureLabel::image() {
+  if (image_.isNull()) image_ = Decode(picture_);
+  return image_;
 }
 
 void PictureLabel::paintEvent(QPaintEvent*) {
-  QRectF target({}, QSizeF(image_.size()).scaled(size(), Qt::KeepAspectRatio));
+  QRectF target({}, QSizeF(image().size()).scaled(size(), Qt::KeepAspectRatio));
   target.moveCenter(QRectF(rect()).center());
   QPainter painter(this);
   painter.setRenderHint(QPainter::SmoothPixmapTransform);
-  painter.drawImage(target, image_);
+  painter.drawImage(target, image());
 }
 
-PlainButton::PlainButton(const QString& title, QWidget* parent) : QPushButton(parent) {
+PlainButton::PlainButton(const QString& title, QWidget* parent) : WithoutReturn(parent) {
   setAutoDefault(false);
   SetTitle(title);
 }
@@ -73,22 +63,6 @@ PlainButton::PlainButton(const QString& title, QWidget* parent) : QPushButton(pa
 void PlainButton::SetTitle(const QString& title) {
   title_ = title;
   setText(WithoutMnemonics(title));
-}
-
-void PlainButton::keyPressEvent(QKeyEvent* event) {
-  if (IsReturn(*event)) {
-    event->ignore();
-  } else {
-    QPushButton::keyPressEvent(event);
-  }
-}
-
-void PlainButton::keyReleaseEvent(QKeyEvent* event) {
-  if (IsReturn(*event)) {
-    event->ignore();
-  } else {
-    QPushButton::keyReleaseEvent(event);
-  }
 }
 
 // Measured no sooner than it is drawn: fonts take longer to load than all else before the window
@@ -110,6 +84,10 @@ QFont PlainButton::TitleFont() const { return FittingFont(font(), title_, TitleW
 
 void SeparatorLine::paintEvent(QPaintEvent*) {
   QPainter(this).fillRect(0, height() / 2, width(), 1, palette().color(QPalette::Mid));
+}
+
+QImage Decode(const Picture& picture) {
+  return QImage::fromData(picture.bytes, static_cast<int>(picture.size));
 }
 
 QString WithoutMnemonics(QString text) { return text.replace('&', "&&"); }

@@ -3,10 +3,12 @@
 #pragma once
 
 #include <QImage>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
 #include <QTextOption>
 
+#include "wizard/pictures.h"
 #include "wizard/qt/accessibility.h"
 
 namespace quarn {
@@ -27,20 +29,45 @@ class TextLabel : public QLabel {
 };
 
 /// A picture scaled in proportion, centred, at the screen's full resolution.
-class PictureLabel : public QLabel {
+class PictureLabel : public QWidget, public HasAccessibleRole {
  public:
-  PictureLabel(const QImage& image, QWidget* parent);
+  PictureLabel(const Picture& picture, QWidget* parent) : QWidget(parent), picture_(picture) {}
+
+  /// Decoded when it is first asked for: the window shows sooner.
+  const QImage& image();
+  QAccessible::Role accessible_role() const override { return QAccessible::Graphic; }
 
  protected:
   void paintEvent(QPaintEvent* event) override;
 
  private:
+  Picture picture_;
   QImage image_;
 };
 
-/// A push button whose title shows as it is and shrinks to fit. Space and the mouse press it;
-/// Return goes to its window, also where the desktop lets Return press buttons.
-class PlainButton : public QPushButton {
+/// A button or check box that space and the mouse press; Return goes to its window, also on
+/// desktops where Return presses buttons.
+template <class Button>
+class WithoutReturn : public Button {
+ public:
+  using Button::Button;
+
+ protected:
+  void keyPressEvent(QKeyEvent* event) override {
+    IsReturn(*event) ? event->ignore() : Button::keyPressEvent(event);
+  }
+  void keyReleaseEvent(QKeyEvent* event) override {
+    IsReturn(*event) ? event->ignore() : Button::keyReleaseEvent(event);
+  }
+
+ private:
+  static bool IsReturn(const QKeyEvent& event) {
+    return event.key() == Qt::Key_Return || event.key() == Qt::Key_Enter;
+  }
+};
+
+/// A push button whose title shows as it is and shrinks to fit.
+class PlainButton : public WithoutReturn<QPushButton> {
  public:
   PlainButton(const QString& title, QWidget* parent);
 
@@ -51,8 +78,6 @@ class PlainButton : public QPushButton {
   QFont TitleFont() const;
 
  protected:
-  void keyPressEvent(QKeyEvent* event) override;
-  void keyReleaseEvent(QKeyEvent* event) override;
   void paintEvent(QPaintEvent* event) override;
 
  private:
@@ -69,6 +94,8 @@ class SeparatorLine : public QWidget, public HasAccessibleRole {
  protected:
   void paintEvent(QPaintEvent* event) override;
 };
+
+QImage Decode(const Picture& picture);
 
 /// `text` such that a button or check box shows it as it is, "&" included.
 QString WithoutMnemonics(QString text);
