@@ -33,6 +33,7 @@ PICTURES = {
     "error.png": (HERE / "error.svg", 125, 125, lambda picture: encode.png(picture, exact_size=15068)),
     "question.png": (HERE / "question.svg", 256, 256, lambda picture: encode.png(picture, exact_size=15113)),
     "setup-icon.png": (OUTPUT / "setup-icon.svg", 256, 256, encode.png),
+    "setup.icns": (OUTPUT / "setup-icon.svg", 256, 256, encode.icns),
 }
 
 

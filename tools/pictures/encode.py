@@ -138,6 +138,12 @@ def png(picture, exact_size=None):
     raise ValueError(f"the picture cannot be made {exact_size} bytes; compressed it takes {len(choices[0][0])}")
 
 
+def icns(picture):
+    """The icon file of a macOS bundle, with a picture of 256 x 256 pixels as its only size."""
+    contents = png(picture)
+    return struct.pack(">4sI4sI", b"icns", 16 + len(contents), b"ic08", 8 + len(contents)) + contents
+
+
 def _rounded(pixel):
     alpha = round(255 * pixel[3])
     return (*(round(v) for v in pixel[:3]), alpha) if alpha else (0, 0, 0, 0)
@@ -188,7 +194,9 @@ def _paeth(left, above, corner):
 
 
 def png_content(data):
-    """Header and rows of pixels of a file written by png(), however it was packed; None if the data is no PNG."""
+    """Header and rows of pixels of a file written by png() or icns(), however packed; None if the data is no PNG."""
+    if data[:4] == b"icns":
+        data = data[16:]
     if data[: len(_SIGNATURE)] != _SIGNATURE:
         return None
     chunks, at = {}, len(_SIGNATURE)

@@ -1,0 +1,74 @@
+// What the bridge asks of AppKit where GNUstep speaks another dialect of it: see gnustep/dialect.h,
+// which offers the same. Here each is what AppKit says to it. Also the names that AppKit has
+// deprecated for so long that an SDK may have dropped them; the classes still answer to them.
+#pragma once
+
+#import <AppKit/AppKit.h>
+
+#include <functional>
+
+#include "core/basic_string.h"
+
+@interface NSApplication (QuarnDeprecated)
+- (void)endSheet:(NSWindow*)sheet;
+@end
+
+@interface NSSavePanel (QuarnDeprecated)
+- (NSString*)filename;
+@end
+
+@interface NSWindow (QuarnDeprecated)
+- (NSPoint)convertScreenToBase:(NSPoint)point;
+@end
+
+namespace quarn::dialect {
+
+inline stdx::string LocaleIdentifier() {
+  NSAutoreleasePool* const pool = [NSAutoreleasePool new];
+  const stdx::string identifier([[[NSLocale currentLocale] localeIdentifier] UTF8String]);
+  [pool release];
+  return identifier;
+}
+
+inline bool PrepareApplication(int, char**) { return true; }
+
+inline void LeaveRunWhenClosed(NSWindow* window) {
+  [[NSNotificationCenter defaultCenter]
+      addObserverForName:NSWindowWillCloseNotification
+                  object:window
+                   queue:nil
+              usingBlock:^(NSNotification*) {
+                // AppKit asks the delegate about the last window only after this event, and would
+                // then end the process on the spot.
+                [NSApp setDelegate:nil];
+                [NSApp stop:nil];
+                // The loop looks whether it is to stop after an event.
+                [NSApp postEvent:[NSEvent otherEventWithType:NSEventTypeApplicationDefined
+                                                    location:NSZeroPoint
+                                               modifierFlags:0
+                                                   timestamp:0
+                                                windowNumber:0
+                                                     context:nil
+                                                     subtype:0
+                                                       data1:0
+                                                       data2:0]
+                         atStart:YES];
+              }];
+}
+
+inline void FitLabel(NSTextField*) {}
+inline void FitPicture(NSImageView*) {}
+inline void FitField(NSTextField*) {}
+inline void FitCheckBox(NSButton*) {}
+
+struct Quiet {};
+
+inline void BeginSheet(NSOpenPanel* panel, NSWindow* window,
+                       std::function<void(NSInteger result)> handler) {
+  [panel beginSheetModalForWindow:window
+                completionHandler:^(NSInteger result) {
+                  handler(result);
+                }];
+}
+
+}  // namespace quarn::dialect

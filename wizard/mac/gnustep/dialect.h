@@ -1,0 +1,58 @@
+// GNUstep's dialect of AppKit: what the bridge asks of the desktop where GNUstep needs other words
+// than AppKit for the same. All that differs stands in this folder, so that the bridge reads as
+// AppKit: here the calls, in dialect.mm the behaviour, in message.mm the messages, in look.mm the
+// looks. cocoa/dialect.h offers the same for AppKit itself.
+#pragma once
+
+#import <AppKit/AppKit.h>
+
+#include <functional>
+
+#include "core/basic_string.h"
+
+// Methods of AppKit that GNUstep lacks; dialect.mm has them.
+
+@interface NSApplication (QuarnMissing)
+- (BOOL)setActivationPolicy:(NSInteger)policy;
+@end
+
+@interface NSWindow (QuarnMissing)
+- (void)setStyleMask:(NSUInteger)style;
+@end
+
+namespace quarn::dialect {
+
+/// The user's locale. Asked before anything else of the desktop.
+stdx::string LocaleIdentifier();
+
+/// Prepares for the application object. False, with a line on standard error, when there is no
+/// display for one.
+bool PrepareApplication(int argc, char** argv);
+
+/// Sees to it that `run` returns when `window`, the last one, closes: the process then ends in
+/// order.
+void LeaveRunWhenClosed(NSWindow* window);
+
+// What a fresh control needs to be what AppKit makes of it.
+void FitLabel(NSTextField* label);
+void FitPicture(NSImageView* picture);
+void FitField(NSTextField* field);
+void FitCheckBox(NSButton* box);
+
+/// Keeps the desktop from remarks about what is in order.
+class Quiet {
+ public:
+  Quiet();
+  Quiet(const Quiet&) = delete;
+  Quiet& operator=(const Quiet&) = delete;
+  ~Quiet();
+
+ private:
+  NSLog_printf_handler* const handler_;
+};
+
+/// `beginSheetModalForWindow:completionHandler:`, with a handler for compilers without blocks.
+void BeginSheet(NSOpenPanel* panel, NSWindow* window,
+                std::function<void(NSInteger result)> handler);
+
+}  // namespace quarn::dialect

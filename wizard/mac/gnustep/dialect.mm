@@ -1,0 +1,212 @@
+#include "dialect.h"
+
+#include <dlfcn.h>
+#include <objc/runtime.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+
+#include "look.h"
+#include "wizard/environment_locale.h"
+
+// --- The application --------------------------------------------------------------------------
+
+@interface QuarnApplication : NSApplication
+@end
+
+@implementation QuarnApplication
+
+/// Before `run` GNUstep does not follow which window has the keyboard, and drops what is typed into
+/// an early message.
+- (NSWindow*)keyWindow {
+  NSWindow* const window = [super keyWindow];
+  return window != nil ? window : [self modalWindow];
+}
+
+/// GNUstep lets the user close a window behind the message that it waits for.
+- (void)sendEvent:(NSEvent*)event {
+  const bool closes =
+      [event type] == NSAppKitDefined && [event subtype] == static_cast<short>(GSAppKitWindowClose);
+  if (closes && [self modalWindow] != nil && [event window] != [self modalWindow]) return;
+  [super sendEvent:event];
+}
+
+@end
+
+@interface QuarnLastWindow : NSObject
+@end
+
+@implementation QuarnLastWindow
+
+/// GNUstep asks the delegate about the last window only a moment later, and would then end the
+/// process on the spot.
+- (void)willClose:(NSNotification*)notification {
+  [NSApp setDelegate:nil];
+  [NSApp stop:nil];
+}
+
+@end
+
+@implementation NSApplication (QuarnMissing)
+
+/// There is one kind of application only.
+- (BOOL)setActivationPolicy:(NSInteger)policy {
+  return YES;
+}
+
+@end
+
+@implementation NSWindow (QuarnMissing)
+
+/// A window keeps the style that it was made with; messages are made with theirs.
+- (void)setStyleMask:(NSUInteger)style {
+}
+
+@end
+
+namespace quarn::dialect {
+namespace {
+
+constexpr const char* kNoDisplay =
+    "quarn-setup: no display to show the wizard on, which this program needs also with -S: set "
+    "DISPLAY\n";
+
+// What a bundle has as a file.
+constexpr unsigned char kIcon[] = {
+#include "setup_icon_png.inc"
+};
+
+constexpr unichar kEscape = 0x1b;
+constexpr unsigned short kEscapeKeyCode = 53;
+
+unichar LetterOf(NSEvent* event) {
+  NSString* const letters = [event characters];
+  return [letters length] == 1 ? [letters characterAtIndex:0] : 0;
+}
+
+// GNUstep's own ways of what is replaced below.
+unsigned short (*key_code)(NSEvent*, SEL);
+void (*button_key_down)(NSButton*, SEL, NSEvent*);
+
+/// The codes are those of the X server, which differ from one to the next, so Escape is told by
+/// what it types.
+unsigned short KeyCode(NSEvent* self, SEL selector) {
+  return LetterOf(self) == kEscape ? kEscapeKeyCode : key_code(self, selector);
+}
+
+/// GNUstep's Return presses the button that has the keyboard, AppKit's the default one only.
+void ButtonKeyDown(NSButton* self, SEL selector, NSEvent* event) {
+  const unichar letter = LetterOf(event);
+  if (letter == NSCarriageReturnCharacter || letter == NSNewlineCharacter ||
+      letter == NSEnterCharacter) {
+    [[self nextResponder] keyDown:event];
+  } else {
+    button_key_down(self, selector, event);
+  }
+}
+
+/// Gives `method` of `type` another implementation and returns the one that it had.
+template <class Function>
+Function* Replace(Class type, SEL method, Function* implementation) {
+  using AnyFunction = void (*)();
+  const IMP replaced = method_setImplementation(
+      class_getInstanceMethod(type, method),
+      reinterpret_cast<IMP>(reinterpret_cast<AnyFunction>(implementation)));
+  return reinterpret_cast<Function*>(reinterpret_cast<AnyFunction>(replaced));
+}
+
+/// Whether there is a display to open. GNUstep would crash where there is none.
+bool HasDisplay() {
+  void* const library = dlopen("libX11.so.6", RTLD_NOW);
+  if (library == nullptr) return false;
+  const auto open_display =
+      reinterpret_cast<void* (*)(const char*)>(dlsym(library, "XOpenDisplay"));
+  const auto close_display = reinterpret_cast<int (*)(void*)>(dlsym(library, "XCloseDisplay"));
+  void* const display = open_display(nullptr);
+  if (display != nullptr) close_display(display);
+  dlclose(library);
+  return display != nullptr;
+}
+
+}  // namespace
+
+stdx::string LocaleIdentifier() { return EnvironmentLocaleIdentifier(); }
+
+bool PrepareApplication(int, char** argv) {
+  if (!HasDisplay()) {
+    std::fputs(kNoDisplay, stderr);
+    return false;
+  }
+  // Not the user's arguments: GNUstep would take some of them for documents to open.
+  char* arguments[] = {argv[0], nullptr};
+  [NSProcessInfo initializeWithArguments:arguments count:1 environment:environ];
+  // GNUstep's tasks collect every child of the process that ends. The shells of the installation
+  // are none of theirs: a command that loses its status that way counts as failed, and what follows
+  // from that is a rollback.
+  [NSTask class];
+  std::signal(SIGCHLD, SIG_DFL);
+  [[NSUserDefaults standardUserDefaults]
+      registerDefaults:[NSDictionary dictionaryWithObject:@"YES" forKey:@"GSSuppressAppIcon"]];
+  key_code = Replace([NSEvent class], @selector(keyCode), KeyCode);
+  button_key_down = Replace([NSButton class], @selector(keyDown:), ButtonKeyDown);
+  NSApplication* const application = [QuarnApplication sharedApplication];
+  NSImage* const icon =
+      [[NSImage alloc] initWithData:[NSData dataWithBytesNoCopy:const_cast<unsigned char*>(kIcon)
+                                                         length:sizeof(kIcon)
+                                                   freeWhenDone:NO]];
+  [application setApplicationIconImage:icon];
+  [icon release];
+  ApplyLook();
+  return true;
+}
+
+void LeaveRunWhenClosed(NSWindow* window) {
+  // For the life of the process.
+  [[NSNotificationCenter defaultCenter] addObserver:[[QuarnLastWindow alloc] init]
+                                           selector:@selector(willClose:)
+                                               name:NSWindowWillCloseNotification
+                                             object:window];
+}
+
+// --- Controls ---------------------------------------------------------------------------------
+
+void FitLabel(NSTextField* label) {
+  [label setBezeled:NO];
+  [label setSelectable:NO];
+}
+
+/// The tabulator key passes a picture by.
+void FitPicture(NSImageView* picture) { [[picture cell] setRefusesFirstResponder:YES]; }
+
+void FitField(NSTextField* field) { CentreText(field); }
+
+void FitCheckBox(NSButton* box) { DrawCheckMarks(box); }
+
+// --- Odds and ends ----------------------------------------------------------------------------
+
+Quiet::Quiet() : handler_(_NSLog_printf_handler) {
+  _NSLog_printf_handler = [](NSString*) {};
+}
+
+Quiet::~Quiet() { _NSLog_printf_handler = handler_; }
+
+void BeginSheet(NSOpenPanel* panel, NSWindow* window,
+                std::function<void(NSInteger result)> handler) {
+  // What a compiler with blocks would make. It need not outlive this call: the sheet has ended when
+  // GNUstep returns from it.
+  struct Block {
+    void* isa;
+    int flags;
+    int reserved;
+    void (*invoke)(void* block, NSInteger result);
+    const std::function<void(NSInteger)>* handler;
+  };
+  Block block{nullptr, 0, 0,
+              [](void* self, NSInteger result) { (*static_cast<Block*>(self)->handler)(result); },
+              &handler};
+  [panel beginSheetModalForWindow:window
+                completionHandler:reinterpret_cast<GSSavePanelCompletionHandler>(&block)];
+}
+
+}  // namespace quarn::dialect

@@ -1,0 +1,14 @@
+// The wizard on AppKit. Its exit status is 0 whatever happened.
+#include "wizard/app.h"
+#include "wizard/environment_locale.h"
+#include "wizard/mac/appkit_toolkit.h"
+
+int main(int argc, char** argv) {
+  quarn::AppKitToolkit toolkit;
+  quarn::EnsureUtf8Locale();
+  quarn::CInstallerApp app;
+  app.argc = argc;
+  app.argv = argv;
+  quarn::Run(app, toolkit);
+  return 0;
+}
