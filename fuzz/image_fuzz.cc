@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "input_limits.h"
 #include "scratch.h"
 
 #include "core/direct_file_system.h"
@@ -60,6 +61,7 @@ struct AlreadyInflated {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   quarn::fuzz::Scratch();
+  const quarn::fuzz::Limits limits(size, (1 << 20) + (1 << 16), 16);
   image = {data, size};
   quarn::InstallData<AlreadyInflated, ImageInMemory> kit;
   if (kit.Read(u"kit") != 0) {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "input_limits.h"
 #include "scratch.h"
 
 #include "core/direct_file_system.h"
@@ -42,6 +43,7 @@ std::size_t EntriesIn(const std::filesystem::path& directory) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const quarn::fuzz::Limits limits(size, (2 << 20), 16 * 1032);
   const std::filesystem::path& scratch = quarn::fuzz::Scratch();
   const Bytes input(data, size);
   const std::filesystem::path path = scratch / "kit";

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <string>
 
+#include "input_limits.h"
 #include "scratch.h"
 
 #include "config/launcher_config.h"
@@ -24,6 +25,7 @@ std::string Contents(const std::filesystem::path& path) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const quarn::fuzz::Limits limits(size, 1 << 16, 512);
   const std::filesystem::path file = quarn::fuzz::Scratch() / "qlaunch.cfg";
   quarn::fuzz::WriteFile(file, {data, size});
   const stdx::u16string path = quarn::ToUtf16(file.c_str());

@@ -1,6 +1,7 @@
 // Random operations on three strings that share blocks, against three standard strings.
 #include <string>
 
+#include "input_limits.h"
 #include "scratch.h"
 
 #include "core/basic_string.h"
@@ -132,6 +133,7 @@ void Run(Input input) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const quarn::fuzz::Limits limits(size, 1 << 16, 1 << 15);
   Run<char16_t>(Input({data, size}));
   Run<char>(Input({data, size}));
   return 0;

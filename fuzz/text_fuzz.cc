@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "input_limits.h"
 #include "scratch.h"
 
 #include "core/text.h"
@@ -10,6 +11,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using quarn::fuzz::Require;
   quarn::fuzz::Scratch();
+  const quarn::fuzz::Limits limits(size, 1 << 12, 64);
   // Exact allocations, without a terminator behind them.
   const std::vector<char> bytes(data, data + size);
   std::vector<char16_t> units(size / 2);
