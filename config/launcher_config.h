@@ -139,7 +139,7 @@ struct LauncherConfig {
 };
 
 /// Reads `common` from the product's launcher file and `own` from the launcher's, or with
-/// `altProfile` from the launcher's and the alternate launcher's. Never fails.
+/// `altProfile` from the launcher's and the alternate launcher's. What cannot be read is missing.
 void LoadLauncherConfig(LauncherConfig& store);
 
 /// Writes `own` to its file, making the directory if there's no such file. When that throws, makes

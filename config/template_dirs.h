@@ -63,7 +63,7 @@ struct TemplateDirs {
 
 /// Looks for the recorded directories in the launcher's file or, where there is none, in the
 /// alternate launcher's, each with its common file; offers the first writable one or else the
-/// default. Never fails; without a usable home directory nothing is offered.
+/// default. Without a usable home directory nothing is offered. Throws std::bad_alloc only.
 TemplateDirs ResolveTemplateDirs();
 
 /// Records an installation into `directory`: puts it at the front of `locations` and saves these

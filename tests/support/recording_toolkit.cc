@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iomanip>
+#include <new>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -173,9 +174,12 @@ const RecordedControl& RecordingToolkit::Button(ButtonAction action) const {
 
 // --- Toolkit ----------------------------------------------------------------------------------
 
-void RecordingToolkit::CheckCall() const {
+void RecordingToolkit::CheckCall(const char* operation) const {
   EXPECT_EQ(std::this_thread::get_id(), thread_) << "a call from another thread";
   EXPECT_TRUE(set_up_) << "a call before the application was set up";
+  if (failure_.operation == operation && failure_.calls_left > 0 && --failure_.calls_left == 0) {
+    throw std::bad_alloc();
+  }
 }
 
 RecordedControl& RecordingToolkit::Of(ToolkitControl* control) const {

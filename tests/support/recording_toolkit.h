@@ -86,6 +86,10 @@ class RecordingToolkit final : public Toolkit {
   std::function<void()> while_set_up;
   /// Where the content of the main window lies on the screen.
   Point window_position{0, 0};
+  /// Lets the `number`-th (from 1) call of an operation fail for lack of memory. Of the operations
+  /// on a control, those that make one count together, and those that change or ask one.
+  void FailCall(const std::string& operation, int number) { failure_ = {operation, number}; }
+  bool call_failed() const { return failure_.calls_left == 0; }
 
   // --- The user -------------------------------------------------------------------------------
 
@@ -188,7 +192,12 @@ class RecordingToolkit final : public Toolkit {
     std::function<void()> dispatch;
   };
 
-  void CheckCall() const;
+  struct Failure {
+    std::string operation;
+    int calls_left = -1;
+  };
+
+  void CheckCall(const char* operation = __builtin_FUNCTION()) const;
   RecordedControl& Of(ToolkitControl* control) const;
   RecordedControl& Make(ToolkitView* view, ControlKind kind, const Frame& frame,
                         const stdx::string& text);
@@ -200,6 +209,7 @@ class RecordingToolkit final : public Toolkit {
   std::thread::id thread_ = std::this_thread::get_id();
   std::function<void()> story_;
   std::function<void()> on_turn_;
+  mutable Failure failure_;
   std::deque<Event> events_;
   std::deque<std::string> answers_;
   std::function<void()> while_asked_;

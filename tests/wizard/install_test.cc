@@ -290,6 +290,22 @@ TEST_F(Install, AMessageThatCannotBeShownIsReplacedAndTheErrorPageFollows) {
   RunWizard();
 }
 
+TEST_F(Install, ATurnThatFailsEndsTheLoopAndTheErrorPageFollows) {
+  HoldAt40();
+  At(40, [] { throw std::bad_alloc(); });
+  toolkit.Story([&] {
+    InstallInto(target());
+    Open();
+    EXPECT_EQ(toolkit.messages(), (std::vector<ShownMessage>{Error("Installation error")}));
+    EXPECT_EQ(toolkit.controller().page(), kStateError);
+    EXPECT_EQ(toolkit.VisibleTexts(), (std::vector<std::string>{kErrorText}));
+    toolkit.Press("Finish");
+    EXPECT_FALSE(toolkit.window_open());
+  });
+  RunExample();
+  EXPECT_FALSE(fs::exists(own_cfg())) << "what nobody watched to its end is not recorded";
+}
+
 // --- Closing meanwhile -------------------------------------------------------------------------
 
 TEST_F(Install, EscapeAnsweredNoChangesNothing) {
@@ -412,31 +428,6 @@ TEST_F(Install, CancelThenFailureEndsTheWorker) {
   // This would not return while a worker stood at the gate in a second pass.
   RunWizard();
   EXPECT_EQ(toolkit.messages(), (std::vector<ShownMessage>{Error("Installation error")}));
-}
-
-// A stop may overtake the start of the worker, which then ends without a word.
-TEST_F(Install, ACancelBeforeTheWorkerHasBegunEndsTheInstallation) {
-  WriteKit(KitBuilder());
-  int overtaken = 0;
-  for (int i = 0; i < 50; ++i) {
-    RecordingToolkit other;
-    other.OnTurn([&] {
-      other.OnTurn(nullptr);
-      other.Press("Cancel");
-    });
-    other.Story([&] {
-      other.Press("Next >");
-      other.Type(target().string());
-      other.Press("Next >");
-      if (other.controller().page() == kStateError) {
-        EXPECT_EQ(other.messages(), (std::vector<ShownMessage>{Error("Preparing to copy...")}));
-        ++overtaken;
-      }
-      other.Press("Finish");
-    });
-    RunProgram(other, {"setup", "usecwd", "-Len"});
-  }
-  std::cout << overtaken << " of 50 overtaken\n";
 }
 
 // --- A slow reader -----------------------------------------------------------------------------

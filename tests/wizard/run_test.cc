@@ -206,6 +206,18 @@ TEST_F(Start, ASilentRunThatFailsTellsAndEnds) {
   EXPECT_FALSE(fs::exists(own_cfg()));
 }
 
+// A home directory that the locale cannot express has no place for templates.
+TEST_F(Start, ASilentRunWithoutADirectoryToOfferTellsAndInstallsNothing) {
+  WriteKit(ExampleKit());
+  setenv("HOME", (home() / "\xff").c_str(), 1);
+  RunWizard({"-S", "-Len"});
+  setenv("HOME", home().c_str(), 1);
+  EXPECT_EQ(toolkit.messages(),
+            (std::vector<ShownMessage>{Error(TextOf("en", "IDS_SETUP_EMPTYTARGET"))}));
+  EXPECT_EQ(toolkit.turns(), 0) << "no installation began";
+  EXPECT_TRUE(fs::is_empty(home()));
+}
+
 TEST_F(Start, EveryLanguageReachesTheDirectoryPage) {
   WriteKit(ExampleKit());
   for (const auto& [id, entry] : Languages()) {

@@ -1,5 +1,5 @@
 // In a file of its own, so that no compiler looks into `new` and `delete` at their callers.
-#include "tests/wizard/allocation_limit.h"
+#include "tests/support/allocation_limit.h"
 
 #include <atomic>
 #include <cstdlib>

@@ -1,0 +1,41 @@
+// A system that runs out of memory while a launcher's file is read: what was not read must not be
+// lost with the next rewrite.
+#include "config/template_dirs.h"
+#include "tests/config/config_support.h"
+#include "tests/support/allocation_limit.h"
+
+namespace quarn::testing {
+namespace {
+
+class ConfigMemory : public ScratchTest {
+ protected:
+  std::filesystem::path Own() const { return home() / ".Orbex/qlaunch/qlaunch.cfg"; }
+};
+
+TEST_F(ConfigMemory, ThatDoesNotSufficeForAFileLeavesItAsItIs) {
+  const std::string before = "First=1\nLong=" + std::string(0x100000, 'x') + "\nLast=2\n";
+  WriteFile(Own(), before);
+  LauncherConfig store;
+  {
+    const AllocationLimit limit(0x80000);
+    LoadLauncherConfig(store);
+  }
+  EXPECT_NE(FindConfigValues(store.own, u"First"), nullptr) << "read before the memory ran out";
+  EXPECT_EQ(FindConfigValues(store.own, u"Last"), nullptr);
+  EXPECT_THROW(SaveLauncherConfig(store), int);
+  EXPECT_EQ(ReadFile(Own()), before);
+}
+
+TEST_F(ConfigMemory, ThatSufficesAgainLetsTheNextRewriteThrough) {
+  WriteFile(Own(), "Long=" + std::string(0x100000, 'x') + "\n");
+  {
+    const AllocationLimit limit(0x80000);
+    EXPECT_THROW(SaveTemplateLocations({u"/templates"}, false), int);
+  }
+  SaveTemplateLocations({u"/templates"}, false);
+  EXPECT_EQ(ReadFile(Own()),
+            "Long=" + std::string(0x100000, 'x') + "\nConfigurationTemplatesLocation=/templates\n");
+}
+
+}  // namespace
+}  // namespace quarn::testing
