@@ -1,3 +1,5 @@
+#include "tools/tpk/pack.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -22,19 +24,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Options {
-  fs::path source;
-  fs::path kit;
-  std::string name;
-  std::string provider;
-  std::string description;
-  std::optional<int> level;
-  bool no_manifest = false;
-  bool strict = false;
-  bool force = false;
-  bool dry_run = false;
-};
-
 stdx::u16string TextOption(const char* option, const std::string& value) {
   const auto text = Utf16FromUtf8(value);
   if (!text) {
@@ -48,7 +37,7 @@ struct Source {
   fs::path manifest_path;  ///< empty where there is none
 };
 
-Manifest ManifestFromOptions(const Options& options) {
+Manifest ManifestFromOptions(const PackOptions& options) {
   config::ProductInfo product;
   product.language = u"en";
   product.name = TextOption("--name", options.name);
@@ -62,7 +51,7 @@ Manifest ManifestFromOptions(const Options& options) {
   return manifest;
 }
 
-Source ReadSource(const Options& options) {
+Source ReadSource(const PackOptions& options) {
   std::error_code ignored;
   Source source;
   if (!fs::is_directory(options.source, ignored)) {
@@ -84,21 +73,6 @@ Source ReadSource(const Options& options) {
   return source;
 }
 
-/// The newest time that files may have of their own, where the caller limits it to get the same
-/// kit on every machine.
-std::optional<std::uint64_t> NewestTime() {
-  const char* const value = std::getenv("SOURCE_DATE_EPOCH");
-  if (value == nullptr) return std::nullopt;
-  char* end = nullptr;
-  errno = 0;
-  const long long seconds = std::strtoll(value, &end, 10);
-  // Beyond the year 9999 somebody has passed something else.
-  if (end == value || *end != '\0' || errno != 0 || seconds < 0 || seconds > 253402300799) {
-    throw Failure(ExitCode::kUsage, "usage", "SOURCE_DATE_EPOCH is not a number of seconds");
-  }
-  return UnixSecondsToTicks(seconds);
-}
-
 bool IsSame(const fs::path& a, const fs::path& b) {
   std::error_code error;
   return fs::equivalent(a, b, error) && !error;
@@ -118,7 +92,7 @@ SourceTree Scan(const Source& source, const fs::path& kit) {
 
 KitContents Collect(const Source& source, const SourceTree& tree, Findings& findings) {
   const Manifest& manifest = source.manifest;
-  const std::optional<std::uint64_t> newest = NewestTime();
+  const std::optional<std::uint64_t> newest = SourceDateEpoch();
   KitContents contents;
   contents.single_product = manifest.single_product;
   contents.products = manifest.products;
@@ -165,7 +139,40 @@ Findings CheckKit(const Source& source, const SourceTree& tree, const KitContent
   return findings;
 }
 
-ExitCode Pack(const Options& options, Output& output) {
+ExitCode Pack(const PackOptions& options, Output& output) {
+  const PackedKit packed = PackKit(options, output);
+  Json fields{{"kit", options.kit.string()},
+              {"dry_run", options.dry_run},
+              {"files", packed.files},
+              {"warnings", packed.warnings},
+              {"image_bytes", packed.image_size}};
+  std::string text = fmt::format("{} {} of {} into {}", options.dry_run ? "would pack" : "packed",
+                                 Counted(packed.files, "file"), FormatSize(packed.image_size),
+                                 Printable(options.kit.string()));
+  if (!options.dry_run) {
+    fields["kit_bytes"] = packed.kit_size;
+    text += fmt::format(" ({})", FormatSize(packed.kit_size));
+  }
+  output.Result("pack", ExitCode::kFine, fields, text);
+  return ExitCode::kFine;
+}
+
+}  // namespace
+
+std::optional<std::uint64_t> SourceDateEpoch() {
+  const char* const value = std::getenv("SOURCE_DATE_EPOCH");
+  if (value == nullptr) return std::nullopt;
+  char* end = nullptr;
+  errno = 0;
+  const long long seconds = std::strtoll(value, &end, 10);
+  // Beyond the year 9999 somebody has passed something else.
+  if (end == value || *end != '\0' || errno != 0 || seconds < 0 || seconds > 253402300799) {
+    throw Failure(ExitCode::kUsage, "usage", "SOURCE_DATE_EPOCH is not a number of seconds");
+  }
+  return UnixSecondsToTicks(seconds);
+}
+
+PackedKit PackKit(const PackOptions& options, Output& output) {
   const Source source = ReadSource(options);
   OutputFile::CheckPlace(options.kit, options.force);
   const SourceTree tree = Scan(source, options.kit);
@@ -181,34 +188,29 @@ ExitCode Pack(const Options& options, Output& output) {
         "exclude or rename what is named above");
   }
 
-  const std::uint64_t image_size = ImageSize(contents);
-  Json fields{{"kit", options.kit.string()},
-              {"dry_run", options.dry_run},
-              {"files", contents.files.size()},
-              {"warnings", findings.warning_count()},
-              {"image_bytes", image_size}};
-  std::string text = fmt::format("{} {} of {} into {}", options.dry_run ? "would pack" : "packed",
-                                 Counted(contents.files.size(), "file"), FormatSize(image_size),
-                                 Printable(options.kit.string()));
-  if (!options.dry_run) {
-    OutputFile file(options.kit, options.force);
-    {
-      Progress progress(output, "packing", image_size);
-      WriteKit(contents, source.manifest.level, file,
-               [&](std::uint64_t done) { progress.Update(done); });
-    }
-    file.Commit();
-    fields["kit_bytes"] = file.size();
-    text += fmt::format(" ({})", FormatSize(file.size()));
+  PackedKit packed;
+  packed.root = source.manifest.root;
+  packed.products = contents.products;
+  packed.files = contents.files.size();
+  packed.warnings = findings.warning_count();
+  packed.image_size = ImageSize(contents);
+  for (const KitEntry& file : contents.files) {
+    packed.newest_time = std::max(packed.newest_time, file.time);
   }
-  output.Result("pack", ExitCode::kFine, fields, text);
-  return ExitCode::kFine;
+  if (options.dry_run) return packed;
+  OutputFile file(options.kit, options.force);
+  {
+    Progress progress(output, "packing", packed.image_size);
+    WriteKit(contents, source.manifest.level, file,
+             [&](std::uint64_t done) { progress.Update(done); });
+  }
+  file.Commit();
+  packed.kit_size = file.size();
+  return packed;
 }
 
-}  // namespace
-
 void AddPack(CommandLine& line) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<PackOptions>();
   CLI::App* const verb = AddVerb(line, "pack", "Make a kit from a folder or a manifest",
                                  [options](Output& output) { return Pack(*options, output); });
   verb->add_option("SOURCE", options->source,
