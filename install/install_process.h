@@ -215,6 +215,8 @@ class InstallProcess {
 
   /// Discards what was moved aside. The installed files stay, whatever fails here.
   void Commit() {
+    // A policy may have to know that there is no way back before the first of it goes.
+    if constexpr (requires { Files::WillCommit(); }) Quietly([] { Files::WillCommit(); });
     Quietly([&] { RemoveTree(transaction().staging_directory); });
   }
 

@@ -13,10 +13,10 @@
 #include "tools/tpk/checks.h"
 #include "tools/tpk/command.h"
 #include "tools/tpk/format.h"
+#include "tools/tpk/install_place.h"
 #include "tools/tpk/kit_data.h"
 #include "tools/tpk/kit_facts.h"
 #include "tools/tpk/plan.h"
-#include "tools/tpk/private_temp.h"
 #include "tools/tpk/utf.h"
 
 namespace quarn::tpk {
@@ -58,16 +58,6 @@ class Ticker {
   std::thread thread_;
 };
 
-/// The nearest folder on the way to `target` that exists. What is moved aside stays on its volume
-/// there, where moving it back cannot fail for want of room.
-fs::path NearestFolder(fs::path target) {
-  std::error_code ignored;
-  while (!fs::is_directory(target, ignored) && target != target.root_path()) {
-    target = target.has_filename() ? target.parent_path() : target.parent_path().parent_path();
-  }
-  return target;
-}
-
 /// How many bytes the files have that a pass has behind it when it reports a percent, which counts
 /// files. The last entry is the total.
 template <class Kit>
@@ -80,6 +70,21 @@ std::array<std::uint64_t, 101> BytesByPercent(const Kit& kit) {
   }
   for (std::size_t i = 1; i < bytes.size(); ++i) bytes[i] += bytes[i - 1];
   return bytes;
+}
+
+/// The names below the target, in the bytes in which the engine hands them to the system.
+template <class Kit>
+std::vector<std::string> InstalledNames(const Kit& kit) {
+  std::vector<std::string> names;
+  names.reserve(kit.files().size());
+  for (const auto& file : kit.files()) {
+    names.emplace_back(ToNarrow(UpToZero(InstalledPath({}, file.name))).view());
+    if (!IsPlaceName(names.back())) continue;
+    throw Failure(ExitCode::kBadKit, "dangerous-kit",
+                  fmt::format("the kit has {}, where an installation keeps its own files",
+                              Printable(names.back())));
+  }
+  return names;
 }
 
 template <class Kit>
@@ -107,16 +112,26 @@ std::uint32_t RunPass(Kit& kit, const fs::path& target, Output& output) {
 
 template <class Kit>
 ExitCode Install(Kit& kit, const fs::path& target, Output& output) {
-  const PrivateTemp temp(NearestFolder(target));
+  const std::vector<std::string> names = InstalledNames(kit);
+  InstallPlace place(target, [&output](const std::string& text) { output.Note(text); });
+  place.Begin(names);
   ThrowIfCancelled();
   ToolFileSystem::StartOver();
+  ToolFileSystem::AtCommit([&place] { place.Commit(); });
   const std::uint64_t written_before = ToolFileSystem::FilesWritten();
   const std::uint32_t code = RunPass(kit, target, output);
-  if (code == kErrorCancelled) {
-    throw Failure(ExitCode::kCancelled, "cancelled", "cancelled; everything is as it was");
-  }
+  ToolFileSystem::AtCommit(nullptr);
   if (code != 0) {
-    ThrowProblemAt("cannot install into " + Printable(target.string()), "everything is as it was");
+    const std::string end = place.HoldsFiles()
+                                ? fmt::format(
+                                      "not all of what was there could be put back: it lies in "
+                                      "{}, and the next tpk install tries again",
+                                      Printable(place.path().native()))
+                                : "everything is as it was";
+    if (code == kErrorCancelled) {
+      throw Failure(ExitCode::kCancelled, "cancelled", "cancelled; " + end);
+    }
+    ThrowProblemAt("cannot install into " + Printable(target.string()), end);
   }
   const std::uint64_t written = ToolFileSystem::FilesWritten() - written_before;
   const std::uint64_t kept = kit.files().size() - written;

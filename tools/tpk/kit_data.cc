@@ -47,6 +47,7 @@ struct Problem {
   std::string text;
 };
 
+std::function<void()> at_commit;
 std::atomic<std::uint64_t> files_written = 0;
 std::atomic<std::uint64_t> bytes_written_in_all = 0;
 
@@ -149,6 +150,12 @@ void ThrowProblemAt(const std::string& what, const std::string& then) {
   if (!problem.text.empty()) text += ": " + problem.text;
   Throw(problem, text + "; " + then);
 }
+
+void ToolFileSystem::WillCommit() {
+  if (at_commit) at_commit();
+}
+
+void ToolFileSystem::AtCommit(std::function<void()> action) { at_commit = std::move(action); }
 
 std::uint64_t ToolFileSystem::FilesWritten() noexcept { return files_written; }
 std::uint64_t ToolFileSystem::BytesWritten() noexcept { return bytes_written_in_all; }

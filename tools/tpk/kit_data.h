@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -37,6 +38,11 @@ struct ToolFileSystem : DirectFileSystem {
   /// What the run has written so far. Any thread.
   static std::uint64_t FilesWritten() noexcept;
   static std::uint64_t BytesWritten() noexcept;
+
+  /// Called by an installation whose files are all there, before it discards what it moved aside.
+  static void WillCommit();
+  /// What `WillCommit` does; nothing at first. Between two pieces of work.
+  static void AtCommit(std::function<void()> action);
 
   /// Keeps the first problem that is noted after `StartOver`, and the path that it is about, if
   /// any. Any thread.

@@ -18,6 +18,7 @@
 #include "tools/tpk/cancel.h"
 #include "tools/tpk/command.h"
 #include "tools/tpk/format.h"
+#include "tools/tpk/install_place.h"
 #include "tools/tpk/kit_data.h"
 #include "tools/tpk/kit_facts.h"
 #include "tools/tpk/utf.h"
@@ -129,6 +130,11 @@ ExitCode PrintPlan(const std::vector<PlannedFile>& plan, const char* verb, const
           return fmt::format("{:<8}{}{}", Name(file.prospect), Printable(file.path),
                              file.reason.empty() ? "" : ": " + file.reason);
         });
+  }
+  if (InstallPlace::LeftBehind(target)) {
+    output.Note(
+        "another installation into this folder has not ended; if it was interrupted, the next one "
+        "undoes it first");
   }
   Json fields{{"target", target.string()}, {"files", plan.size()}};
   std::string text;

@@ -16,9 +16,18 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Where `path` leads from, whatever the working directory: a kit's temporary files are named by
-/// their full paths.
-fs::path Pattern(const fs::path& parent) { return fs::absolute(parent) / ".tpk-XXXXXX"; }
+fs::path MakeUnique() {
+  const fs::path parent = TempDirectory();
+  // In full, whatever the working directory: a kit's temporary files are named by their full paths.
+  std::string name = fs::absolute(parent) / ".tpk-XXXXXX";
+  if (mkdtemp(name.data()) == nullptr) {
+    throw SystemFailure("cannot make a temporary directory in " + Printable(parent.native()),
+                        errno);
+  }
+  return name;
+}
+
+}  // namespace
 
 fs::path TempDirectory() {
   stdx::u16string directory;
@@ -26,38 +35,27 @@ fs::path TempDirectory() {
   return Utf8FromUtf16(directory.view());
 }
 
-bool MakeUnique(fs::path& path) {
-  std::string name = Pattern(path);
-  if (mkdtemp(name.data()) == nullptr) return false;
-  path = name;
-  return true;
-}
-
-}  // namespace
-
-PrivateTemp::PrivateTemp(const fs::path& parent) {
-  path_ = parent;
-  if (parent.empty() || !MakeUnique(path_)) {
-    path_ = TempDirectory();
-    if (!MakeUnique(path_)) {
-      throw SystemFailure("cannot make a temporary directory in " + path_.string(), errno);
-    }
-  }
+TempVariable::TempVariable(const fs::path& directory) {
   if (const char* const variable = getenv("TMPDIR")) {
     had_variable_ = true;
     variable_ = variable;
   }
-  setenv("TMPDIR", path_.c_str(), 1);
+  setenv("TMPDIR", directory.c_str(), 1);
 }
 
-PrivateTemp::~PrivateTemp() {
-  std::error_code ignored;
-  fs::remove_all(path_, ignored);
+TempVariable::~TempVariable() {
   if (had_variable_) {
     setenv("TMPDIR", variable_.c_str(), 1);
   } else {
     unsetenv("TMPDIR");
   }
+}
+
+PrivateTemp::PrivateTemp() : path_(MakeUnique()), variable_(path_) {}
+
+PrivateTemp::~PrivateTemp() {
+  std::error_code ignored;
+  fs::remove_all(path_, ignored);
 }
 
 }  // namespace quarn::tpk

@@ -1,18 +1,34 @@
-// The private temporary directory of a run: the image of a kit and the staging directory of an
-// installation lie in it, so that nothing of theirs outlives the run or meets anybody else's files.
+// The private temporary directory of a run: the image of a kit lies in it, so that nothing of its
+// outlives the run or meets anybody else's files.
 #pragma once
 
 #include <filesystem>
 
 namespace quarn::tpk {
 
-/// A new directory that only the user can enter, in `parent` or else in the directory for
-/// temporary files, with TMPDIR pointing to it. Removed with all it holds at the end, TMPDIR being
-/// what it was. One at a time, and on the main thread while there is no other.
+/// The directory for temporary files.
+std::filesystem::path TempDirectory();
+
+/// TMPDIR points to a directory while one of these lives, and is afterwards what it was. On the
+/// main thread while there is no other.
+class TempVariable {
+ public:
+  explicit TempVariable(const std::filesystem::path& directory);
+  TempVariable(const TempVariable&) = delete;
+  TempVariable& operator=(const TempVariable&) = delete;
+  ~TempVariable();
+
+ private:
+  bool had_variable_ = false;
+  std::filesystem::path variable_;
+};
+
+/// A new directory that only the user can enter, in the directory for temporary files, with TMPDIR
+/// pointing to it. Removed with all it holds at the end.
 class PrivateTemp {
  public:
   /// Throws Failure when no directory can be made.
-  explicit PrivateTemp(const std::filesystem::path& parent = {});
+  PrivateTemp();
   PrivateTemp(const PrivateTemp&) = delete;
   PrivateTemp& operator=(const PrivateTemp&) = delete;
   ~PrivateTemp();
@@ -21,8 +37,7 @@ class PrivateTemp {
 
  private:
   std::filesystem::path path_;
-  bool had_variable_ = false;
-  std::filesystem::path variable_;
+  TempVariable variable_;
 };
 
 }  // namespace quarn::tpk
