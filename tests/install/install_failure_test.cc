@@ -213,6 +213,23 @@ TYPED_TEST(InstallFailureTest, AStagingPathThatCannotBeMadeEndsThePass) {
   this->ExpectRolledBack({});
 }
 
+// The same codes from the making of the directory that a file is moved aside to: there is nothing
+// to be moved there, the pass takes it.
+TYPED_TEST(InstallFailureTest, CodesTwoAndThreeOfTheStagingPathMeanThatNothingWasThere) {
+  for (const std::uint32_t code : {2u, 3u}) {
+    this->Prepare();
+    FaultScript::Get().OnPath(Op::kMakeDirectory, this->InTemporary("kstage0/a"), Code(code));
+    if (TestFixture::kRestores) {
+      EXPECT_EQ(this->installation().Run(), 87u);
+      this->ExpectStatuses(0, 87);
+      this->ExpectRolledBack({});
+    } else {
+      EXPECT_EQ(this->installation().Run(), 0u);
+      EXPECT_EQ(ReadFile(this->target() / "a/old.txt"), "new");
+    }
+  }
+}
+
 // --- The directory cannot be made ----------------------------------------------------------------
 
 TYPED_TEST(InstallFailureTest, AParentDirectoryThatCannotBeMadeEndsThePass) {

@@ -124,6 +124,15 @@ TYPED_TEST(InstallPassTest, AFileWithAPartOfASecondIsCopiedByEveryPass) {
   }
 }
 
+// Times are unsigned: what has the highest bit is far in the future and no date before all others.
+TYPED_TEST(InstallPassTest, AKitTimeWithTheHighestBitIsNewerThanAnyFile) {
+  WriteFile(this->target() / "a", "installed");
+  SetMTime(this->target() / "a", 4000000000);
+  auto installation = this->Prepare(KitBuilder().File(u"a", "kit", std::uint64_t{1} << 63));
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(ReadFile(this->target() / "a"), "kit");
+}
+
 TYPED_TEST(InstallPassTest, StagingTakesTheFirstFreeNumber) {
   struct Case {
     std::vector<const char*> taken;
@@ -405,6 +414,11 @@ TYPED_TEST(InstallPassTest, RemoveTreeTakesADirectoryWithAllItHolds) {
     EXPECT_EQ(Process::RemoveTree(U16((this->target() / "x").string() + end)), 0u);
     EXPECT_EQ(Tree(this->target()), TreeMap());
   }
+  // A backslash at the end counts as separator enough, and names another directory.
+  WriteFile(this->target() / "x\\" / "file", "");
+  WriteFile(this->target() / "x" / "file", "");
+  EXPECT_EQ(Process::RemoveTree(U16(this->target() / "x") + u'\\'), 0u);
+  EXPECT_TRUE(fs::exists(this->target() / "x" / "file"));
   EXPECT_EQ(Process::RemoveTree(U16(this->target() / "missing")), 0u);
   EXPECT_EQ(Process::RemoveTree(u""), 0u);
 }

@@ -1,5 +1,5 @@
 // Every kind of damage has a name. Whatever it is, reading the kit ends with its code, at once,
-// with no image left behind and without allocating more than the image holds.
+// with no image left behind and with memory in proportion to what the image really holds.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -277,6 +277,29 @@ TEST_F(EveryCutTest, AnyBytesInTheTablesEndInACodeWithoutMuchMemory) {
     ASSERT_LE(meter.largest(), 32768u);
     ASSERT_EQ(fs::is_empty(tmp()), code != 0);
     if (code == 0) fs::remove(Path(data.image_path()));
+  }
+}
+
+class ManyRecordsTest : public ScratchTest {};
+
+// The smallest records cost the most memory: the frame of a record for its few bytes, and that of
+// those before while their list grows.
+TEST_F(ManyRecordsTest, OfTheSmallestSizeTakeAFewTimesTheirImage) {
+  KitBuilder products, files;
+  for (int i = 0; i < 50000; ++i) {
+    products.Product(u"", u"", u"", u"");
+    files.FileAt(u"", 0, 0);
+  }
+  products.CutAt("file count", 3);
+  files.CutAt("file 49999 data size", 3);
+  for (const KitBuilder& kit : {products, files}) {
+    WriteFile(root() / "quarn.tpk", kit.Kit());
+    const std::size_t image_size = kit.Image().size();
+    InstallData<LZCompressor, DirectFileSystem> data;
+    const AllocationMeter meter;
+    EXPECT_EQ(data.Read(U16(root() / "quarn.tpk")), kTables);
+    EXPECT_LE(meter.peak(), 16 * image_size);
+    EXPECT_TRUE(fs::is_empty(tmp()));
   }
 }
 
