@@ -190,17 +190,23 @@ TYPED_TEST(InstallFailureTest, AFailingMoveOfTheFirstFileCostsNoDirectoryOfTheTa
 
 // Deliberate over the ordinary policy: such a file is written over in place. A restoring policy
 // must be able to put it back.
-TYPED_TEST(InstallFailureTest, CodesTwoAndThreeOfTheMoveMeanThatNothingWasThere) {
-  for (const std::uint32_t code : {2u, 3u}) {
-    this->Prepare();
-    FaultScript::Get().On(Op::kMove, 1, Code(code));
-    if (TestFixture::kRestores) {
-      EXPECT_EQ(this->installation().Run(), 87u);
-      this->ExpectStatuses(0, 87);
-      this->ExpectRolledBack({});
-    } else {
-      EXPECT_EQ(this->installation().Run(), 0u);
-      EXPECT_EQ(ReadFile(this->target() / "a/old.txt"), "new");
+TYPED_TEST(InstallFailureTest, CodesTwoAndThreeOfTheBackupMeanThatNothingWasThere) {
+  for (const Op op : {Op::kMakeDirectory, Op::kMove}) {
+    for (const std::uint32_t code : {2u, 3u}) {
+      this->Prepare();
+      if (op == Op::kMove) {
+        FaultScript::Get().On(op, 1, Code(code));
+      } else {
+        FaultScript::Get().OnPath(op, this->InTemporary("kstage0/a"), Code(code));
+      }
+      if (TestFixture::kRestores) {
+        EXPECT_EQ(this->installation().Run(), 87u);
+        this->ExpectStatuses(0, 87);
+        this->ExpectRolledBack({});
+      } else {
+        EXPECT_EQ(this->installation().Run(), 0u);
+        EXPECT_EQ(ReadFile(this->target() / "a/old.txt"), "new");
+      }
     }
   }
 }
@@ -211,23 +217,6 @@ TYPED_TEST(InstallFailureTest, AStagingPathThatCannotBeMadeEndsThePass) {
   EXPECT_EQ(this->installation().Run(), 87u);
   this->ExpectStatuses(0, 87);
   this->ExpectRolledBack({});
-}
-
-// The same codes from the making of the directory that a file is moved aside to: there is nothing
-// to be moved there, the pass takes it.
-TYPED_TEST(InstallFailureTest, CodesTwoAndThreeOfTheStagingPathMeanThatNothingWasThere) {
-  for (const std::uint32_t code : {2u, 3u}) {
-    this->Prepare();
-    FaultScript::Get().OnPath(Op::kMakeDirectory, this->InTemporary("kstage0/a"), Code(code));
-    if (TestFixture::kRestores) {
-      EXPECT_EQ(this->installation().Run(), 87u);
-      this->ExpectStatuses(0, 87);
-      this->ExpectRolledBack({});
-    } else {
-      EXPECT_EQ(this->installation().Run(), 0u);
-      EXPECT_EQ(ReadFile(this->target() / "a/old.txt"), "new");
-    }
-  }
 }
 
 // --- The directory cannot be made ----------------------------------------------------------------

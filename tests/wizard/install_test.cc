@@ -46,6 +46,16 @@ class Install : public WizardTest {
     gate->LetThrough();
     gate.reset();
   }
+  /// Behind a gate, a file stands where the kit needs a directory. The first pass fails on it, and
+  /// its rollback removes it with the directory; the second pass succeeds.
+  void PrepareFailureThatMends() {
+    KitBuilder kit;
+    kit.File(u"gate\\gate.txt", "");
+    kit.File(u"dir\\blocked\\file.txt", "text");
+    WriteKit(kit);
+    gate = std::make_unique<Gate>(target() / "gate" / "gate.txt");
+    WriteFile(target() / "dir" / "blocked", "a file");
+  }
   void RunExample() {
     WriteKit(ExampleKit());
     RunWizard();
@@ -432,15 +442,8 @@ TEST_F(Install, CancelThenFailureEndsTheWorker) {
 
 // --- A slow reader -----------------------------------------------------------------------------
 
-// A file stands where the kit needs a directory. The first pass fails on it, and its rollback
-// removes it with the directory; the second pass succeeds.
 TEST_F(Install, ASlowReaderMissesAFailureThatTheNextPassMends) {
-  KitBuilder kit;
-  kit.File(u"gate\\gate.txt", "");
-  kit.File(u"dir\\blocked\\file.txt", "text");
-  WriteKit(kit);
-  gate = std::make_unique<Gate>(target() / "gate" / "gate.txt");
-  WriteFile(target() / "dir" / "blocked", "a file");
+  PrepareFailureThatMends();
   bool slow = false;
   toolkit.OnTurn([&] {
     if (std::exchange(slow, true)) return;
@@ -463,12 +466,7 @@ TEST_F(Install, ASlowReaderMissesAFailureThatTheNextPassMends) {
 }
 
 TEST_F(Install, AFastReaderSeesTheSameFailure) {
-  KitBuilder kit;
-  kit.File(u"gate\\gate.txt", "");
-  kit.File(u"dir\\blocked\\file.txt", "text");
-  WriteKit(kit);
-  gate = std::make_unique<Gate>(target() / "gate" / "gate.txt");
-  WriteFile(target() / "dir" / "blocked", "a file");
+  PrepareFailureThatMends();
   bool first = true;
   toolkit.OnTurn([&] {
     if (!std::exchange(first, false)) return;
