@@ -1,11 +1,14 @@
 """Where the executables differ as a user sees them. Everything else is the same for all of them."""
 
+from desktop import SCREEN
+
 
 class Qt:
     """The wizard on Qt."""
 
     press_seconds = 0.03
     offers = {"no display", "scaling", "screen reader", "wayland"}
+    corner = (0, 0)  # where screens begin: at the top
 
     def chooser_of(self, wizard):
         """The folder chooser, once it is open."""
@@ -24,6 +27,7 @@ class AppKit:
 
     press_seconds = 0.25  # what is shorter may be overlooked
     offers = {"bundle"}
+    corner = (0, SCREEN[1] - 360)  # where screens begin: at the bottom
 
     def chooser_of(self, wizard):
         """The folder chooser, once it is open."""

@@ -4,6 +4,8 @@ import os
 import subprocess
 import time
 
+SCREEN = (1280, 960)
+
 _PATIENCE = 30.0  # seconds; a loaded machine is slow, a hanging wizard is for ever
 
 
@@ -69,7 +71,9 @@ class Window:
         return active.stdout.strip() == self.number
 
     def move(self, x, y):
-        run("xdotool", "windowmove", "--sync", self.number, str(x), str(y))
+        """Its content to this place of the screen, its frame around that."""
+        left, _, top, _ = (int(size) for size in self.property("_NET_FRAME_EXTENTS").split("=")[1].split(","))
+        run("xdotool", "windowmove", "--sync", self.number, str(x - left), str(y - top))
 
     def point_at(self, x, y):
         run("xdotool", "mousemove", "--sync", "--window", self.number, str(x), str(y))
@@ -103,7 +107,7 @@ class Desktop:
         reading, writing = os.pipe()
         self._log = open("/tmp/desktop.log", "wb")
         self._server = subprocess.Popen(
-            ["Xvfb", "-displayfd", str(writing), "-screen", "0", "1280x960x24", "-dpi", "96", "-nolisten", "tcp",
+            ["Xvfb", "-displayfd", str(writing), "-screen", "0", f"{SCREEN[0]}x{SCREEN[1]}x24", "-dpi", "96", "-nolisten", "tcp",
              "-noreset"],
             pass_fds=[writing], stdout=self._log, stderr=self._log)
         os.close(writing)
@@ -119,6 +123,10 @@ class Desktop:
         """In the order of their appearance."""
         clients = run("xprop", "-root", "_NET_CLIENT_LIST").partition("#")[2]
         return [Window(str(int(number, 16)), self) for number in clients.replace(",", " ").split()]
+
+    def point_away(self):
+        """Moves the pointer off the windows, which open in the middle of the screen."""
+        run("xdotool", "mousemove", "0", "0")
 
     def picture(self, path):
         run("import", "-window", "root", path)

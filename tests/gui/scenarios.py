@@ -1,6 +1,7 @@
 """What users do with the wizard. Written once for every desktop it runs on; see bridges.py."""
 
 import os
+import re
 import time
 
 from desktop import wait_for
@@ -233,6 +234,39 @@ def cancel_while_installing_lets_the_pass_complete(world):
 
 
 @scenario
+def a_click_on_cancel_of_a_window_in_the_screens_corner_ends_on_the_error_page(world):
+    # The wizard looks for the pointer off by the window's place on the screen: only there both agree.
+    count = world.pack_slow()
+    wizard = world.start()
+    window = wizard.main_window()
+    wizard.press(NEXT)
+    window.move(*world.bridge.corner)
+    wizard.press(NEXT)
+    wait_for(world.installed, "the first file")
+    wizard.press(CANCEL)
+    message = wizard.message()
+    world.check(len(world.installed()) < count, "the message comes before the last file")
+    message.key("Return")
+    wizard.wait_closed(message, "the message")
+    wizard.press(CANCEL)  # means nothing here
+    wizard.press(NEXT)
+    wizard.finish()
+    world.check_equal(len(world.installed()), count, "number of installed files")
+    world.check_equal(world.recorded, [], "recorded directories")
+
+
+@scenario
+def pointing_at_cancel_of_a_centred_window_means_nothing(world):
+    wizard, count = _start_slow(world)
+    for step in range(20):
+        wizard.window.point_at(CANCEL[0] + step, CANCEL[1])
+    wizard.wait_recorded()
+    world.check_equal(len(world.installed()), count, "number of installed files")
+    wizard.press(NEXT)
+    wizard.finish()
+
+
+@scenario
 def escape_while_installing_asks_and_yes_closes_while_the_pass_completes(world):
     wizard, count = _start_slow(world)
     wizard.window.key("Escape")
@@ -401,6 +435,40 @@ def a_wayland_desktop_shows_the_window_and_installs(world):
     for request in (f'.set_title("{title}")', '.set_app_id("quarn-setup")', ".set_min_size(500, 360)",
                     ".set_max_size(500, 360)", ".attach("):
         world.check(request in wizard.output, f"the program asks for {request}")
+
+
+@scenario
+@needs("wayland")
+def on_a_wayland_desktop_pointing_at_cancel_means_nothing(world):
+    # Nobody but the desktop knows the window's place there; the wizard takes it for the one that it asked for.
+    count = world.pack_slow()
+    desktop = world.start_wayland((640, 500))
+    wizard = world.start(DISPLAY=None, WAYLAND_DEBUG="client")
+    middle = (320, 250)  # wherever the window stands, it stands there too
+
+    def pointer():
+        """Where the program is told that the pointer is."""
+        desktop.point_at(*middle)
+        desktop.point_at(middle[0] + 1, middle[1])
+        return re.findall(r"wl_pointer@\d+\.motion\(\d+, ([\d.]+), ([\d.]+)\)", wizard.output)
+
+    x, y = (float(each) for each in wait_for(pointer, "the pointer in the window")[-1])
+    # The program draws the frame itself.
+    frame_left, frame_top = 3, 30
+
+    def at(place):
+        return round(middle[0] + 1 - x + frame_left + place[0]), round(middle[1] - y + frame_top + place[1])
+
+    desktop.click(*at(NEXT))
+    desktop.click(*at(NEXT))
+    wait_for(world.installed, "the first file")
+    for step in range(20):
+        desktop.point_at(*at((CANCEL[0] + step, CANCEL[1])))
+    desktop.click(*at(CANCEL))
+    wizard.wait_recorded()
+    world.check_equal(len(world.installed()), count, "number of installed files")
+    desktop.click(*at(NEXT))
+    wait_for(lambda: not wizard.is_running, "the program to end")
 
 
 # --- Silent mode, and no display ------------------------------------------------------------------

@@ -144,8 +144,8 @@ class World:
         self.desktop  # the reader's programs need the display too
         return ScreenReader(self.environment)
 
-    def start_wayland(self):
-        """A Wayland desktop beside the X server's."""
+    def start_wayland(self, size=None):
+        """A Wayland desktop beside the X server's, or of this size in a window of the X server's, which it returns."""
         for tool, package in (("weston", "weston"), ("qtpaths6", "qt6-base-dev-tools")):
             if not shutil.which(tool):
                 raise Missing(package)
@@ -153,11 +153,15 @@ class World:
         if not list((plugins / "platforms").glob("libqwayland*")):
             raise Missing("qt6-wayland")
         self.environment["WAYLAND_DISPLAY"] = "wayland-scenario"
+        backend = ["--backend=headless-backend.so"]
+        if size:
+            self.desktop.point_away()  # a pointer on the window from its beginning may be overlooked
+            backend = ["--backend=x11-backend.so", "--use-pixman", f"--width={size[0]}", f"--height={size[1]}"]
         with open("/tmp/weston.log", "wb") as log:
-            subprocess.Popen(
-                ["weston", "--backend=headless-backend.so", "--socket=wayland-scenario", "--idle-time=0"],
-                env=self.environment, stdout=log, stderr=log)
+            subprocess.Popen(["weston", *backend, "--socket=wayland-scenario", "--idle-time=0"],
+                             env=self.environment, stdout=log, stderr=log)
         wait_for((self.root / "runtime/wayland-scenario").exists, "the Wayland desktop")
+        return wait_for(self.desktop.windows, "the Wayland desktop's window")[0] if size else None
 
     def start(self, *arguments, language="en", **environment):
         """Runs the wizard; a value of None takes a variable out of its environment."""

@@ -14,10 +14,10 @@ constexpr unsigned short kEscapeKeyCode = 53;
 
 // The classes that the windows are made of. The controller is not theirs.
 
-@interface ExtNSWindowDelegate : NSObject
+@interface ExtNSWindowDelegate : NSObject <NSWindowDelegate>
 @end
 
-@interface ExtNSApplicationDelegate : NSObject
+@interface ExtNSApplicationDelegate : NSObject <NSApplicationDelegate>
 @end
 
 @interface ExtNSWindow : NSWindow {
@@ -50,7 +50,7 @@ constexpr unsigned short kEscapeKeyCode = 53;
 
 @implementation ExtNSApplicationDelegate
 
-- (BOOL)applicationShouldTerminateAfterLastWindowClosed:(NSApplication*)application {
+- (BOOL)applicationShouldTerminateAfterLastWindowClosed:(id)application {
   return YES;
 }
 

@@ -148,6 +148,7 @@ class QtToolkit::HitTest : public QObject {
  public:
   const QWidget* target = nullptr;
   const QWidget* window = nullptr;
+  QPoint asked_place;  ///< where the window was to stand on the screen
   bool hit = false;
 
   bool eventFilter(QObject* receiver, QEvent* event) override {
@@ -166,10 +167,15 @@ class QtToolkit::HitTest : public QObject {
     if (!window->isAncestorOf(target)) return false;
     // The location lies in the window already: taking it for one on the screen moves the test by
     // the window's place there, and so it is meant.
-    const QPointF in_window = window->mapFromGlobal(location);
-    const QPointF at = target->mapFrom(window, in_window);
+    const QPointF at = target->mapFrom(window, location - PlaceOnScreen());
     // The far edges are outside.
     return at.x() >= 0 && at.x() < target->width() && at.y() >= 0 && at.y() < target->height();
+  }
+
+  QPointF PlaceOnScreen() const {
+    // A Wayland desktop does not tell its programs where their windows stand.
+    const bool is_told = !QGuiApplication::platformName().startsWith("wayland");
+    return is_told ? window->mapToGlobal(QPointF()) : QPointF(asked_place);
   }
 };
 
@@ -220,6 +226,7 @@ ToolkitWindow* QtToolkit::MakeMainWindow(CInstallerDlg& controller, int width, i
   place.moveCenter(window_->screen()->availableGeometry().center());
   window_->move(place.topLeft());
   hit_test_->window = window_.get();
+  hit_test_->asked_place = place.topLeft();
   return window_.get();
 }
 

@@ -61,7 +61,9 @@ inline void FitPicture(NSImageView*) {}
 inline void FitField(NSTextField*) {}
 inline void FitCheckBox(NSButton*) {}
 
-struct Quiet {};
+struct Quiet {
+  Quiet() {}
+};
 
 inline void BeginSheet(NSOpenPanel* panel, NSWindow* window,
                        std::function<void(NSInteger result)> handler) {
