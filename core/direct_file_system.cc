@@ -23,11 +23,18 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// Whether anything stands at `path`, with its status if so. Throws where that cannot be known:
+/// "no" would be a licence to use the name.
+bool Exists(const char* path, struct stat* status) {
+  if (lstat(path, status) == 0) return true;
+  if (errno == ENOENT || errno == ENOTDIR) return false;
+  throw std::system_error(errno, std::generic_category());
+}
+
 fs::path AsPath(const stdx::u16string& path) { return fs::path(ToNarrow(path).c_str()); }
 
-std::uint32_t EntryAttributes(const fs::path& path) {
-  struct stat status;
-  return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) ? kDirectoryAttribute : 0;
+std::uint32_t Attributes(const struct stat& status) {
+  return S_ISDIR(status.st_mode) ? kDirectoryAttribute : 0;
 }
 
 class Descriptor {
@@ -80,25 +87,40 @@ bool CopyFile(const fs::path& from, const struct stat& status, const fs::path& t
   return !error;
 }
 
+/// Copies a link with its write time, in whole seconds, and, where allowed, its owner.
+bool CopyLink(const fs::path& from, const struct stat& status, const fs::path& to) {
+  std::error_code error;
+  fs::copy_symlink(from, to, error);
+  if (error) return false;
+  if (lchown(to.c_str(), status.st_uid, status.st_gid) != 0 && errno != EPERM) return false;
+  const timespec times[2] = {{status.st_atime, 0}, {status.st_mtime, 0}};
+  return utimensat(AT_FDCWD, to.c_str(), times, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+class TemporaryName {
+ public:
+  explicit TemporaryName(fs::path path) : path_(std::move(path)) {}
+  TemporaryName(const TemporaryName&) = delete;
+  TemporaryName& operator=(const TemporaryName&) = delete;
+  /// Nothing is left under the name, unless it was renamed.
+  ~TemporaryName() { unlink(path_.c_str()); }
+  const fs::path& path() const { return path_; }
+
+ private:
+  fs::path path_;
+};
+
 /// Moves to another volume: a copy beside the destination gets its name once it is complete.
 bool MoveAcross(const fs::path& from, const struct stat& status, const fs::path& to) {
   // A name of its own, because the destination's may be as long as names can be.
-  const fs::path partial = to.parent_path() / (".partial" + std::to_string(getpid()));
-  std::error_code error;
-  bool copied = false;
-  if (S_ISLNK(status.st_mode)) {
-    fs::copy_symlink(from, partial, error);
-    copied = !error;
-  } else if (S_ISREG(status.st_mode)) {
-    copied = CopyFile(from, status, partial);
-  }
-  if (copied && rename(partial.c_str(), to.c_str()) == 0) {
-    // Standing at both places, the file is lost at neither.
-    unlink(from.c_str());
-    return true;
-  }
-  unlink(partial.c_str());
-  return false;
+  const TemporaryName partial(to.parent_path() / (".partial" + std::to_string(getpid())));
+  const bool copied = S_ISLNK(status.st_mode)   ? CopyLink(from, status, partial.path())
+                      : S_ISREG(status.st_mode) ? CopyFile(from, status, partial.path())
+                                                : false;
+  if (!copied || rename(partial.path().c_str(), to.c_str()) != 0) return false;
+  // Standing at both places, the file is lost at neither.
+  unlink(from.c_str());
+  return true;
 }
 
 }  // namespace
@@ -115,7 +137,7 @@ std::uint32_t DirectFileSystem::FileOpen(const stdx::u16string& path, std::uint3
 
 bool DirectFileSystem::FileExists(const stdx::u16string& path) {
   struct stat status;
-  return lstat(ToNarrow(path).c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
+  return Exists(ToNarrow(path).c_str(), &status) && !S_ISDIR(status.st_mode);
 }
 
 bool DirectFileSystem::FindFirst(Scan& scan, const stdx::u16string& pattern) {
@@ -125,24 +147,32 @@ bool DirectFileSystem::FindFirst(Scan& scan, const stdx::u16string& pattern) {
   const std::size_t mask_start = separator == stdx::u16string::npos ? 0 : separator + 1;
   const stdx::u16string mask = pattern.substr(mask_start);
   if (!mask.contains(u'*')) {
-    const fs::path path = AsPath(pattern);
     struct stat status;
-    if (lstat(path.c_str(), &status) != 0) return false;
-    scan.entries.push_back({mask, EntryAttributes(path)});
+    if (!Exists(ToNarrow(pattern).c_str(), &status)) return false;
+    scan.entries.push_back({mask, Attributes(status)});
     return true;
   }
   const fs::path directory = AsPath(pattern.substr(0, mask_start));
   const std::unique_ptr<DIR, int (*)(DIR*)> stream(
       opendir(directory.empty() ? "." : directory.c_str()), &closedir);
-  if (stream == nullptr) return false;
+  if (stream == nullptr) {
+    if (errno == ENOENT || errno == ENOTDIR) return false;
+    throw std::system_error(errno, std::generic_category());
+  }
   const stdx::string narrow_mask = ToNarrow(mask);
-  while (const dirent* const entry = readdir(stream.get())) {
+  for (;;) {
+    errno = 0;
+    const dirent* const entry = readdir(stream.get());
+    if (entry == nullptr) break;
     const std::string_view name = entry->d_name;
     if (name == "." || name == ".." || fnmatch(narrow_mask.c_str(), entry->d_name, 0) != 0) {
       continue;
     }
-    scan.entries.push_back({ToUtf16(entry->d_name), EntryAttributes(directory / name)});
+    struct stat status;
+    if (!Exists((directory / name).c_str(), &status)) continue;  // gone since
+    scan.entries.push_back({ToUtf16(entry->d_name), Attributes(status)});
   }
+  if (errno != 0) throw std::system_error(errno, std::generic_category());
   return !scan.entries.empty();
 }
 

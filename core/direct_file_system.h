@@ -45,6 +45,8 @@ struct DirectFileSystem {
   static constexpr auto FileTruncate = &quarn::FileTruncate;
   static constexpr auto FileGetLastError = &quarn::FileGetLastError;
 
+  // Neither of the next two says no to what it cannot find out: they throw std::system_error then.
+
   /// Whether a file or link, dangling or not, stands at `path`; false for a directory.
   static bool FileExists(const stdx::u16string& path);
 
@@ -61,10 +63,9 @@ struct DirectFileSystem {
   /// Removes a tree. Always 0.
   static std::uint32_t ShellRemoveTree(const stdx::u16string& path);
   /// Renames a file or link over what stands at `to`, or copies it there where `to` lies on another
-  /// volume: a file with its write time, permissions and owner. The copy gets its name when it is
-  /// complete.
-  /// 2 when `from` does not exist, 87 for a directory and every other failure, with `from` and
-  /// `to` as they were.
+  /// volume, with its write time (a link's in whole seconds), permissions and owner. The copy gets
+  /// its name when it is complete. 2 when `from` does not exist, 87 for a directory and every other
+  /// failure, with `from` and `to` as they were.
   static std::uint32_t ShellMove(const stdx::u16string& from, const stdx::u16string& to);
   /// Removes a file. Always 0.
   static std::uint32_t ShellRemoveFile(const stdx::u16string& path);

@@ -217,7 +217,8 @@ class InstallProcess {
   void Commit() {
     // A policy may have to know that there is no way back before the first of it goes.
     if constexpr (requires { Files::WillCommit(); }) Quietly([] { Files::WillCommit(); });
-    Quietly([&] { RemoveTree(transaction().staging_directory); });
+    const auto remove = [&] { RemoveTree(transaction().staging_directory); };
+    if (!Quietly(remove)) Quietly(remove);  // there may be memory for it now
   }
 
   /// Posts `code` with the error text and rolls back. Returns `code`.
@@ -242,11 +243,14 @@ class InstallProcess {
     FileHandle handle = kInvalidFile;
   };
 
+  /// False where the step threw: the steps behind it must still run.
   template <class Step>
-  static void Quietly(Step step) noexcept {
+  static bool Quietly(Step step) noexcept {
     try {
       step();
-    } catch (...) {  // NOLINT(bugprone-empty-catch): the steps behind it must still run
+      return true;
+    } catch (...) {
+      return false;
     }
   }
 
@@ -296,11 +300,12 @@ class InstallProcess {
     code = MakeDirectoryRecorded(path.substr(0, path.rfind(u'/')));
     if (code != 0) return code;
     if constexpr (Files::kRestoresOnRollback) {
-      if (nothing_to_move) {
-        // What is still there could not be put back.
-        if (Files::FileExists(path)) return FILE_ERR_INVALID_PARAMETER;
-        transaction().files_to_delete.push_back(path);
+      // What is still there would be written to, and be it through a link: no way back from that.
+      const bool is_staged = !transaction().staging_directory.empty();
+      if ((is_staged || nothing_to_move) && Files::FileExists(path)) {
+        return FILE_ERR_INVALID_PARAMETER;
       }
+      if (nothing_to_move) transaction().files_to_delete.push_back(path);
     }
     code = ExtractFile(data, index, path);
     if (code != 0) return code;
@@ -336,21 +341,33 @@ class InstallProcess {
 
   std::uint32_t MakeDirectoryWithParents(const stdx::u16string& path, bool recorded) {
     if (IsRootPath(path)) return 0;
-    std::uint32_t code = Files::ShellMakeDirectory(path);
-    if (code == SHELL_ERR_ALREADY_EXISTS) return 0;
-    if (code != 0) {
-      const std::size_t separator = path.rfind(u'/');
-      if (separator == stdx::u16string::npos) return SHELL_ERR_PATH_NOT_FOUND;
-      if (separator == 2 && path[1] == u':') return SHELL_ERR_PATH_NOT_FOUND;
-      code = MakeDirectoryWithParents(path.substr(0, separator), recorded);
-      if (code != 0) return code;
+    std::uint32_t code = MakeOneDirectory(path, recorded);
+    if (code == 0 || code == SHELL_ERR_ALREADY_EXISTS) return 0;
+    const std::size_t separator = path.rfind(u'/');
+    if (separator == stdx::u16string::npos) return SHELL_ERR_PATH_NOT_FOUND;
+    if (separator == 2 && path[1] == u':') return SHELL_ERR_PATH_NOT_FOUND;
+    code = MakeDirectoryWithParents(path.substr(0, separator), recorded);
+    if (code != 0) return code;
+    code = MakeOneDirectory(path, recorded);
+    // Making "a/b" may have made "a/b/" too.
+    return code == SHELL_ERR_ALREADY_EXISTS ? 0 : code;
+  }
+
+  /// Records what it makes, before it makes it: where there is no memory for the record there must
+  /// not be a directory.
+  std::uint32_t MakeOneDirectory(const stdx::u16string& path, bool recorded) {
+    if (!recorded) return Files::ShellMakeDirectory(path);
+    auto& records = transaction().created_directories;
+    records.push_back(path);
+    std::uint32_t code = 0;
+    try {
       code = Files::ShellMakeDirectory(path);
-      // Making "a/b" may have made "a/b/" too.
-      if (code == SHELL_ERR_ALREADY_EXISTS) return 0;
-      if (code != 0) return code;
+    } catch (...) {
+      records.pop_back();
+      throw;
     }
-    if (recorded) transaction().created_directories.push_back(path);
-    return 0;
+    if (code != 0) records.pop_back();
+    return code;
   }
 
   /// Calls `visit(name, is_directory)` for what a scan of `directory`, which ends in "/", reports.

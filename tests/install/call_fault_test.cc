@@ -1,0 +1,217 @@
+// Every call of the system that a restoring pass makes fails once, in every way, and so does every
+// request for memory: the target is then as it was or as the kit wants it, and the temporary
+// directory as it was.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <iostream>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "tests/install/installation.h"
+#include "tests/install/tree_state.h"
+#include "tests/support/allocation_limit.h"
+#include "tests/support/private_mounts.h"
+#include "tests/support/system_calls.h"
+
+namespace quarn::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Whether the staging directory lies on the target's volume.
+enum class Staging { kHere, kElsewhere };
+
+class CallFaultTest : public InstallTest,
+                      public ::testing::WithParamInterface<std::tuple<Scene, Staging>> {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(HasPrivateMounts());
+    // In memory, where thousands of trees come and go quickly.
+    here_.emplace(root().string(), 64 << 20);
+    ASSERT_TRUE(here_->mounted());
+    fs::create_directory(home());
+    fs::create_directory(tmp());
+    if (std::get<Staging>(GetParam()) == Staging::kElsewhere) {
+      elsewhere_.emplace(tmp().string(), 64 << 20);
+      ASSERT_TRUE(elsewhere_->mounted());
+    }
+    WriteFile(tmp() / "foreign", "not ours");
+    WriteFile(tmp() / "kstage0/foreign", "another installer's");
+  }
+
+  void Load(const KitBuilder& kit_builder) {
+    installation_.emplace(kit_builder, kit(), target());
+    SetScene(std::get<Scene>(GetParam()), target());
+    before_ = StateOf(target());
+    temporary_before_ = StateOf(tmp());
+  }
+
+  void Restore() {
+    if (StateOf(target()) != before_) SetScene(std::get<Scene>(GetParam()), target());
+    fs::remove_all(tmp() / "kstage1");
+    SetJob(&installation_->record, &installation_->data, U16(target()));
+  }
+
+  /// Runs the pass with the fault; what it called is in `calls_`.
+  std::uint32_t RunWith(std::size_t nth, CallFault fault) {
+    InstallTransactions transactions;
+    const CallFaultAt fault_at(nth, fault);
+    const std::uint32_t code = RunInstall(transactions, &installation_->record, [] {});
+    calls_ = CallFaultAt::Calls();
+    return code;
+  }
+
+  std::optional<PrivateVolume> here_, elsewhere_;
+  std::optional<Installation<DirectFileSystem>> installation_;
+  TreeState before_, temporary_before_;
+  std::vector<std::string> calls_;
+};
+
+/// Whether `state` is the installed tree, but for one file: one that could not be seen to be up to
+/// date is of the kit then, and one whose time could not be set has another.
+bool IsInstalled(const TreeState& state, const TreeState& installed, const TreeState& of_kit,
+                 const std::string& failed_call) {
+  int differences = 0;
+  for (const auto& [name, node] : installed) {
+    const auto found = state.find(name);
+    if (found == state.end()) return false;
+    if (found->second == node) continue;
+    ++differences;
+    const auto kit_node = of_kit.find(name);
+    if (kit_node == of_kit.end()) return false;
+    NodeState expected = kit_node->second;
+    if (failed_call == "futimes") {
+      expected.seconds = found->second.seconds;
+      expected.nanoseconds = found->second.nanoseconds;
+    }
+    if (!(found->second == expected)) return false;
+  }
+  return differences <= 1 && state.size() == installed.size();
+}
+
+TEST_P(CallFaultTest, AFailureOfAnyCallLeavesTheTargetAsItWasOrInstalled) {
+  // What the kit's files are like by themselves.
+  SetScene(Scene::kFresh, target());
+  Installation<DirectFileSystem>(SceneKit(), kit(), target()).Run();
+  const TreeState of_kit = StateOf(target());
+
+  Load(SceneKit());
+  Restore();
+  ASSERT_EQ(RunWith(0, CallFault::kShort), 0u);
+  const std::vector<std::string> calls = calls_;
+  const TreeState installed = StateOf(target());
+  ASSERT_NE(installed, before_);
+
+  int faults = 0, as_before = 0;
+  for (std::size_t nth = 1; nth <= calls.size(); ++nth) {
+    for (const CallFault fault : kCallFaults) {
+      if (!CanHave(calls[nth - 1], fault)) continue;
+      SCOPED_TRACE("call " + std::to_string(nth) + ", " + calls[nth - 1] + ": " + NameOf(fault));
+      Restore();
+      const std::uint32_t code = RunWith(nth, fault);
+      const TreeState after = StateOf(target());
+      if (code != 0) {
+        ASSERT_EQ(after, before_);
+        ++as_before;
+      } else {
+        ASSERT_TRUE(IsInstalled(after, installed, of_kit, calls[nth - 1]))
+            << ::testing::PrintToString(after);
+      }
+      ASSERT_EQ(StateOf(tmp()), temporary_before_);
+      ++faults;
+    }
+  }
+  EXPECT_GT(as_before, 0);
+  EXPECT_LT(as_before, faults);
+  std::cout << calls.size() << " calls, " << faults << " faults tried: " << as_before
+            << " left the target as it was, " << faults - as_before << " installed\n";
+}
+
+// Two faults, the first of which is in the kit. The old files are then where they were or, where
+// that was not to be had, in the staging directory.
+TEST_P(CallFaultTest, AFailureOfAnyCallOfARollbackLosesNoFile) {
+  // "a/old" comes twice: its predecessor is the user's, not the pass's own.
+  Load(SceneKit().File(u"a\\old", "again", Ticks(kKitTime + 1)).FileAt(u"z", 0, 0x10000000));
+  Restore();
+  ASSERT_NE(RunWith(0, CallFault::kShort), 0u);
+  ASSERT_EQ(StateOf(target()), before_);
+  const std::vector<std::string> calls = calls_;
+
+  int faults = 0, in_staging = 0;
+  for (std::size_t nth = 1; nth <= calls.size(); ++nth) {
+    for (const CallFault fault : kCallFaults) {
+      if (!CanHave(calls[nth - 1], fault)) continue;
+      SCOPED_TRACE("call " + std::to_string(nth) + ", " + calls[nth - 1] + ": " + NameOf(fault));
+      Restore();
+      ASSERT_NE(RunWith(nth, fault), 0u);
+      const TreeState after = StateOf(target());
+      const TreeState staged = StateOf(tmp() / "kstage1");
+      for (const auto& [name, node] : before_) {
+        const auto there = after.find(name);
+        if (there != after.end() && there->second == node) continue;
+        const auto kept = staged.find(name);
+        ASSERT_TRUE(kept != staged.end() && kept->second == node) << name << " is lost";
+        ++in_staging;
+      }
+      for (const auto& [name, node] : StateOf(tmp())) {
+        if (name.starts_with("kstage1/")) continue;
+        ASSERT_EQ(node, temporary_before_[name]) << name;
+      }
+      ++faults;
+    }
+  }
+  std::cout << calls.size() << " calls, " << faults << " faults tried: " << in_staging
+            << " files were kept in the staging directory\n";
+}
+
+// In a child process, because a string that cannot have the memory for a copy of its own ends it.
+TEST_P(CallFaultTest, ARequestForMemoryThatFailsLeavesTheTargetAsItWasOrInstalled) {
+  Load(SceneKit());
+  Restore();
+  std::size_t requests = 0;
+  {
+    InstallTransactions transactions;
+    const AllocationFault counting(0);
+    ASSERT_EQ(RunInstall(transactions, &installation_->record, [] {}), 0u);
+    requests = AllocationFault::requests();
+  }
+  const TreeState installed = StateOf(target());
+  int as_before = 0;
+  for (std::size_t nth = 1; nth <= requests; ++nth) {
+    SCOPED_TRACE("request " + std::to_string(nth));
+    Restore();
+    const pid_t child = fork();
+    if (child == 0) {
+      InstallTransactions transactions;
+      const AllocationFault fault(nth);
+      _exit(RunInstall(transactions, &installation_->record, [] {}) == 0 ? 0 : 1);
+    }
+    ASSERT_GT(child, 0);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status)) << "ended by signal " << WTERMSIG(status);
+    const bool failed = WEXITSTATUS(status) != 0;
+    as_before += failed ? 1 : 0;
+    ASSERT_EQ(StateOf(target()), failed ? before_ : installed);
+    ASSERT_EQ(StateOf(tmp()), temporary_before_);
+  }
+  EXPECT_GT(as_before, 0);
+  std::cout << requests << " requests for memory, each failed once: " << as_before
+            << " left the target as it was\n";
+}
+
+INSTANTIATE_TEST_SUITE_P(Matrix, CallFaultTest,
+                         ::testing::Combine(::testing::ValuesIn(kScenes),
+                                            ::testing::Values(Staging::kHere, Staging::kElsewhere)),
+                         [](const auto& row) {
+                           const bool here = std::get<Staging>(row.param) == Staging::kHere;
+                           return std::string(NameOf(std::get<Scene>(row.param))) +
+                                  (here ? "" : "AcrossVolumes");
+                         });
+
+}  // namespace
+}  // namespace quarn::testing

@@ -1,0 +1,97 @@
+#include "tests/install/tree_state.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+
+namespace quarn::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kLarge = 300000;
+constexpr time_t kOld = kKitTime - 1000;
+constexpr time_t kNew = kKitTime + 1000;
+
+const char* const kNames[] = {"a/old", "a/same", "b/newer", "n/e/new", "a/link", "linked", "large"};
+
+std::string KitContents(const std::string& name) {
+  return name == "large" ? std::string(kLarge, 'K') : "the kit's " + name;
+}
+
+/// With a time that no copy has by chance.
+void Put(const fs::path& path, std::string_view contents, time_t seconds) {
+  WriteFile(path, contents);
+  const timespec times[2] = {{seconds, 0}, {seconds, 123456789}};
+  ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+}
+
+}  // namespace
+
+void PrintTo(const NodeState& node, std::ostream* out) {
+  const std::string start = node.contents.substr(0, 40);
+  *out << std::oct << node.mode << std::dec << " \"" << start << "\" (" << node.contents.size()
+       << ") at " << node.seconds << '.' << node.nanoseconds << " of " << node.user << ':'
+       << node.group;
+}
+
+TreeState StateOf(const fs::path& root) {
+  TreeState state;
+  if (!fs::exists(root)) return state;
+  for (const auto& entry : fs::recursive_directory_iterator(root)) {
+    struct stat status {};
+    EXPECT_EQ(lstat(entry.path().c_str(), &status), 0);
+    const std::string name = entry.path().lexically_relative(root).string();
+    if (S_ISDIR(status.st_mode)) {
+      state[name + "/"].mode = status.st_mode;
+    } else {
+      state[name] = {status.st_mode,
+                     S_ISLNK(status.st_mode)   ? fs::read_symlink(entry.path()).string()
+                     : S_ISREG(status.st_mode) ? ReadFile(entry.path())
+                                               : "",
+                     status.st_mtim.tv_sec,
+                     status.st_mtim.tv_nsec,
+                     status.st_uid,
+                     status.st_gid};
+    }
+  }
+  return state;
+}
+
+const char* NameOf(Scene scene) {
+  return scene == Scene::kFresh ? "fresh" : scene == Scene::kUpgrade ? "upgrade" : "mixed";
+}
+
+void SetScene(Scene scene, const fs::path& target) {
+  fs::remove_all(target);
+  if (scene == Scene::kUpgrade) {
+    for (const std::string name : kNames) {
+      Put(target / name, name == "large" ? std::string(kLarge, 'o') : "old " + name, kOld);
+    }
+    fs::permissions(target / "a/old", static_cast<fs::perms>(04751));
+  }
+  if (scene == Scene::kMixed) {
+    Put(target / "a/old", "old", kOld);
+    Put(target / "a/same", "the user's", kKitTime);
+    Put(target / "b/newer", "the user's", kNew);
+    Put(target / "a/own", "the user's own", kOld);
+    Put(target / "own/own", "the user's own", kOld);
+    fs::create_symlink("own", target / "a/link");
+    const timespec times[2] = {{kOld, 0}, {kOld, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, (target / "a/link").c_str(), times, AT_SYMLINK_NOFOLLOW), 0);
+    Put(target / "linked", "of two names", kOld);
+    fs::create_hard_link(target / "linked", target / "a/other name");
+    fs::create_directory(target / "empty");
+  }
+}
+
+KitBuilder SceneKit() {
+  KitBuilder kit;
+  for (const std::string name : kNames) {
+    std::u16string in_kit(name.begin(), name.end());
+    for (char16_t& unit : in_kit) unit = unit == u'/' ? u'\\' : unit;
+    kit.File(in_kit, KitContents(name));
+  }
+  return kit;
+}
+
+}  // namespace quarn::testing

@@ -1,0 +1,49 @@
+// All that a test can see of a tree, and the three trees that the fault tests install into.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <map>
+#include <ostream>
+#include <string>
+
+#include "tests/support/kit_builder.h"
+#include "tests/support/scratch.h"
+
+namespace quarn::testing {
+
+/// A file, link or directory; not how many names it has, which a copy from another volume cannot
+/// keep. Of a directory nothing but that it is there: its times change with every file that comes
+/// and goes.
+struct NodeState {
+  mode_t mode = 0;
+  std::string contents;  ///< or where the link leads
+  time_t seconds = 0;
+  long nanoseconds = 0;
+  uid_t user = 0;
+  gid_t group = 0;
+
+  bool operator==(const NodeState&) const = default;
+};
+void PrintTo(const NodeState& node, std::ostream* out);
+
+/// By paths relative to its root, a directory's with "/" behind it.
+using TreeState = std::map<std::string, NodeState>;
+TreeState StateOf(const std::filesystem::path& root);
+
+/// What the target is like before the kit comes.
+enum class Scene {
+  kFresh,    ///< no target
+  kUpgrade,  ///< an older version of every file
+  kMixed,    ///< older, equal and newer files, links, missing ones, and the user's own
+};
+inline constexpr Scene kScenes[] = {Scene::kFresh, Scene::kUpgrade, Scene::kMixed};
+const char* NameOf(Scene scene);
+
+/// Makes the tree at `target` what the scene says, whatever it was.
+void SetScene(Scene scene, const std::filesystem::path& target);
+/// The kit for all of them. One of its files takes two blocks to copy to another volume.
+KitBuilder SceneKit();
+
+}  // namespace quarn::testing
