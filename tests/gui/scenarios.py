@@ -105,6 +105,25 @@ def an_empty_directory_is_asked_for_again(world):
 
 
 @scenario
+def a_message_is_as_high_as_its_text(world):
+    world.pack_example()
+    heights = []
+    for language in ("en", "de"):  # one line, two lines
+        wizard = world.start(language=language)
+        window = wizard.main_window()
+        wizard.press(NEXT)
+        wizard.fill_field("")
+        wizard.press(NEXT)
+        message = wizard.message()
+        heights.append(message.size[1])
+        message.key("Return")
+        wizard.wait_closed(message, "the message")
+        window.ask_to_close()
+        wizard.finish()
+    world.check(heights[0] + 10 <= heights[1], f"the second is higher: {heights}")
+
+
+@scenario
 def the_kit_of_the_current_directory_is_taken_with_usecwd(world):
     files = world.pack_example()
     os.rename(world.kit, world.root / "quarn.tpk")

@@ -109,7 +109,8 @@ bool HasKeyboard(NSView* view) { return [[view window] firstResponder] == view; 
       state == GSThemeHighlightedState || state == GSThemeHighlightedFirstResponderState;
   // Neighbours whose frames touch are kept apart.
   const NSRect box = NSInsetRect(frame, style == NSTexturedRoundedBezelStyle ? 0 : 2, 1);
-  if (state == GSThemeDisabledState) {
+  // A button whose action disables it is still held down meanwhile.
+  if (state == GSThemeDisabledState || ![cell isEnabled]) {
     DrawBox(box, kRadius, kFace, kFaintLine, 1);
   } else if (HasKeyboard(view)) {
     DrawBox(box, kRadius, is_pressed ? kPressed : kFace, kAccent, 2);
@@ -208,20 +209,35 @@ bool Covers(NSFont* font, unichar letter) {
   return [[font coveredCharacterSet] characterIsMember:letter];
 }
 
+/// How unlike the other letters those of a font are, going by its name.
+int Strangeness(NSString* name) {
+  const auto has = [name](NSString* part) { return [name rangeOfString:part].length != 0; };
+  const bool is_plain = !has(@"Bold") && !has(@"Light") && !has(@"Black") && !has(@"Italic") &&
+                        !has(@"Oblique") && !has(@"Mono");
+  // Of the kinds of Chinese letters the wizard's texts use the simplified ones.
+  return (is_plain ? 0 : 4) + (has(@"Sans") ? 0 : 2) + (has(@"CJKsc") ? 0 : 1);
+}
+
+NSComparisonResult CompareStrangeness(id a, id b, void*) {
+  const int difference = Strangeness(a) - Strangeness(b);
+  if (difference == 0) return [a compare:b];
+  return difference < 0 ? NSOrderedAscending : NSOrderedDescending;
+}
+
 /// A font of the size of `font` with the glyph of `letter`, or nil where none is installed.
 NSFont* Substitute(NSFont* font, unichar letter) {
   static NSMutableArray* const known = [[NSMutableArray alloc] init];
-  for (NSUInteger i = 0; i < [known count]; ++i) {
-    NSFont* const candidate = [NSFont fontWithName:[known objectAtIndex:i] size:[font pointSize]];
-    if (Covers(candidate, letter)) return candidate;
-  }
-  NSArray* const names = [[NSFontManager sharedFontManager] availableFonts];
-  for (NSUInteger i = 0; i < [names count]; ++i) {
-    NSString* const name = [names objectAtIndex:i];
-    NSFont* const candidate = [NSFont fontWithName:name size:[font pointSize]];
-    if (!Covers(candidate, letter)) continue;
-    [known addObject:name];
-    return candidate;
+  static NSArray* const all = [[[[NSFontManager sharedFontManager] availableFonts]
+      sortedArrayUsingFunction:CompareStrangeness
+                       context:nullptr] retain];
+  for (NSArray* const names : {static_cast<NSArray*>(known), all}) {
+    for (NSUInteger i = 0; i < [names count]; ++i) {
+      NSString* const name = [names objectAtIndex:i];
+      NSFont* const candidate = [NSFont fontWithName:name size:[font pointSize]];
+      if (!Covers(candidate, letter)) continue;
+      if (names == all) [known addObject:name];
+      return candidate;
+    }
   }
   return nil;
 }

@@ -11,6 +11,7 @@ namespace {
 constexpr CGFloat kMargin = 20;
 constexpr CGFloat kPictureSide = 64;
 constexpr CGFloat kTextWidth = 340;
+constexpr CGFloat kTextInset = 2;
 constexpr CGFloat kButtonWidth = 84;
 constexpr CGFloat kButtonHeight = 30;
 constexpr CGFloat kButtonGap = 8;
@@ -61,8 +62,12 @@ constexpr CGFloat kButtonGap = 8;
   [text setDrawsBackground:NO];
   quarn::dialect::FitLabel(text);
   [text setStringValue:_message_text];
-  const CGFloat text_height =
-      std::ceil([[text cell] cellSizeForBounds:NSMakeRect(0, 0, kTextWidth, 10000)].height);
+  // A cell knows the height of a single line only.
+  const NSSize room = NSMakeSize(kTextWidth - 2 * kTextInset, 10000);
+  const CGFloat text_height = std::ceil(NSHeight([[[text cell] attributedStringValue]
+                                  boundingRectWithSize:room
+                                               options:NSStringDrawingUsesLineFragmentOrigin])) +
+                              kTextInset;
   const CGFloat body_height = std::max(text_height, _icon != nil ? kPictureSide : 0);
   const CGFloat body_bottom = kMargin + kButtonHeight + kMargin;
   const NSSize size =
