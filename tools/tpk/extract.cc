@@ -1,5 +1,5 @@
 #include <fmt/format.h>
-#include <stdlib.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <memory>
@@ -15,6 +15,7 @@
 #include "tools/tpk/kit_data.h"
 #include "tools/tpk/kit_facts.h"
 #include "tools/tpk/kit_writer.h"
+#include "tools/tpk/leftovers.h"
 #include "tools/tpk/manifest.h"
 #include "tools/tpk/manifest_text.h"
 #include "tools/tpk/output_file.h"
@@ -63,18 +64,18 @@ class NewTree {
   NewTree& operator=(const NewTree&) = delete;
   ~NewTree() {
     std::error_code ignored;
-    if (!holder_.empty()) fs::remove_all(holder_, ignored);
+    if (lock_ == -1) return;
+    fs::remove_all(holder_, ignored);
+    close(lock_);
   }
 
   /// Makes the tree and returns its folder.
   const fs::path& Make() {
     const fs::path parent = place_.has_parent_path() ? place_.parent_path() : fs::path(".");
     MakeDirectories(parent);
-    std::string name = (fs::absolute(parent) / ".tpk-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) {
-      throw SystemFailure("cannot write to " + Printable(parent.string()), errno);
-    }
-    holder_ = name;
+    RemoveLeftovers(parent);
+    lock_ = MakeHeldDirectory(fs::absolute(parent), holder_);
+    if (lock_ == -1) throw SystemFailure("cannot write to " + Printable(parent.string()), errno);
     // Open to whom other new folders are open.
     root_ = holder_ / "tree";
     MakeDirectories(root_);
@@ -102,6 +103,7 @@ class NewTree {
 
   fs::path place_;
   bool exists_ = false;
+  int lock_ = -1;
   fs::path holder_;
   fs::path root_;
 };

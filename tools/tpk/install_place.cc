@@ -20,6 +20,7 @@
 #include "tools/tpk/failure.h"
 #include "tools/tpk/journal.h"
 #include "tools/tpk/kit_data.h"
+#include "tools/tpk/leftovers.h"
 #include "tools/tpk/utf.h"
 
 namespace quarn::tpk {
@@ -310,6 +311,7 @@ class Surveyor {
 }  // namespace
 
 InstallPlace::InstallPlace(const fs::path& target, const Tell& tell) : target_(Resolved(target)) {
+  RemoveLeftovers(TempDirectory());
   // Before: what is undone may take away the folder that the new place would lie in.
   RecoverAll(target_, {}, tell);
   place_ = MakePlace(target_);

@@ -1,15 +1,14 @@
 #include "tools/tpk/output_file.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <random>
 #include <string>
 #include <utility>
 
 #include "tools/tpk/failure.h"
+#include "tools/tpk/leftovers.h"
 
 namespace quarn::tpk {
 namespace {
@@ -19,14 +18,6 @@ namespace fs = std::filesystem;
 Failure Exists(const fs::path& path) {
   return Failure(ExitCode::kUsage, "exists", path.string() + " exists already",
                  "--force replaces it");
-}
-
-std::string Unique() {
-  static std::random_device random;
-  constexpr char kDigits[] = "0123456789abcdefghijklmnopqrstuv";
-  std::string text;
-  for (unsigned bits = random(), i = 0; i < 6; ++i, bits >>= 5) text += kDigits[bits & 31];
-  return text;
 }
 
 }  // namespace
@@ -46,16 +37,16 @@ void OutputFile::CheckPlace(const fs::path& path, bool force) {
 
 OutputFile::OutputFile(fs::path path, bool force) : path_(std::move(path)), force_(force) {
   CheckPlace(path_, force_);
-  do {
-    partial_ = path_.parent_path() / (".tpk-" + Unique());
-    descriptor_ = open(partial_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  } while (descriptor_ == -1 && errno == EEXIST);
+  RemoveLeftovers(path_.parent_path());
+  descriptor_ = MakeHeldFile(path_.parent_path(), partial_);
   if (descriptor_ == -1) throw SystemFailure("cannot write " + path_.string(), errno);
 }
 
 OutputFile::~OutputFile() {
-  if (descriptor_ != -1) close(descriptor_);
   if (!partial_.empty()) unlink(partial_.c_str());
+  for (const int descriptor : {descriptor_, lock_}) {
+    if (descriptor != -1) close(descriptor);
+  }
 }
 
 void OutputFile::Write(std::span<const std::byte> bytes) {
@@ -69,6 +60,8 @@ void OutputFile::Write(std::span<const std::byte> bytes) {
 }
 
 void OutputFile::Commit() {
+  // Closing tells of late failures; the temporary name stays locked until it is gone.
+  lock_ = dup(descriptor_);
   if (close(std::exchange(descriptor_, -1)) != 0) {
     throw SystemFailure("cannot write " + path_.string(), errno);
   }

@@ -33,6 +33,7 @@ class OutputFile {
   std::filesystem::path partial_;
   bool force_;
   int descriptor_ = -1;
+  int lock_ = -1;
   std::uint64_t size_ = 0;
 };
 

@@ -9,6 +9,7 @@
 
 #include "core/shell.h"
 #include "tools/tpk/failure.h"
+#include "tools/tpk/leftovers.h"
 #include "tools/tpk/utf.h"
 
 namespace quarn::tpk {
@@ -16,15 +17,18 @@ namespace {
 
 namespace fs = std::filesystem;
 
-fs::path MakeUnique() {
-  const fs::path parent = TempDirectory();
+/// Makes the directory and returns its path.
+fs::path Make(int& lock) {
   // In full, whatever the working directory: a kit's temporary files are named by their full paths.
-  std::string name = fs::absolute(parent) / ".tpk-XXXXXX";
-  if (mkdtemp(name.data()) == nullptr) {
+  const fs::path parent = fs::absolute(TempDirectory());
+  RemoveLeftovers(parent);
+  fs::path path;
+  lock = MakeHeldDirectory(parent, path);
+  if (lock == -1) {
     throw SystemFailure("cannot make a temporary directory in " + Printable(parent.native()),
                         errno);
   }
-  return name;
+  return path;
 }
 
 }  // namespace
@@ -51,11 +55,12 @@ TempVariable::~TempVariable() {
   }
 }
 
-PrivateTemp::PrivateTemp() : path_(MakeUnique()), variable_(path_) {}
+PrivateTemp::PrivateTemp() : path_(Make(lock_)), variable_(path_) {}
 
 PrivateTemp::~PrivateTemp() {
   std::error_code ignored;
   fs::remove_all(path_, ignored);
+  close(lock_);
 }
 
 }  // namespace quarn::tpk

@@ -36,6 +36,7 @@ class PrivateTemp {
   const std::filesystem::path& path() const noexcept { return path_; }
 
  private:
+  int lock_ = -1;
   std::filesystem::path path_;
   TempVariable variable_;
 };

@@ -1,0 +1,20 @@
+// What a run writes gets its final name at the end. Until then it lies under a name of its own,
+// ".tpk-" and six letters or digits, and is locked; what lies there under such a name without a
+// lock was left by a run that was killed, and the next one removes it.
+#pragma once
+
+#include <filesystem>
+
+namespace quarn::tpk {
+
+/// Makes a directory with such a name in `parent` and locks it for as long as the descriptor is
+/// open. -1 with errno where that fails.
+int MakeHeldDirectory(const std::filesystem::path& parent, std::filesystem::path& path);
+
+/// The same for a file, which is open for writing.
+int MakeHeldFile(const std::filesystem::path& parent, std::filesystem::path& path);
+
+/// Removes what the user's killed runs have left in `directory`. Never fails.
+void RemoveLeftovers(const std::filesystem::path& directory);
+
+}  // namespace quarn::tpk
