@@ -1,5 +1,8 @@
 #include "wizard/environment_locale.h"
 
+#include <langinfo.h>
+
+#include <clocale>
 #include <cstdlib>
 #include <string_view>
 
@@ -14,6 +17,14 @@ stdx::string EnvironmentLocaleIdentifier() {
     return stdx::string(locale.substr(0, locale.find_first_of(".@")));
   }
   return "C";
+}
+
+void EnsureUtf8Locale() {
+  // All categories, as the conversions select them: one that is missing fails the whole.
+  if (std::setlocale(LC_ALL, "") != nullptr && nl_langinfo(CODESET) == std::string_view("UTF-8")) {
+    return;
+  }
+  setenv("LC_ALL", Utf8Locale(), 1);
 }
 
 }  // namespace quarn

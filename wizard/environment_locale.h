@@ -11,11 +11,13 @@ namespace quarn {
 /// "en_GB" for en_GB.UTF-8; "C" where none of them is set.
 stdx::string EnvironmentLocaleIdentifier();
 
-/// Sets LC_ALL to "C.UTF-8" where the environment names a locale that is not installed or is not a
-/// UTF-8 one, so that the platform could not convert any text but ASCII; leaves the environment
+/// A UTF-8 locale that is installed on every machine. One implementation per platform.
+const char* Utf8Locale();
+
+/// Sets LC_ALL to `Utf8Locale` where the environment names a locale that is not installed or is not
+/// a UTF-8 one, so that the platform could not convert any text but ASCII; leaves the environment
 /// alone otherwise. Call it before the first conversion and after
-/// `EnvironmentLocaleIdentifier`, while there is only the main thread. One implementation per
-/// platform.
+/// `EnvironmentLocaleIdentifier`, while there is only the main thread.
 void EnsureUtf8Locale();
 
 }  // namespace quarn

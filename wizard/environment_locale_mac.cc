@@ -2,7 +2,7 @@
 
 namespace quarn {
 
-// Every locale is installed, and the start gives an empty LANG a UTF-8 one.
-void EnsureUtf8Locale() {}
+// Comes with every system. One of the "C" locale does not.
+const char* Utf8Locale() { return "en_US.UTF-8"; }
 
 }  // namespace quarn

@@ -140,7 +140,7 @@ class Toolkit {
                             std::function<void(const stdx::string& path)> chosen) = 0;
 
   /// One turn of a loop of the wizard's own: fetches one event of any type without waiting,
-  /// tests it against `target`, dispatches it. There may be no event.
+  /// tests it against `target`, dispatches it. There may be no event; its location is {0, 0} then.
   ///
   /// True when the event's location lies in `target`. Whatever its type, the location, which is
   /// already in the window's coordinates, is taken for one on the screen and converted to the

@@ -670,6 +670,14 @@ TEST_F(PumpEventTest, ThereMayBeNoEventAndNoTarget) {
   EXPECT_FALSE(toolkit_.PumpEvent(button_));
 }
 
+TEST_F(PumpEventTest, AMissingEventIsTestedAtTheOrigin) {
+  toolkit_.window()->setGeometry(-450, -335, 500, 360);
+  QApplication::processEvents();
+  EXPECT_TRUE(toolkit_.PumpEvent(button_));
+  EXPECT_FALSE(toolkit_.PumpEvent(nullptr));
+  EXPECT_FALSE(Hits({450, 335})) << "an event that is there is tested where it lies";
+}
+
 TEST_F(PumpEventTest, DispatchesWhatItTests) {
   int moves = 0;
   class Counter : public QObject {

@@ -367,9 +367,12 @@ bool RecordingToolkit::PumpEvent(ToolkitControl* target) {
   ++turns_;
   // A copy: a turn may say what the next one does.
   if (const auto turn = on_turn_) turn();
-  if (events_.empty()) return false;
-  const Event event = std::move(events_.front());
-  events_.pop_front();
+  // A missing event lies at the origin.
+  Event event{{0, 0}, [] {}};
+  if (!events_.empty()) {
+    event = std::move(events_.front());
+    events_.pop_front();
+  }
   // The location is the window's, and is converted to the window once more.
   const Point converted{event.location.x - window_position.x, event.location.y - window_position.y};
   const bool hit = target != nullptr && Contains(Of(target).frame, converted);

@@ -285,6 +285,36 @@ TEST_F(Install, TurnsWithoutAnEventHitNothing) {
   EXPECT_GT(toolkit.turns(), 1);
 }
 
+// Deliberate: a turn without an event is tested too, at the origin. Only a window that stands
+// almost wholly off the screen has its Cancel button there.
+TEST_F(Install, AMissingEventIsTestedAtTheOrigin) {
+  toolkit.window_position = {-450, -335};
+  toolkit.Story([&] {
+    InstallInto(target());
+    EXPECT_EQ(toolkit.controller().page(), kStateError);
+    EXPECT_EQ(toolkit.turns(), 1);
+    toolkit.Press("Finish");
+  });
+  RunExample();
+  EXPECT_FALSE(fs::exists(own_cfg()));
+}
+
+TEST_F(Install, AFailureThatIsPostedWith100IsAFailure) {
+  WriteKit(ExampleKit());
+  HoldAt40();
+  At(40, [&] { PostStatus(&toolkit.controller().process_data(), 5, u"failed at the end", 100); });
+  toolkit.Story([&] {
+    InstallInto(target());
+    Open();
+    EXPECT_EQ(toolkit.messages(), (std::vector<ShownMessage>{Error("failed at the end")}));
+    EXPECT_EQ(toolkit.controller().page(), kStateError);
+    EXPECT_EQ(toolkit.progress_seen().back(), 100);
+    EXPECT_FALSE(fs::exists(own_cfg()));
+    toolkit.Press("Finish");
+  });
+  RunWizard();
+}
+
 // Such as the name of a file of the kit, when a cancel comes while it is in work.
 TEST_F(Install, AMessageThatCannotBeShownIsReplacedAndTheErrorPageFollows) {
   WriteKit(ExampleKit());

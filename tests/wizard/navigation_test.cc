@@ -28,6 +28,15 @@ TEST_F(Navigation, TheProductIsIntroducedInTheLanguageOfTheWizard) {
             TextOf("de", "IDS_WELCOME_TITLE") + " Hauptbuch (Quarn GmbH).");
 }
 
+TEST_F(Navigation, TheKitThatWasReadIsKeptInMind) {
+  WriteKit(ExampleKit());
+  toolkit.Story([&] {
+    EXPECT_EQ(toolkit.controller().source_path(), U16(start_directory() / "quarn.tpk"));
+    toolkit.CloseWithBox();
+  });
+  RunWizard();
+}
+
 TEST_F(Navigation, TheLanguageOfAProductIsFoundInAnyCase) {
   KitBuilder kit;
   kit.Product(u"EN", u"First", u"One", u"").Product(u"en", u"Second", u"Two", u"");

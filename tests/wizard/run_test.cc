@@ -203,6 +203,9 @@ TEST_F(Start, ASilentRunThatFailsTellsAndEnds) {
   EXPECT_EQ(toolkit.messages(), (std::vector<ShownMessage>{Error("Installation error")}));
   EXPECT_EQ(toolkit.VisibleTexts(), (std::vector<std::string>{kErrorText}));
   EXPECT_FALSE(toolkit.ran());
+  for (const ButtonAction action : {ButtonAction::kBack, ButtonAction::kNext}) {
+    EXPECT_FALSE(toolkit.Button(action).visible) << "never shown in a silent run";
+  }
   EXPECT_FALSE(fs::exists(own_cfg()));
 }
 

@@ -149,6 +149,7 @@ class QtToolkit::HitTest : public QObject {
   const QWidget* target = nullptr;
   const QWidget* window = nullptr;
   QPoint asked_place;  ///< where the window was to stand on the screen
+  bool tested = false;
   bool hit = false;
 
   bool eventFilter(QObject* receiver, QEvent* event) override {
@@ -156,10 +157,14 @@ class QtToolkit::HitTest : public QObject {
     if (target == nullptr || !receiver->isWindowType() || !event->isPointerEvent()) return false;
     // A touch has a location for each finger.
     for (const QEventPoint& point : static_cast<const QPointerEvent*>(event)->points()) {
-      const auto* const of = static_cast<const QWindow*>(receiver);
-      hit |= Hits(of->mapFromGlobal(point.globalPosition()));
+      Test(static_cast<const QWindow*>(receiver)->mapFromGlobal(point.globalPosition()));
     }
     return false;
+  }
+
+  void Test(QPointF location) {
+    tested = true;
+    hit |= Hits(location);
   }
 
  private:
@@ -389,8 +394,10 @@ void QtToolkit::ChooseFolder(ToolkitView* view,
 bool QtToolkit::PumpEvent(ToolkitControl* target) {
   const QScopedValueRollback<const QWidget*> tested(
       hit_test_->target, target == nullptr ? nullptr : Cast(target)->widget);
-  hit_test_->hit = false;
+  hit_test_->tested = hit_test_->hit = false;
   QCoreApplication::processEvents();
+  // An event that is missing or lies nowhere lies at the origin.
+  if (target != nullptr && !hit_test_->tested) hit_test_->Test({});
   return hit_test_->hit;
 }
 
