@@ -8,15 +8,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kLarge = 300000;
+constexpr std::size_t kLarge = 600000;
 constexpr time_t kOld = kKitTime - 1000;
 constexpr time_t kNew = kKitTime + 1000;
 
 const char* const kNames[] = {"a/old", "a/same", "b/newer", "n/e/new", "a/link", "linked", "large"};
-
-std::string KitContents(const std::string& name) {
-  return name == "large" ? std::string(kLarge, 'K') : "the kit's " + name;
-}
 
 /// With a time that no copy has by chance.
 void Put(const fs::path& path, std::string_view contents, time_t seconds) {
@@ -84,12 +80,20 @@ void SetScene(Scene scene, const fs::path& target) {
   }
 }
 
+std::vector<SceneFile> SceneFiles() {
+  std::vector<SceneFile> files;
+  for (const std::string name : kNames) {
+    files.push_back({name, name == "large" ? std::string(kLarge, 'K') : "the kit's " + name});
+  }
+  return files;
+}
+
 KitBuilder SceneKit() {
   KitBuilder kit;
-  for (const std::string name : kNames) {
-    std::u16string in_kit(name.begin(), name.end());
-    for (char16_t& unit : in_kit) unit = unit == u'/' ? u'\\' : unit;
-    kit.File(in_kit, KitContents(name));
+  for (const SceneFile& file : SceneFiles()) {
+    std::u16string name(file.name.begin(), file.name.end());
+    for (char16_t& unit : name) unit = unit == u'/' ? u'\\' : unit;
+    kit.File(name, file.contents);
   }
   return kit;
 }

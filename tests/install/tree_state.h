@@ -7,6 +7,7 @@
 #include <map>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "tests/support/kit_builder.h"
 #include "tests/support/scratch.h"
@@ -43,7 +44,13 @@ const char* NameOf(Scene scene);
 
 /// Makes the tree at `target` what the scene says, whatever it was.
 void SetScene(Scene scene, const std::filesystem::path& target);
-/// The kit for all of them. One of its files takes two blocks to copy to another volume.
+
+/// The files of the kit for all of them, by their paths below the target, in kit order. One takes
+/// several blocks to copy.
+struct SceneFile {
+  std::string name, contents;
+};
+std::vector<SceneFile> SceneFiles();
 KitBuilder SceneKit();
 
 }  // namespace quarn::testing
