@@ -46,12 +46,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     quarn::ConfigEntryList again;
     quarn::ReadConfigFile(path, again);
     quarn::WriteConfigFile(path, again);
-    // What was cut in two by the border of a block may be read the next time.
-    // A zero byte hides what stands behind it in its block.
+    // The rewrite moves the borders of the blocks: a character that one cuts in two now ends this
+    // reading, or ended the first one. A zero byte hides what stands behind it in its block.
     const bool hidden = std::find(data, data + size, 0) != data + size;
-    if (unread.empty() && !hidden) {
-      Require(Contents(file) == rewritten || !again.unread().empty(),
-              "a second rewrite changes nothing");
+    if (unread.empty() && again.unread().empty() && !hidden) {
+      Require(Contents(file) == rewritten, "a second rewrite changes nothing");
       const auto* const values = quarn::FindConfigValues(again, quarn::kTemplatesLocationKey);
       Require(values != nullptr && *values == directories, "the directories are recorded");
     }
