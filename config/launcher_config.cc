@@ -94,17 +94,17 @@ const std::vector<stdx::u16string>* FindConfigValues(const ConfigEntryList& list
 
 void SetConfigValues(ConfigEntryList& list, const stdx::u16string& key,
                      const std::vector<stdx::u16string>& values) {
+  std::vector<stdx::u16string> copy = values;  // they may lie in an entry, and entries move
   const auto [place, is_new] = list.Place(key);
-  if (!is_new && values.empty()) {
-    const auto offset = static_cast<std::ptrdiff_t>(place);
-    list.entries_.erase(list.entries_.begin() + offset);
-    list.values_.erase(list.values_.begin() + offset);
-    list.keys_.Erase(place);
-    return;
-  } else {
-    list.entries_[place].values = values;
+  if (is_new || !copy.empty()) {
+    list.entries_[place].values = std::move(copy);
     list.values_[place] = {};
+    return;
   }
+  const auto offset = static_cast<std::ptrdiff_t>(place);
+  list.entries_.erase(list.entries_.begin() + offset);
+  list.values_.erase(list.values_.begin() + offset);
+  list.keys_.Erase(place);
 }
 
 // --- Reading -----------------------------------------------------------------------------------
@@ -165,9 +165,12 @@ class ConfigReader {
   /// Gives up the line begun and keeps its bytes and those of the file behind it.
   void KeepRest(const char* block, std::size_t size, std::FILE* file) {
     bytes_.append(block, size);
-    ReadRest(file, bytes_);
+    if (!ReadRest(file, bytes_)) MarkPartial();
     KeepUnread(bytes_);
   }
+
+  /// There is more in the file than could be read.
+  void MarkPartial() { list_.is_partial_ = true; }
 
  private:
   using Starts = std::array<std::size_t, kBlockSize + 1>;
@@ -241,6 +244,7 @@ void ReadOpenFile(std::FILE* file, ConfigEntryList& list) {
       return;
     }
   }
+  if (std::ferror(file) != 0) reader.MarkPartial();
   reader.EndLine();
 }
 
@@ -434,12 +438,12 @@ void LoadLauncherConfig(LauncherConfig& store) {
   }
   try {
     ReadConfigFile(OwnPath(store), store.own);
+    // A value of the common file may be recorded in the own one: it is then written as it was read.
+    store.own.originals_.insert(store.common.originals_.begin(), store.common.originals_.end());
   } catch (...) {
     // What was not read would be lost with the next rewrite.
     store.own.is_partial_ = true;
   }
-  // A value of the common file may be recorded in the own one: it is then written as it was read.
-  store.own.originals_.insert(store.common.originals_.begin(), store.common.originals_.end());
 }
 
 void SaveLauncherConfig(const LauncherConfig& store) {

@@ -74,7 +74,7 @@ class ConfigEntryList {
   // beyond U+FFFF are cut off when they are read.
   std::unordered_map<stdx::u16string, stdx::string> originals_;
   stdx::string unread_;
-  bool is_partial_ = false;  // reading was cut short by an exception
+  bool is_partial_ = false;  // reading was cut short by an exception or a failing disk
 };
 
 /// Adds `value` under `key` behind the other values, making an entry at the end where there is

@@ -53,6 +53,23 @@ class FullDiskTest : public PrivateMountTest {
   }
 };
 
+using FailingDiskTest = ScratchTest;
+
+TEST_F(FailingDiskTest, LinesThatCouldNotBeReadSurviveTheRewrite) {
+  const fs::path file = home() / ".Orbex/qlaunch/qlaunch.cfg";
+  fs::create_directories(file.parent_path());
+  fs::create_symlink("/proc/self/mem", file);  // opens, and fails when it is read
+  LauncherConfig store;
+  LoadLauncherConfig(store);
+  EXPECT_TRUE(store.own.empty());
+  // The disk recovers.
+  fs::remove(file);
+  WriteFile(file, "A=1\n");
+  SetConfigValues(store.own, kTemplatesLocationKey, {u"/templates"});
+  EXPECT_EQ(ThrownBy([&] { SaveLauncherConfig(store); }), 1);
+  EXPECT_EQ(ReadFile(file), "A=1\n");
+}
+
 TEST_F(FullDiskTest, LinesThatWereThereSurviveAWriteThatFindsNoRoom) {
   const std::string before = LinesOf(20000, "key");
   WriteFile(Own(), before);

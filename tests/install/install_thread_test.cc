@@ -21,6 +21,7 @@ using TreeMap = std::map<std::string, std::string>;
 
 /// The steps of pauses so far.
 std::atomic<int> pause_steps = 0;
+std::atomic<std::int64_t> microseconds_paused = 0;
 
 }  // namespace
 }  // namespace quarn::testing
@@ -28,6 +29,7 @@ std::atomic<int> pause_steps = 0;
 // In the place of the system's: only a worker's pause calls it.
 extern "C" int usleep(useconds_t microseconds) {
   ++quarn::testing::pause_steps;
+  quarn::testing::microseconds_paused += microseconds;
   std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
   return 0;
 }
@@ -133,6 +135,21 @@ TYPED_TEST(InstallThreadTest, PassesGoOnUntilStoppedWithAPauseAfterEach) {
   fs::remove(this->target() / "a");
   EXPECT_TRUE(WaitFor([&] { return fs::exists(this->target() / "a"); }));
   EXPECT_GE(Clock::now() - first_end, 1900ms);
+}
+
+TYPED_TEST(InstallThreadTest, APauseTakesASecondInSmallSteps) {
+  auto installation = this->Prepare(RestlessKit());
+  typename TestFixture::Thread thread;
+  const int steps_before = pause_steps;
+  microseconds_paused = 0;
+  thread.Start(&installation.record);
+  ASSERT_TRUE(WaitForSuccess(installation.record));
+  fs::remove(this->target() / "a");
+  EXPECT_TRUE(WaitFor([&] { return fs::exists(this->target() / "a"); }));
+  // The pause behind the second pass may have begun.
+  EXPECT_GE(microseconds_paused, 1000000);
+  EXPECT_LT(microseconds_paused, 2000000);
+  EXPECT_GE(pause_steps - steps_before, 50) << "a stop must not wait long";
 }
 
 TYPED_TEST(InstallThreadTest, AStopEndsThePauseEarlyAndNoPassFollows) {
