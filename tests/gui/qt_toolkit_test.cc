@@ -10,6 +10,8 @@
 #include <QCheckBox>
 #include <QDeadlineTimer>
 #include <QFileDialog>
+#include <QFontDatabase>
+#include <QGlyphRun>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
@@ -17,14 +19,19 @@
 #include <QPointingDevice>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QRawFont>
+#include <QTextLayout>
 #include <QTimer>
 #include <QWheelEvent>
 #include <QWindow>
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <optional>
 
+#include "l10n/string_table.h"
 #include "tests/support/scratch.h"
 #include "wizard/installer_dlg.h"
 #include "wizard/message.h"
@@ -311,6 +318,33 @@ TEST_F(QtToolkitTest, TextsHaveTheSizeThatTheFramesAreMadeForWhateverTheDesktops
   for (const QWidget* const widget : Find<QWidget>()->findChildren<QWidget*>()) {
     EXPECT_EQ(widget->font().pixelSize(), 13) << widget->metaObject()->className();
   }
+}
+
+using FontDeathTest = QtToolkitTest;
+
+/// Tells which font draws `text`.
+[[noreturn]] void TellFontOf(const QString& text, const char* language) {
+  SetCurrentLanguage(FindLanguageByCode(language));
+  Toolkit toolkit;
+  toolkit.SetUpApplication(0, nullptr, false);
+  QTextLayout layout(text, QApplication::font());
+  layout.beginLayout();
+  layout.createLine();
+  layout.endLayout();
+  const QString family = layout.glyphRuns().first().rawFont().familyName();
+  // What is started inherits the environment.
+  const bool is_kept = qEnvironmentVariableIsSet("FC_LANG");
+  std::fprintf(stderr, "%s of %s", qPrintable(family),
+               qPrintable(QFontDatabase::families().filter("CJK").join(", ")));
+  std::_Exit(is_kept ? 1 : 0);
+}
+
+// In a process of its own: one has the fonts of but one language.
+TEST_F(FontDeathTest, ChineseIsWrittenWithTheLettersOfItsCountry) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(TellFontOf("模板", "zh"), ::testing::ExitedWithCode(0),
+              ::testing::AnyOf(::testing::StartsWith("Noto Sans CJK SC"),
+                               ::testing::Not(::testing::HasSubstr("Noto Sans CJK SC"))));
 }
 
 TEST_F(QtToolkitTest, ALongWordIsBrokenRatherThanCutOff) {

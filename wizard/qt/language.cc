@@ -1,11 +1,14 @@
 #include "wizard/qt/language.h"
 
 #include <QApplication>
+#include <QFont>
+#include <QFontInfo>
 #include <QLibraryInfo>
 #include <QLocale>
 #include <QTranslator>
 
 #include "l10n/string_table.h"
+#include "wizard/qt/look.h"
 #include "wizard/qt/text.h"
 
 namespace quarn {
@@ -26,6 +29,10 @@ FontsOfLanguage::FontsOfLanguage() : is_set_(!qEnvironmentVariableIsSet(kVariabl
 }
 
 FontsOfLanguage::~FontsOfLanguage() {
+  // Not before a font is looked for, and none was up to now.
+  QFont font;
+  font.setPixelSize(kTextSize);
+  QFontInfo(font).family();
   if (is_set_) qunsetenv(kVariable);
 }
 
