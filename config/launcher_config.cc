@@ -256,6 +256,7 @@ void ReadConfigFile(const stdx::u16string& path, ConfigEntryList& list) {
     if (file != nullptr) {
       ReadOpenFile(file.get(), list);
     } else {
+      if (errno != ENOENT && errno != ENOTDIR) ConfigReader(list).MarkPartial();
       // Some platforms refuse one form of the mode and accept the other; no more than a probe.
       const File probe(OpenStdioFile(path.c_str(), u"rt, ccs=UTF-8"));
     }
@@ -379,6 +380,7 @@ bool IsNotUnicodeFile(const stdx::u16string& path) {
   if (file == nullptr) return false;
   std::array<char, 2> mark{};
   const std::size_t size = std::fread(mark.data(), 1, mark.size(), file.get());
+  if (std::ferror(file.get()) != 0) throw kCannotOpen;
   return std::string_view(mark.data(), size) != kUtf16Mark;
 }
 

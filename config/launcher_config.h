@@ -99,13 +99,15 @@ void SetConfigValues(ConfigEntryList& list, const stdx::u16string& key,
 /// Adds the lines of a file to `list`. A line feed ends a line, its first "=" ends the key; nothing
 /// is trimmed, and there are no comments. Lines with neither key nor value are skipped.
 ///
-/// Never reports an error: a file that can't be opened adds nothing. The text is decoded in blocks
+/// Never reports an error: a file that can't be opened adds nothing, but the list can't be written
+/// if there may be lines in the file. The text is decoded in blocks
 /// of 1024 bytes, each by itself. A block that the locale can't decode, also because its border
 /// cuts a character in two, ends the reading: the complete lines before it are in the list, the
 /// file from the line on into which the block falls is kept as `unread`.
 void ReadConfigFile(const stdx::u16string& path, ConfigEntryList& list);
 
-/// True when the file can be opened and doesn't begin with the mark of UTF-16, FF FE.
+/// True when the file can be opened and doesn't begin with the mark of UTF-16, FF FE. Throws the
+/// int 1 when it can't be read.
 bool IsNotUnicodeFile(const stdx::u16string& path);
 
 /// Writes a line for every value, then what reading left over, in the locale's encoding without a

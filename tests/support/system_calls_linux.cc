@@ -22,7 +22,7 @@ std::size_t count = 0;
 std::size_t failing = 0;
 CallFault fault_there = CallFault::kNoSpace;
 bool counting = false;
-bool stream_failed = false;  // as the flag of a stream whose transfer was cut short
+FILE* failed_stream = nullptr;  // the one whose transfer was cut short has its flag set
 
 /// Whether this call is the one with the fault.
 bool IsHit(const char* name) {
@@ -50,10 +50,10 @@ bool CanTransfer(const char* name, std::size_t& size) {
 }
 
 /// The same for a stream, which never moves less than it was asked to without an error.
-bool TransfersStream(const char* name, std::size_t& size) {
+bool TransfersStream(const char* name, std::size_t& size, FILE* file) {
   const std::size_t asked = size;
   const bool moves = CanTransfer(name, size);
-  if (!moves || size < asked) stream_failed = true;
+  if (!moves || size < asked) failed_stream = file;
   return moves;
 }
 
@@ -160,16 +160,16 @@ FILE* __wrap_fopen64(const char* path, const char* mode) {
 
 std::size_t __real_fread(void* buffer, std::size_t size, std::size_t number, FILE* file);
 std::size_t __wrap_fread(void* buffer, std::size_t size, std::size_t number, FILE* file) {
-  return TransfersStream("fread", number) ? __real_fread(buffer, size, number, file) : 0;
+  return TransfersStream("fread", number, file) ? __real_fread(buffer, size, number, file) : 0;
 }
 
 std::size_t __real_fwrite(const void* buffer, std::size_t size, std::size_t number, FILE* file);
 std::size_t __wrap_fwrite(const void* buffer, std::size_t size, std::size_t number, FILE* file) {
-  return TransfersStream("fwrite", number) ? __real_fwrite(buffer, size, number, file) : 0;
+  return TransfersStream("fwrite", number, file) ? __real_fwrite(buffer, size, number, file) : 0;
 }
 
 int __real_ferror(FILE* file);
-int __wrap_ferror(FILE* file) { return stream_failed ? 1 : __real_ferror(file); }
+int __wrap_ferror(FILE* file) { return file == failed_stream ? 1 : __real_ferror(file); }
 
 int __wrap_fprintf(FILE* file, const char* format, ...) {
   if (Fails("fprintf")) return -1;
@@ -188,6 +188,7 @@ int __wrap_fputc(int character, FILE* file) {
 int __real_fclose(FILE* file);
 int __wrap_fclose(FILE* file) {
   const bool fails = Fails("fclose");
+  if (file == failed_stream) failed_stream = nullptr;
   const int error = errno;
   const int result = __real_fclose(file);
   if (!fails) return result;
@@ -219,11 +220,10 @@ CallFaultAt::CallFaultAt(std::size_t nth, CallFault fault) {
   failing = nth;
   fault_there = fault;
   count = 0;
-  stream_failed = false;
   counting = true;
 }
 
-CallFaultAt::~CallFaultAt() { counting = stream_failed = false; }
+CallFaultAt::~CallFaultAt() { counting = false; }
 
 std::vector<std::string> CallFaultAt::Calls() {
   return {names.begin(), names.begin() + static_cast<std::ptrdiff_t>(std::min(count, kMostCalls))};

@@ -1,0 +1,223 @@
+// Every call of the system with which a launcher's file is read and rewritten fails once, in every
+// way, and so does every request for memory: the file is then as it was or as it should become, and
+// no line of it is lost.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <functional>
+#include <iostream>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "tests/config/config_support.h"
+#include "tests/support/allocation_limit.h"
+#include "tests/support/private_mounts.h"
+#include "tests/support/system_calls.h"
+
+namespace quarn::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// What stands in the user's file before; nothing for no file.
+struct FileRow {
+  const char* name;
+  std::optional<std::string> before;
+};
+
+std::string Lines(int count) {
+  std::string text;
+  for (int i = 0; i < count; ++i) {
+    text += "key " + std::to_string(i) + "=" + std::string(190, 'v') + "\n";
+  }
+  return text;
+}
+
+const FileRow kFiles[] = {
+    {"missing", std::nullopt},
+    {"empty", ""},
+    {"small", "a=1\nConfigurationTemplatesLocation=/old\nb=2\n"},
+    // More than the stream's buffer and than the reader's block.
+    {"large", Lines(30)},
+    {"unread", Lines(12) + "bad=\xFF\xFE\nand=more\n" + Lines(12)},
+    {"utf16", std::string("\xFF\xFE"
+                          "a\0=\0"
+                          "1\0\n\0",
+                          10)},
+    {"above_the_bmp", "key=\xF0\x9F\x98\x80\nb=2\n"},
+};
+
+void PrintTo(const FileRow& row, std::ostream* out) { *out << row.name; }
+
+class ConfigCallFaultTest : public ScratchTest, public ::testing::WithParamInterface<FileRow> {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(HasPrivateMounts());
+    // In memory, where thousands of files come and go quickly.
+    volume_.emplace(root().string(), 1 << 20);
+    ASSERT_TRUE(volume_->mounted());
+  }
+
+  fs::path own() const { return home() / ".Orbex/qlaunch/qlaunch.cfg"; }
+
+  void Restore() const {
+    fs::remove_all(home());
+    fs::create_directories(own().parent_path());
+    if (GetParam().before) WriteFile(own(), *GetParam().before);
+  }
+  std::optional<std::string> Contents() const {
+    return fs::exists(own()) ? std::optional(ReadFile(own())) : std::nullopt;
+  }
+
+  static void AddDirectory(ConfigEntryList& list) {
+    SetConfigValues(list, kTemplatesLocationKey, {u"/new", u"/newer"});
+  }
+  /// What a rewrite without a fault makes of the file.
+  std::optional<std::string> Rewritten() const {
+    Restore();
+    ConfigEntryList list = Read(own());
+    AddDirectory(list);
+    WriteConfigFile(U16(own()), list);
+    return Contents();
+  }
+
+  /// Runs `action` with every fault at every call. `check` gets what it threw, 0 for nothing, and
+  /// -1 for an exception that is no number.
+  void FailEverywhere(const std::function<void()>& prepare, const std::function<void()>& action,
+                      const std::function<void(int)>& check) {
+    std::vector<std::string> calls{""};
+    int faults = 0, thrown = 0;
+    for (std::size_t nth = 0; nth <= calls.size() - 1; ++nth) {
+      for (const CallFault fault : kCallFaults) {
+        if (nth != 0 && !CanHave(calls[nth], fault)) continue;
+        SCOPED_TRACE("call " + std::to_string(nth) + ", " + calls[nth] + ": " + NameOf(fault));
+        Restore();
+        prepare();
+        int code = 0;
+        std::vector<std::string> made;
+        {
+          const CallFaultAt fault_at(nth, fault);
+          try {
+            action();
+          } catch (int number) {
+            code = number;
+          } catch (const std::exception&) {
+            code = -1;
+          }
+          made = CallFaultAt::Calls();
+        }
+        if (nth == 0) {
+          ASSERT_EQ(code, 0);
+          calls.resize(1);
+          calls.insert(calls.end(), made.begin(), made.end());
+          continue;
+        }
+        check(code);
+        if (HasFatalFailure()) return;
+        ++faults;
+        thrown += code != 0 ? 1 : 0;
+      }
+    }
+    std::cout << calls.size() - 1 << " calls, " << faults << " faults tried, " << thrown
+              << " of them thrown on\n";
+  }
+
+  std::optional<PrivateVolume> volume_;
+};
+
+TEST_P(ConfigCallFaultTest, AWriteThatFailsLeavesTheFormerContentsAndSaysSo) {
+  const auto rewritten = Rewritten();
+  ConfigEntryList list;
+  FailEverywhere(
+      [&] {
+        list = Read(own());
+        AddDirectory(list);
+      },
+      [&] { WriteConfigFile(U16(own()), list); },
+      [&](int code) {
+        ASSERT_TRUE(code == 0 || code == 1 || code == 2) << code;
+        ASSERT_EQ(Contents(), code == 0 ? rewritten : GetParam().before);
+      });
+}
+
+TEST_P(ConfigCallFaultTest, AFailureWhileAFileIsReadCostsNoLine) {
+  const auto rewritten = Rewritten();
+  FailEverywhere([] {},
+                 [&] {
+                   LauncherConfig store;
+                   LoadLauncherConfig(store);
+                   AddDirectory(store.own);
+                   SaveLauncherConfig(store);
+                 },
+                 [&](int code) {
+                   ASSERT_TRUE(code == 0 || code == 1) << code;
+                   ASSERT_EQ(Contents(), code == 0 ? rewritten : GetParam().before);
+                 });
+}
+
+TEST_P(ConfigCallFaultTest, ASaveGetsOverOneFailure) {
+  const auto rewritten = Rewritten();
+  LauncherConfig store;
+  FailEverywhere(
+      [&] {
+        store = {};
+        LoadLauncherConfig(store);
+        AddDirectory(store.own);
+      },
+      [&] { SaveLauncherConfig(store); },
+      [&](int code) {
+        ASSERT_EQ(code, 0);
+        ASSERT_EQ(Contents(), rewritten);
+      });
+}
+
+// In a child process, because a string that cannot have the memory for a copy of its own ends it.
+TEST_P(ConfigCallFaultTest, ARequestForMemoryThatFailsCostsNoLine) {
+  const auto rewritten = Rewritten();
+  const auto run = [] {
+    LauncherConfig store;
+    LoadLauncherConfig(store);
+    AddDirectory(store.own);
+    SaveLauncherConfig(store);
+  };
+  Restore();
+  std::size_t requests = 0;
+  {
+    const AllocationFault counting(0);
+    run();
+    requests = AllocationFault::requests();
+  }
+  int as_before = 0;
+  for (std::size_t nth = 1; nth <= requests; ++nth) {
+    SCOPED_TRACE("request " + std::to_string(nth));
+    Restore();
+    const pid_t child = fork();
+    if (child == 0) {
+      const AllocationFault fault(nth);
+      try {
+        run();
+      } catch (...) {
+        _exit(1);
+      }
+      _exit(0);
+    }
+    ASSERT_GT(child, 0);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status)) << "ended by signal " << WTERMSIG(status);
+    const bool failed = WEXITSTATUS(status) != 0;
+    as_before += failed ? 1 : 0;
+    ASSERT_EQ(Contents(), failed ? GetParam().before : rewritten);
+  }
+  std::cout << requests << " requests for memory, each failed once: " << as_before
+            << " left the file as it was\n";
+}
+
+INSTANTIATE_TEST_SUITE_P(Matrix, ConfigCallFaultTest, ::testing::ValuesIn(kFiles),
+                         [](const auto& row) { return row.param.name; });
+
+}  // namespace
+}  // namespace quarn::testing
