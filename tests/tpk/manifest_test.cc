@@ -170,12 +170,25 @@ TEST_F(ManifestTest, EveryMistakeIsReportedWithItsPlaceAndASuggestion) {
       {"format = 1\n[files]\ninclude = ['a\\b']",
        "kit.toml:3:12: the pattern \"a\\b\" has a backslash; folders are separated by \"/\" in "
        "patterns"},
+      {"format = 1\n[[time]]\nfiles = 'a\\b'\ntime = 2024-05-06",
+       "kit.toml:3:9: the pattern \"a\\b\" has a backslash; folders are separated by \"/\" in "
+       "patterns"},
       {"format = 1\n[[time]]\nfiles = \"x\"",
        "kit.toml:2:1: [[time]] needs a pattern and a time; for example files = \"docs/**\" and "
        "time "
        "= \"2024-05-06T08:00:00Z\""},
   };
   for (const auto& row : kRows) EXPECT_EQ(Problems(row.text), row.problems) << row.text;
+}
+
+TEST_F(ManifestTest, APatternIsNoLongerThanAnyNameNeeds) {
+  const auto manifest = [](std::size_t size) {
+    return "format = 1\nfiles.include = [\"" + std::string(size, '*') + "\"]";
+  };
+  EXPECT_EQ(Problems(manifest(16384)), "");
+  EXPECT_EQ(Problems(manifest(16385)),
+            "kit.toml:2:18: the pattern has 16385 bytes; make it shorter than 16384");
+  EXPECT_LE(Pattern::Exactly(std::string(3072, '*')).size(), 16384u);
 }
 
 TEST_F(ManifestTest, AllMistakesAreReportedAtOnce) {
@@ -191,6 +204,7 @@ TEST_F(ManifestTest, WhatIsNoTomlIsReportedWithItsPlace) {
 
 TEST_F(ManifestTest, AMistakeCannotSteerTheTerminal) {
   EXPECT_EQ(Problems("format = 1\n\"\\u001b[2J\" = 1").find('\x1b'), std::string::npos);
+  EXPECT_EQ(Problems("format = t\n").find('\n'), std::string::npos);
 }
 
 TEST_F(ManifestTest, AMissingAnEmptyAndAHugeFileAreRefused) {

@@ -206,6 +206,20 @@ class Init(ToolTest):
         self.tpk("init", "a", "--force", code=0)
         self.assertIn("format = 1", (self.work / "a/kit.toml").read_text())
 
+    def test_a_dry_run_with_json_carries_the_manifest(self):
+        self.write("a/d/x.txt", "x")
+        (line,) = self.json("init", "a", "-n")
+        self.tpk("init", "a", code=0)
+        self.assertEqual(line["text"], (self.work / "a/kit.toml").read_text())
+
+    def test_a_folder_whose_name_is_no_text_gets_a_manifest_all_the_same(self):
+        folder = os.path.join(os.fsencode(self.work), b"bad\xff")
+        os.makedirs(os.path.join(folder, b"d"))
+        with open(os.path.join(folder, b"d/x.txt"), "wb"):
+            pass
+        self.tpk("init", os.fsdecode(folder), code=0)
+        self.tpk("pack", os.fsdecode(folder), "-o", "kit.tpk", code=0)
+
     def test_a_name_with_quotes_is_quoted(self):
         self.write('say "hi"/d/x.txt', "x")
         self.tpk("init", 'say "hi"', code=0)

@@ -65,6 +65,8 @@ TEST(Pattern, MatchesAsWritten) {
       {"[!a-c]", "b", false},
       {"[^a]", "b", true},
       {"x[!a]y/z", "x/y/z", false},
+      {"*[!ё]", "ё", false},
+      {"*??", "ё", false},
       {"[]]", "]", true},
       {"[a-]", "-", true},
       {"[", "[", true},
@@ -75,6 +77,51 @@ TEST(Pattern, MatchesAsWritten) {
     EXPECT_EQ(Pattern(row.pattern).Matches(row.name), row.matches)
         << row.pattern << " against " << row.name;
   }
+}
+
+/// The rules read aloud, trying everything: for short patterns and names without sets.
+bool MatchesByTrying(std::string_view glob, std::string_view name, bool at_folder = true) {
+  if (glob.empty()) return name.empty();
+  const auto rest_matches = [&](std::size_t glob_size, std::size_t name_size) {
+    return MatchesByTrying(glob.substr(glob_size), name.substr(name_size),
+                           glob[glob_size - 1] == '/');
+  };
+  if (glob.starts_with("**")) {
+    if (at_folder && glob.starts_with("**/") && rest_matches(3, 0)) return true;
+    for (std::size_t i = 0; i <= name.size(); ++i) {
+      if (rest_matches(2, i)) return true;
+    }
+    return false;
+  }
+  if (glob[0] == '*') {
+    for (std::size_t i = 0; i <= name.size(); ++i) {
+      if (rest_matches(1, i)) return true;
+      if (i < name.size() && name[i] == '/') return false;
+    }
+    return false;
+  }
+  if (name.empty()) return false;
+  return (glob[0] == '?' ? name[0] != '/' : glob[0] == name[0]) && rest_matches(1, 1);
+}
+
+TEST(Pattern, AgreesWithTryingEverything) {
+  std::mt19937 random(Seed());
+  const auto text = [&random](const char* characters, std::size_t count, unsigned length) {
+    std::string made;
+    for (auto i = random() % length; i != 0; --i) made += characters[random() % count];
+    return made;
+  };
+  int matched = 0;
+  for (int round = 0; round < 100000; ++round) {
+    // With a separator in front the pattern is held against the whole name as it stands.
+    const std::string glob = text("ab*?/*", 6, 9);
+    const std::string name = text("ab/", 3, 9);
+    const bool matches = Pattern("/" + glob).Matches(name);
+    const std::string whole = glob.ends_with('/') || glob.empty() ? glob + "**" : glob;
+    ASSERT_EQ(matches, MatchesByTrying(whole, name)) << glob << " against " << name;
+    matched += matches;
+  }
+  EXPECT_GT(matched, 1000);
 }
 
 TEST(Pattern, KeepsItsText) { EXPECT_EQ(Pattern("docs/").text(), "docs/"); }
@@ -107,6 +154,8 @@ TEST(Pattern, ManyStarsDoNotTakeForever) {
   EXPECT_FALSE(Pattern("**" + stars + "/b").Matches(name));
   // Without a memory of what was tried this takes longer than anybody lives.
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+  // Nor does a long pattern take the stack.
+  EXPECT_TRUE(Pattern(std::string(1 << 20, '*')).Matches("a/b"));
 }
 
 }  // namespace

@@ -41,9 +41,11 @@ ExitCode Init(const Options& options, Output& output) {
     file.Commit();
   }
   const std::string name = Printable(manifest.string());
+  Json fields{
+      {"manifest", manifest.string()}, {"dry_run", options.dry_run}, {"files", tree.files.size()}};
+  if (options.dry_run) fields["text"] = text;
   output.Result(
-      "init", ExitCode::kFine,
-      {{"manifest", manifest.string()}, {"dry_run", options.dry_run}, {"files", tree.files.size()}},
+      "init", ExitCode::kFine, fields,
       options.dry_run
           ? ""
           : fmt::format("wrote {} for {}; look through it, then: tpk pack {} -o quarn.tpk", name,

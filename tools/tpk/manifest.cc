@@ -23,6 +23,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kMaxManifestSize = 1 << 20;
+// Enough for a pattern that matches the longest name exactly.
+constexpr std::size_t kMaxPattern = 1 << 14;
 
 class Reader {
  public:
@@ -209,6 +211,20 @@ class Reader {
     }
   }
 
+  /// Reports what is none.
+  bool IsPattern(const toml::value<std::string>& text) {
+    if (text->find('\\') != std::string::npos) {
+      Report(text, fmt::format("the pattern \"{}\" has a backslash", Printable(text.get())),
+             "folders are separated by \"/\" in patterns");
+    } else if (text->size() > kMaxPattern) {
+      Report(text, fmt::format("the pattern has {} bytes", text->size()),
+             fmt::format("make it shorter than {}", kMaxPattern));
+    } else {
+      return true;
+    }
+    return false;
+  }
+
   std::vector<Pattern> Patterns(const toml::table& files, const char* key) {
     std::vector<Pattern> patterns;
     const toml::node* const node = files.get(key);
@@ -220,14 +236,11 @@ class Reader {
       return patterns;
     }
     for (const toml::node& item : *list) {
-      const auto text = item.value_exact<std::string>();
-      if (!text || text->empty()) {
+      const toml::value<std::string>* const text = item.as_string();
+      if (text == nullptr || text->get().empty()) {
         Report(item, "a pattern must be a text", suggestion);
-      } else if (text->find('\\') != std::string::npos) {
-        Report(item, fmt::format("the pattern \"{}\" has a backslash", Printable(*text)),
-               "folders are separated by \"/\" in patterns");
-      } else {
-        patterns.emplace_back(*text);
+      } else if (IsPattern(*text)) {
+        patterns.emplace_back(text->get());
       }
     }
     return patterns;
@@ -247,7 +260,8 @@ class Reader {
       Report(rule, "[[time]] needs a pattern and a time",
              "for example files = \"docs/**\" and time = \"2024-05-06T08:00:00Z\"");
     }
-    if (files != nullptr && ticks) manifest_.times.push_back({Pattern(files->get()), *ticks});
+    if (files != nullptr && IsPattern(*files) && ticks)
+      manifest_.times.push_back({Pattern(files->get()), *ticks});
   }
 
   std::string file_;
@@ -278,6 +292,10 @@ Manifest ReadManifest(const fs::path& path) {
     throw SystemFailure("cannot read " + Printable(path.string()), errno);
   }
   text.resize(static_cast<std::size_t>(in.gcount()));
+  return ParseManifest(text, path);
+}
+
+Manifest ParseManifest(std::string_view text, const fs::path& path) {
   if (text.size() > kMaxManifestSize) {
     throw Failure(ExitCode::kUsage, "manifest", Printable(path.string()) + " is no manifest",
                   "a manifest is a text file of at most 1 MiB");
@@ -287,7 +305,8 @@ Manifest ReadManifest(const fs::path& path) {
   try {
     manifest = reader.Read(toml::parse(text), path.parent_path());
   } catch (const toml::parse_error& error) {
-    reader.Report(error.source().begin, error.description(), "");
+    // It quotes what it met.
+    reader.Report(error.source().begin, Printable(error.description()), "");
   }
   reader.ThrowProblems();
   return manifest;

@@ -42,5 +42,7 @@ struct Manifest {
 /// Reads a manifest. Throws Failure whose message lists every mistake as
 /// "kit.toml:12:1: what is wrong; what to do", one a line.
 Manifest ReadManifest(const std::filesystem::path& path);
+/// The same with its text, which would be found at `path`.
+Manifest ParseManifest(std::string_view text, const std::filesystem::path& path);
 
 }  // namespace quarn::tpk

@@ -17,8 +17,9 @@
 namespace quarn::tpk {
 namespace {
 
-/// `text` between quotes, as TOML wants it.
-std::string Quoted(std::string_view text) {
+/// `text` between quotes, as TOML wants it. What is no UTF-8 has no place there.
+std::string Quoted(std::string_view bytes) {
+  const std::string text = Utf16FromUtf8(bytes) ? std::string(bytes) : Printable(bytes);
   std::string result = "\"";
   for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);

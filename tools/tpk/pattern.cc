@@ -1,6 +1,8 @@
 #include "tools/tpk/pattern.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -16,79 +18,124 @@ std::size_t CharacterLength(std::string_view text) {
   return length;
 }
 
-/// Matches `[...]` at the front of `glob` against the character `c`; takes it off `glob`. False
-/// also where no "]" closes it: then the "[" stands for itself.
-bool TakeSet(std::string_view& glob, std::string_view c, bool& matches) {
-  std::size_t at = 1;
-  const bool negated = at < glob.size() && (glob[at] == '!' || glob[at] == '^');
-  if (negated) ++at;
-  bool found = false;
-  for (bool first = true;; first = false) {
-    if (at >= glob.size()) return false;
-    if (glob[at] == ']' && !first) break;
-    const std::string_view low = glob.substr(at, CharacterLength(glob.substr(at)));
-    at += low.size();
-    std::string_view high = low;
-    if (at + 1 < glob.size() && glob[at] == '-' && glob[at + 1] != ']') {
-      high = glob.substr(at + 1, CharacterLength(glob.substr(at + 1)));
-      at += 1 + high.size();
-    }
+/// One of `[...]`.
+struct Set {
+  struct Range {
+    std::string_view low, high;
+  };
+  std::vector<Range> ranges;
+  bool negated = false;
+
+  bool Holds(std::string_view c) const {
     // UTF-8 compares as its characters do.
-    found |= low <= c && c <= high;
+    const bool found = std::any_of(ranges.begin(), ranges.end(), [c](const Range& range) {
+      return range.low <= c && c <= range.high;
+    });
+    return found != negated;
   }
-  glob.remove_prefix(at + 1);
-  matches = found != negated && c != "/";
-  return true;
+};
+
+/// Takes `[...]` off the front of `glob`; nothing where no "]" closes it: then the "[" stands for
+/// itself.
+std::optional<Set> TakeSet(std::string_view& glob) {
+  Set set;
+  std::string_view rest = glob.substr(1);
+  set.negated = rest.starts_with('!') || rest.starts_with('^');
+  if (set.negated) rest.remove_prefix(1);
+  const auto take = [&rest] {
+    const std::string_view c = rest.substr(0, CharacterLength(rest));
+    rest.remove_prefix(c.size());
+    return c;
+  };
+  // The first character is one of the set, even if it is a "]".
+  if (rest.find(']', 1) == rest.npos) return std::nullopt;
+  do {
+    Set::Range range;
+    range.low = range.high = take();
+    if (rest[0] == '-' && rest[1] != ']') {
+      rest.remove_prefix(1);
+      range.high = take();
+    }
+    set.ranges.push_back(range);
+  } while (rest[0] != ']');
+  glob = rest.substr(1);
+  return set;
 }
 
-/// Matches with a table of what the stars have tried: no pattern takes more than the product of
-/// both lengths.
+/// Goes through a pattern once and keeps all places of the name that may have been reached: no
+/// pattern takes more time than the product of both lengths.
 class Matcher {
  public:
-  Matcher(std::string_view glob, std::string_view name)
-      : glob_(glob), name_(name), failed_((glob.size() + 1) * (name.size() + 1)) {}
+  explicit Matcher(std::string_view name) {
+    for (; !name.empty(); name.remove_prefix(characters_.back().size())) {
+      characters_.push_back(name.substr(0, CharacterLength(name)));
+    }
+    reached_.resize(characters_.size() + 1);
+    reached_[0] = true;
+  }
 
-  bool Run(std::size_t g, std::size_t n) {
-    const std::size_t index = g * (name_.size() + 1) + n;
-    if (failed_[index]) return false;
-    const bool matches = Try(g, n);
-    if (!matches) failed_[index] = true;
-    return matches;
+  bool Run(std::string_view glob) {
+    for (bool at_folder = true; !glob.empty();) {
+      const std::string_view before = glob;
+      if (at_folder && glob.starts_with("**/")) {
+        PassFolders();
+        glob.remove_prefix(3);
+      } else if (glob.starts_with("**")) {
+        PassAny([](std::string_view) { return true; });
+        glob.remove_prefix(2);
+      } else if (glob[0] == '*') {
+        PassAny([](std::string_view c) { return c != "/"; });
+        glob.remove_prefix(1);
+      } else if (glob[0] == '?') {
+        PassOne([](std::string_view c) { return c != "/"; });
+        glob.remove_prefix(1);
+      } else if (const std::optional<Set> set =
+                     glob[0] == '[' ? TakeSet(glob) : std::optional<Set>()) {
+        PassOne([&set](std::string_view c) { return set->Holds(c) && c != "/"; });
+      } else {
+        const std::string_view wanted = glob.substr(0, CharacterLength(glob));
+        PassOne([wanted](std::string_view c) { return c == wanted; });
+        glob.remove_prefix(wanted.size());
+      }
+      at_folder = before[before.size() - glob.size() - 1] == '/';
+    }
+    return reached_.back();
   }
 
  private:
-  bool Try(std::size_t g, std::size_t n) {
-    for (; g < glob_.size();) {
-      std::string_view glob = glob_.substr(g);
-      if (glob.starts_with("**")) {
-        // At a folder's start, "**/" may stand for nothing.
-        const bool at_folder = (g == 0 || glob_[g - 1] == '/') && (n == 0 || name_[n - 1] == '/');
-        if (glob.starts_with("**/") && at_folder && Run(g + 3, n)) return true;
-        return Run(g + 2, n) || (n < name_.size() && Run(g, n + 1));
-      }
-      if (glob[0] == '*') {
-        return Run(g + 1, n) || (n < name_.size() && name_[n] != '/' && Run(g, n + 1));
-      }
-      if (n == name_.size()) return false;
-      const std::string_view c = name_.substr(n, CharacterLength(name_.substr(n)));
-      bool matches = false;
-      if (glob[0] == '?') {
-        matches = c != "/";
-        glob.remove_prefix(1);
-      } else if (glob[0] != '[' || !TakeSet(glob, c, matches)) {
-        matches = glob.starts_with(c);
-        glob.remove_prefix(matches ? c.size() : 0);
-      }
-      if (!matches) return false;
-      g = glob_.size() - glob.size();
-      n += c.size();
-    }
-    return n == name_.size();
+  bool IsFolderStart(std::size_t place) const {
+    return place == 0 || characters_[place - 1] == "/";
   }
 
-  std::string_view glob_;
-  std::string_view name_;
-  std::vector<bool> failed_;
+  /// Each place moves behind a character that fits, or is lost.
+  template <class Fits>
+  void PassOne(Fits fits) {
+    for (std::size_t place = characters_.size(); place != 0; --place) {
+      reached_[place] = reached_[place - 1] && fits(characters_[place - 1]);
+    }
+    reached_[0] = false;
+  }
+
+  /// Each place stays, and all are reached behind it as far as the characters fit.
+  template <class Fits>
+  void PassAny(Fits fits) {
+    for (std::size_t place = 1; place <= characters_.size(); ++place) {
+      if (reached_[place - 1] && fits(characters_[place - 1])) reached_[place] = true;
+    }
+  }
+
+  /// "**/": no folder or any number of them.
+  void PassFolders() {
+    bool passed = false;
+    for (std::size_t place = 0; place <= characters_.size(); ++place) {
+      const bool here = reached_[place];
+      reached_[place] = (here || passed) && IsFolderStart(place);
+      passed |= here;
+    }
+  }
+
+  std::vector<std::string_view> characters_;
+  std::vector<bool> reached_;
 };
 
 }  // namespace
@@ -108,6 +155,6 @@ std::string Pattern::Exactly(std::string_view name) {
   return text;
 }
 
-bool Pattern::Matches(std::string_view name) const { return Matcher(glob_, name).Run(0, 0); }
+bool Pattern::Matches(std::string_view name) const { return Matcher(name).Run(glob_); }
 
 }  // namespace quarn::tpk
