@@ -6,6 +6,9 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 
+# Where the wizard is installed, below the prefix; the launcher in bin/ and the kit tool look there.
+set(QUARN_WIZARD_FOLDER libexec/quarn-setup)
+
 option(QUARN_WERROR "Treat warnings as errors" OFF)
 set(QUARN_SANITIZE "" CACHE STRING "Sanitizers to build with, for example address,undefined")
 option(QUARN_COVERAGE "Build for line coverage" OFF)

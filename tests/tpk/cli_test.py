@@ -10,7 +10,7 @@ import kit
 from support import SOURCE_ROOT, TPK, ToolTest
 
 EXAMPLE = SOURCE_ROOT / "examples" / "brook-ledger"
-VERBS = "init pack list info verify extract diff plan install help completion man".split()
+VERBS = "init pack bundle list info verify extract diff plan install help completion man".split()
 
 
 class Usage(ToolTest):

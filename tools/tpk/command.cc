@@ -41,6 +41,7 @@ void AddVerbs(CommandLine& line) {
       "pack look for.");
   AddInit(line);
   AddPack(line);
+  AddBundle(line);
   AddList(line);
   AddInfo(line);
   AddVerify(line);

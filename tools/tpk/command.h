@@ -39,6 +39,7 @@ void AddAllowDangerous(CLI::App* verb, bool& allow);
 
 void AddInit(CommandLine& line);
 void AddPack(CommandLine& line);
+void AddBundle(CommandLine& line);
 void AddList(CommandLine& line);
 void AddInfo(CommandLine& line);
 void AddVerify(CommandLine& line);

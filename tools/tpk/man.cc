@@ -129,7 +129,9 @@ Cancelled by a signal. Nothing is left behind, and an installation is undone.
 .B SOURCE_DATE_EPOCH
 Seconds since 1970: no file that
 .B pack
-takes gets a later time of its own.
+takes gets a later time of its own, and
+.B bundle
+gives this time to what it makes; otherwise that of the newest file.
 .TP
 .B TMPDIR
 Where temporary files go, if not to /var/tmp. An installation keeps what it moves aside beside the
@@ -142,6 +144,7 @@ No colours, if it is set to anything.
 tpk init templates
 tpk pack templates \-o quarn.tpk
 tpk verify \-\-strict quarn.tpk
+tpk bundle \-\-manifest templates/kit.toml \-\-target linux \-o templates\-setup
 tpk diff old.tpk quarn.tpk
 tpk plan quarn.tpk \-\-to ~/templates
 tpk install quarn.tpk \-\-to ~/templates

@@ -189,8 +189,6 @@ PackedKit PackKit(const PackOptions& options, Output& output) {
   }
 
   PackedKit packed;
-  packed.root = source.manifest.root;
-  packed.products = contents.products;
   packed.files = contents.files.size();
   packed.warnings = findings.warning_count();
   packed.image_size = ImageSize(contents);

@@ -5,9 +5,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
-#include <vector>
 
-#include "kit/records.h"
 #include "tools/tpk/output.h"
 
 namespace quarn::tpk {
@@ -26,8 +24,6 @@ struct PackOptions {
 };
 
 struct PackedKit {
-  std::filesystem::path root;  ///< the folder that the files come from
-  std::vector<config::ProductInfo> products;
   std::size_t files = 0;
   std::size_t warnings = 0;
   std::uint64_t image_size = 0;   ///< bytes

@@ -1,0 +1,39 @@
+// What a vendor hands out: the wizard and what starts it, the kit beside it, and a few words for
+// whoever receives them. The verb `bundle` lays it out as a folder and as an archive.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "kit/records.h"
+
+namespace quarn::tpk {
+
+enum class BundleTarget { kLinux, kMac };
+
+/// A text file of a bundle.
+struct BundleText {
+  std::string name;
+  std::string contents;
+  bool executable = false;
+};
+
+/// The name of the wizard in a bundle: an executable, or a macOS application.
+const char* WizardName(BundleTarget target);
+
+/// Everything in a bundle but the wizard and the kit: the launcher, the licence, a read-me and, for
+/// Linux, the desktop entry. `products` tell what it is called.
+std::vector<BundleText> BundleTexts(BundleTarget target,
+                                    const std::vector<config::ProductInfo>& products);
+
+/// A desktop entry that starts the launcher that lies beside it, wherever that is.
+std::string DesktopEntry(const std::vector<config::ProductInfo>& products);
+
+/// The wizard to hand out: `given`, else the one beside `tool`, the kit tool's executable, else the
+/// one that is installed with it. Throws Failure where there is none, or where it is no executable
+/// or application.
+std::filesystem::path FindWizard(BundleTarget target, const std::filesystem::path& given,
+                                 const std::filesystem::path& tool);
+
+}  // namespace quarn::tpk

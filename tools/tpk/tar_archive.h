@@ -1,0 +1,21 @@
+// A folder as a compressed archive that is the same, byte by byte, wherever and whenever it is
+// made: entries in the order of their names, without owners, all with one time.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+#include "tools/tpk/output_file.h"
+
+namespace quarn::tpk {
+
+/// Writes `folder` with all it holds as `name`.tar.gz: ustar, its one top folder called `name`.
+/// `time` is in seconds since 1970, and not negative. Files that their owner may execute, and
+/// folders, get the mode 755, other files 644; links stay links. Throws Failure where something
+/// cannot be read or written, where a path is longer than such an archive can hold (some 100 to
+/// 255 bytes), for what is no file, folder or link, and when the user cancels.
+void WriteTarGz(const std::filesystem::path& folder, const std::string& name, std::int64_t time,
+                OutputFile& output);
+
+}  // namespace quarn::tpk
