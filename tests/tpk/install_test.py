@@ -1,4 +1,5 @@
 """install, plan and verify --against: what an installation does to a folder, and what it undoes."""
+import fcntl
 import os
 import resource
 import shutil
@@ -182,6 +183,67 @@ class Install(ToolTest):
         self.environment["TMPDIR"] = "/nonexistent"
         self.tpk("install", "kit.tpk", "--to", "target", code=0)
         self.assertEqual(self.tree("target"), {"d/": None, "d/a": (b"kit", NEW)})
+
+    def test_what_a_killed_run_left_is_undone_by_the_next(self):
+        self.make(kit.File("d\\old", b"kit", ticks(NEW)), kit.File("d\\new", b"kit", ticks(NEW)))
+        self.write("target/d/old", "user", OLD)
+        self.write("target/d/kept", "user", OLD)
+        before = self.tree("target")
+        for verb in (["plan"], ["install", "-n"], ["install"]):
+            self.tpk("install", "kit.tpk", "--to", "target", code=0)
+            after = self.tree("target")
+            # As if it had been killed behind its last file.
+            self.write("target/.tpk-install/kstage0/d/old", "user", OLD)
+            self.write("target/.tpk-install/journal", b"tpk install journal 1\nt\0fd/new\0e2\0")
+            killed = self.tree("target")
+            *_, note, result = self.json(*verb, "kit.tpk", "--to", "target")
+            if verb == ["install"]:
+                self.assertEqual(note["type"], "note")
+                self.assertIn("was interrupted; what it had done was undone", note["message"])
+                self.assertEqual((result["written"], result["kept"]), (2, 0))
+                self.assertEqual(self.tree("target"), after)
+            else:
+                self.assertIn("the next one undoes it first", note["message"])
+                self.assertEqual(self.tree("target"), killed, "only looked at")
+                self.write("cut.tpk", (self.work / "kit.tpk").read_bytes()[:-4])
+                run = self.tpk("install", "cut.tpk", "--to", "target", code=2)
+                self.assertIn("note: an installation into this folder was interrupted", run.err)
+                self.assertEqual(self.tree("target"), before)
+
+    def test_a_journal_that_makes_no_sense_stops_everything(self):
+        self.make(kit.File("d\\new", b"kit"))
+        self.write("target/d/new", "user", OLD)
+        for journal in (b"", b"tpk install journal 1\nt\0f../new\0e2\0", b"something else"):
+            self.write("target/.tpk-install/journal", journal)
+            before = self.tree("target")
+            (error,) = self.json("install", "kit.tpk", "--to", "target", code=3)
+            self.assertEqual(error["code"], "journal")
+            self.assertIn("nothing was touched", error["hint"])
+            self.assertEqual(self.tree("target"), before)
+        shutil.rmtree(self.work / "target")
+
+    def test_a_second_installation_into_the_same_folder_is_refused(self):
+        self.make(kit.File("d\\new", b"kit"))
+        self.write("target/.tpk-install/journal", b"tpk install journal 1\nt\0fd/new\0e2\0")
+        self.write("target/d/new", "half")
+        before = self.tree("target")
+        with open(self.work / "target/.tpk-install/lock", "w") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            (error,) = self.json("install", "kit.tpk", "--to", "target/../target", code=3)
+            self.assertEqual(error["code"], "busy")
+            self.assertIn("another installation into this folder is running", error["message"])
+            found = self.tree("target")
+            del found[".tpk-install/lock"]
+            self.assertEqual(found, before)
+        self.tpk("install", "kit.tpk", "--to", "target", code=0)
+        self.assertEqual(self.tree("target")["d/new"][0], b"kit")
+
+    def test_a_kit_cannot_write_into_the_place_of_its_installation(self):
+        self.make(kit.File(".tpk-install\\journal", b"x"))
+        for arguments in ([], ["--allow-dangerous"]):
+            run = self.tpk("install", "kit.tpk", "--to", "target", *arguments, code=2)
+            self.assertIn("keeps", run.err)
+            self.assertFalse((self.work / "target").exists())
 
 
 class VerifyAgainst(ToolTest):

@@ -278,6 +278,16 @@ class Extract(ToolTest):
         self.assertEqual(after["files/d/a.txt"][0], b"a")
         self.assertEqual(after["mine.txt"], before["mine.txt"])
 
+    def test_what_is_in_the_way_is_found_before_anything_is_changed(self):
+        for obstacle in ("out/files/e", "out/files/d/a.txt/x"):
+            shutil.rmtree(self.work / "out", ignore_errors=True)
+            self.write("out/files/d/b.txt", "b")
+            self.write(obstacle, "in the way")
+            before = self.tree("out")
+            run = self.tpk("extract", "kit.tpk", "-o", "out", "--force", code=3)
+            self.assertIn("is in its place", run.err)
+            self.assertEqual(self.tree("out"), before)
+
     def test_an_empty_folder_is_no_obstacle(self):
         (self.work / "out").mkdir()
         self.tpk("extract", "kit.tpk", "-o", "out/", code=0)

@@ -14,6 +14,7 @@
 #include "core/file.h"
 #include "l10n/string_table.h"
 #include "tools/tpk/format.h"
+#include "tools/tpk/install_place.h"
 #include "tools/tpk/kit_writer.h"
 #include "tools/tpk/utf.h"
 
@@ -31,6 +32,8 @@ constexpr std::array kChecks = {
           "A name with a quote, backquote or dollar sign: the wizard hands paths to a shell."},
     Check{"name-backslash", true,
           "A file on disk with a backslash in its name, which separates folders in a kit."},
+    Check{"name-reserved", true,
+          "A name in .tpk-install, where tpk install keeps files of its own."},
     Check{"name-zero", true,
           "A name with a zero character, behind which the wizard reads nothing."},
     Check{"name-long", true, "A part of a name beyond 255 bytes, or a name beyond 3,072."},
@@ -214,6 +217,9 @@ void CheckName(const stdx::u16string& name, Findings& findings) {
       findings.Add("name-drive", shown, "starts with a drive letter");
     }
     CheckParts(name, shown, findings);
+  }
+  if (IsPlaceName(shown)) {
+    findings.Add("name-reserved", shown, "lies where tpk install keeps files of its own");
   }
   if (name.find_first_of(u"\"`$") != name.npos) {
     findings.Add("name-shell", shown,

@@ -84,17 +84,32 @@ class NewTree {
 
   /// Puts the tree in its place. Not to be interrupted.
   void Commit() {
-    if (!exists_) {
-      Rename(root_, place_);
-    } else {
-      for (const auto& entry : fs::recursive_directory_iterator(root_)) {
-        const fs::path to = place_ / entry.path().lexically_relative(root_);
-        entry.is_directory() ? MakeDirectories(to) : Rename(entry.path(), to);
+    if (!exists_) return Rename(root_, place_);
+    // First all that can be told before anything is changed.
+    ForEachEntry([](const fs::directory_entry& entry, const fs::path& to) {
+      std::error_code ignored;
+      const fs::file_type there = entry.is_directory() ? fs::status(to, ignored).type()
+                                                       : fs::symlink_status(to, ignored).type();
+      if (there == fs::file_type::not_found) return;
+      if ((there == fs::file_type::directory) != entry.is_directory()) {
+        throw Failure(ExitCode::kInputOutput, "in-the-way",
+                      fmt::format("cannot write {}: a {} is in its place", Printable(to.native()),
+                                  entry.is_directory() ? "file" : "folder"));
       }
-    }
+    });
+    ForEachEntry([](const fs::directory_entry& entry, const fs::path& to) {
+      entry.is_directory() ? MakeDirectories(to) : Rename(entry.path(), to);
+    });
   }
 
  private:
+  template <class Visit>
+  void ForEachEntry(Visit visit) const {
+    for (const auto& entry : fs::recursive_directory_iterator(root_)) {
+      visit(entry, place_ / entry.path().lexically_relative(root_));
+    }
+  }
+
   static void Rename(const fs::path& from, const fs::path& to) {
     std::error_code error;
     fs::rename(from, to, error);

@@ -90,13 +90,14 @@ void Empty(const fs::path& place) {
 void Leave(Place& place) {
   unlink((place.path / kLock).c_str());
   rmdir(place.path.c_str());
-  close(std::exchange(place.lock, -1));
+  if (place.lock != -1) close(std::exchange(place.lock, -1));
 }
 
 enum class Entered { kYes, kNothingThere, kNotOurs };
 
-/// Locks a place that exists. Throws Failure where another run holds it.
-Entered Enter(Place& place) {
+/// Locks a place that exists. Throws Failure where another run holds it. A volume without locks
+/// cannot tell whether one does: only a place that was just made is entered there.
+Entered Enter(Place& place, bool just_made) {
   for (;;) {
     struct stat status;
     if (lstat(place.path.c_str(), &status) != 0) return Entered::kNothingThere;
@@ -116,7 +117,11 @@ Entered Enter(Place& place) {
             "another installation into this folder is running: it holds " + Quoted(place.path),
             "wait until it has ended");
       }
-      throw SystemFailure("cannot lock " + Quoted(place.path), error);
+      if (just_made) return Entered::kYes;
+      throw Failure(ExitCode::kInputOutput, "lock",
+                    fmt::format("cannot tell whether an installation is running: {}: {}",
+                                Quoted(place.path), std::generic_category().message(error)),
+                    "when none is, look into the folder, put back what lies in it and remove it");
     }
     struct stat held;
     if (fstat(place.lock, &held) == 0 && stat(lock.c_str(), &status) == 0 &&
@@ -210,7 +215,7 @@ void Recover(const Place& place, const fs::path& target, const InstallPlace::Tel
 /// Recovers every place that `target` may have but the one at `own`.
 void RecoverAll(const fs::path& target, const fs::path& own, const InstallPlace::Tell& tell) {
   for (Place& place : Candidates(target)) {
-    if (place.path == own || Enter(place) != Entered::kYes) continue;
+    if (place.path == own || Enter(place, false) != Entered::kYes) continue;
     try {
       Recover(place, target, tell);
     } catch (...) {
@@ -224,8 +229,9 @@ void RecoverAll(const fs::path& target, const fs::path& own, const InstallPlace:
 /// Makes a place, or enters the one that somebody has just made and left.
 bool Make(Place& place) {
   for (;;) {
-    if (mkdir(place.path.c_str(), 0700) != 0 && errno != EEXIST) return false;
-    switch (Enter(place)) {
+    const bool made = mkdir(place.path.c_str(), 0700) == 0;
+    if (!made && errno != EEXIST) return false;
+    switch (Enter(place, made)) {
       case Entered::kYes:
         return true;
       case Entered::kNotOurs:

@@ -69,6 +69,7 @@ IMAGES = {
     "name_climbs_with_slashes": with_names("a/../../b.txt"),
     "name_dot": with_names("a\\.\\b.txt"),
     "name_shell": with_names("a\\`id`.txt", "a\\$HOME.txt", 'a\\say "hi".txt'),
+    "name_reserved": with_names(".tpk-install\\journal", ".TPK-install\\x", "a\\.tpk-install\\x"),
     "name_zero": with_names("a\\b\0.txt"),
     "name_long": with_names("a\\" + "x" * 256),
     "name_longest": with_names("a\\" + "x" * 255),
