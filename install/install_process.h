@@ -106,8 +106,7 @@ class InstallProcess {
       if (code != 0) return code;
     }
     if constexpr (Files::kRestoresOnRollback) {
-      // A kit may name a file twice: what the pass itself put there is no predecessor.
-      if (backup != path && Files::FileExists(backup)) return Files::ShellRemoveFile(path);
+      if (backup != path) return MoveAside(path, backup);
     }
     return Files::ShellMove(path, backup);
   }
@@ -256,6 +255,20 @@ class InstallProcess {
 
   InstallTransaction& transaction() { return transactions_.back(); }
 
+  static std::uint32_t MoveAside(
+      const stdx::u16string& path,
+      const stdx::u16string& backup) requires(Files::kRestoresOnRollback) {
+    // A kit may name a file twice: what the pass itself put there is no predecessor.
+    const bool is_ours = Files::FileExists(backup);
+    const std::uint32_t code =
+        is_ours ? Files::ShellRemoveFile(path) : Files::ShellMove(path, backup);
+    if (code != 0 || !Files::FileExists(path)) return code;
+    // It was copied, but it cannot be removed. Writing to it, be it through a link or to a file of
+    // two names, would change what no rollback brings back.
+    if (!is_ours) Files::ShellRemoveFile(backup);
+    return FILE_ERR_INVALID_PARAMETER;
+  }
+
   static bool PutBack(const stdx::u16string& backup, const stdx::u16string& path) {
     if (Files::ShellMove(backup, path) == 0) return true;
     if constexpr (Files::kRestoresOnRollback) {
@@ -300,11 +313,8 @@ class InstallProcess {
     code = MakeDirectoryRecorded(path.substr(0, path.rfind(u'/')));
     if (code != 0) return code;
     if constexpr (Files::kRestoresOnRollback) {
-      // What is still there would be written to, and be it through a link: no way back from that.
-      const bool is_staged = !transaction().staging_directory.empty();
-      if ((is_staged || nothing_to_move) && Files::FileExists(path)) {
-        return FILE_ERR_INVALID_PARAMETER;
-      }
+      // What is still there could not be put back.
+      if (nothing_to_move && Files::FileExists(path)) return FILE_ERR_INVALID_PARAMETER;
       if (nothing_to_move) transaction().files_to_delete.push_back(path);
     }
     code = ExtractFile(data, index, path);
