@@ -94,7 +94,17 @@ class Window:
     def ask_to_close(self):
         """Presses the close button of the title bar, so to speak."""
         self.activate()
-        run("xdotool", "key", "alt+F4")
+        run("xdotool", "key", "--delay", "50", "alt+F4")
+
+
+# Nothing but what the scenarios use. As it comes, the manager would take every click to itself first.
+_MANAGER_CONFIGURATION = """<?xml version="1.0" encoding="UTF-8"?>
+<openbox_config xmlns="http://openbox.org/3.4/rc">
+  <focus><focusNew>yes</focusNew></focus>
+  <keyboard><keybind key="A-F4"><action name="Close"/></keybind></keyboard>
+  <mouse/>
+</openbox_config>
+"""
 
 
 class Desktop:
@@ -115,8 +125,11 @@ class Desktop:
         os.environ["DISPLAY"] = environment["DISPLAY"] = display
         # It tells when it is through with its start: a window that opens before that may be overlooked.
         ready = "/tmp/window-manager-is-ready"
+        configuration = "/tmp/window-manager.xml"
+        with open(configuration, "w") as out:
+            out.write(_MANAGER_CONFIGURATION)
         self._manager = subprocess.Popen(
-            ["openbox", "--startup", f"touch {ready}"], env=environment, stdout=self._log, stderr=self._log)
+            ["openbox", "--config-file", configuration, "--startup", f"touch {ready}"], env=environment, stdout=self._log, stderr=self._log)
         wait_for(lambda: os.path.exists(ready), "the window manager")
 
     def windows(self):

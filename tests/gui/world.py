@@ -227,6 +227,8 @@ class Wizard:
     # --- What the user does in the wizard's window ---
 
     def press(self, place):
+        # The window of a message or chooser is gone before the keyboard is back here.
+        wait_for(self.window.is_active, "the wizard to have the keyboard")
         self.window.click(*place)
 
     def fill_field(self, text):
