@@ -216,6 +216,46 @@ TEST_P(ConfigCallFaultTest, ARequestForMemoryThatFailsCostsNoLine) {
             << " left the file as it was\n";
 }
 
+// A rewrite truncates the file and writes it anew, through a stream: what lies between is known.
+TEST_P(ConfigCallFaultTest, AKillAtAnyMomentLeavesTheOldFileOrABeginningOfTheNewOne) {
+  const std::string rewritten = Rewritten().value();
+  const std::string old = GetParam().before.value_or("");
+  constexpr std::size_t kStreamBuffer = 4096;
+  int kept = 0, torn = 0, complete = 0;
+  for (std::size_t nth = 1;; ++nth) {
+    SCOPED_TRACE("call " + std::to_string(nth));
+    Restore();
+    const pid_t child = fork();
+    if (child == 0) {
+      const CallFaultAt kill_at(nth, CallFault::kKill);
+      LauncherConfig store;
+      LoadLauncherConfig(store);
+      AddDirectory(store.own);
+      SaveLauncherConfig(store);
+      _exit(0);
+    }
+    ASSERT_GT(child, 0);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    const std::string contents = Contents().value_or("");
+    if (WIFEXITED(status)) {
+      EXPECT_EQ(contents, rewritten);
+      break;
+    }
+    if (contents == old) {
+      ++kept;
+    } else if (contents == rewritten) {
+      ++complete;
+    } else {
+      ++torn;
+      EXPECT_TRUE(rewritten.starts_with(contents)) << contents;
+      EXPECT_TRUE(contents.empty() || rewritten.size() > kStreamBuffer) << contents;
+    }
+  }
+  std::cout << kept + torn + complete << " kills: " << kept << " left the old file, " << torn
+            << " a beginning of the new one, " << complete << " the new one\n";
+}
+
 INSTANTIATE_TEST_SUITE_P(Matrix, ConfigCallFaultTest, ::testing::ValuesIn(kFiles),
                          [](const auto& row) { return row.param.name; });
 

@@ -15,7 +15,9 @@ enum class CallFault {
   kDenied,       ///< fails with EACCES
   kInputOutput,  ///< fails with EIO
   kShort,        ///< reads or writes half of what it was asked to; other calls do their work
+  kKill,         ///< ends the process, as nobody can hinder
 };
+/// All that a process survives.
 inline constexpr CallFault kCallFaults[] = {CallFault::kNoSpace, CallFault::kDenied,
                                             CallFault::kInputOutput, CallFault::kShort};
 const char* NameOf(CallFault fault);

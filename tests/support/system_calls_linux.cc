@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 
@@ -28,7 +29,9 @@ FILE* failed_stream = nullptr;  // the one whose transfer was cut short has its 
 bool IsHit(const char* name) {
   if (!counting) return false;
   if (count < kMostCalls) names[count] = name;
-  return ++count == failing;
+  const bool is_hit = ++count == failing;
+  if (is_hit && fault_there == CallFault::kKill) kill(getpid(), SIGKILL);
+  return is_hit;
 }
 
 bool Fails(const char* name) {
@@ -211,8 +214,10 @@ const char* NameOf(CallFault fault) {
       return "access denied";
     case CallFault::kInputOutput:
       return "input/output error";
-    default:
+    case CallFault::kShort:
       return "short";
+    default:
+      return "kill";
   }
 }
 
