@@ -238,6 +238,15 @@ class Install(ToolTest):
         self.tpk("install", "kit.tpk", "--to", "target", code=0)
         self.assertEqual(self.tree("target")["d/new"][0], b"kit")
 
+    def test_without_room_for_a_journal_nothing_is_begun(self):
+        self.make(kit.File("d\\old", b"kit", ticks(NEW)))
+        self.write("target/d/old", "user", OLD)
+        before = self.tree("target")
+        run = self.tpk("install", "kit.tpk", "--to", "target", code=3, preexec_fn=lambda:
+                       resource.setrlimit(resource.RLIMIT_FSIZE, (10, 10)))
+        self.assertIn("journal.new: File too large", run.err)
+        self.assertEqual(self.tree("target"), before)
+
     def test_a_kit_cannot_write_into_the_place_of_its_installation(self):
         self.make(kit.File(".tpk-install\\journal", b"x"))
         for arguments in ([], ["--allow-dangerous"]):
