@@ -1,14 +1,11 @@
 #include "wizard/qt/language.h"
 
 #include <QApplication>
-#include <QFont>
-#include <QFontInfo>
 #include <QLibraryInfo>
 #include <QLocale>
 #include <QTranslator>
 
 #include "l10n/string_table.h"
-#include "wizard/qt/look.h"
 #include "wizard/qt/text.h"
 
 namespace quarn {
@@ -23,16 +20,12 @@ QLocale CurrentLocale() {
 
 }  // namespace
 
-// Fontconfig reads the variable once; the programs that the wizard starts shall not.
+// Fontconfig reads the variable once, when a font is first looked for.
 FontsOfLanguage::FontsOfLanguage() : is_set_(!qEnvironmentVariableIsSet(kVariable)) {
   if (is_set_) qputenv(kVariable, CurrentLocale().name().toLower().replace('_', '-').toLatin1());
 }
 
 FontsOfLanguage::~FontsOfLanguage() {
-  // Not before a font is looked for, and none was up to now.
-  QFont font;
-  font.setPixelSize(kTextSize);
-  QFontInfo(font).family();
   if (is_set_) qunsetenv(kVariable);
 }
 

@@ -5,8 +5,9 @@ class QApplication;
 
 namespace quarn {
 
-/// While it lives, fonts are found as on a desktop in the wizard's language: there are several
-/// kinds of Chinese characters, for example. It must live when the application is made.
+/// A process whose first text is drawn while it lives finds its fonts as on a desktop in the
+/// wizard's language: there are several kinds of Chinese characters, for example. It lives in the
+/// environment, which programs that are started meanwhile inherit.
 class FontsOfLanguage {
  public:
   FontsOfLanguage();

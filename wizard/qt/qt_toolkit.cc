@@ -16,6 +16,7 @@
 #include <QWindow>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "wizard/installer_dlg.h"
 #include "wizard/qt/accessibility.h"
@@ -88,11 +89,13 @@ QIcon ProgramIcon() {
 
 class QtToolkit::MainWindow : public QWidget, public ToolkitWindow, public HasAccessibleRole {
  public:
-  MainWindow(CInstallerDlg& controller, QEventLoop& loop)
+  /// Calls `drawn` once it has been drawn.
+  MainWindow(CInstallerDlg& controller, QEventLoop& loop, std::function<void()> drawn)
       : QWidget(nullptr, Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
                              Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint),
         controller_(controller),
-        loop_(loop) {}
+        loop_(loop),
+        drawn_(std::move(drawn)) {}
 
   CInstallerDlg& controller() const { return controller_; }
   QAccessible::Role accessible_role() const override { return QAccessible::Window; }
@@ -106,10 +109,7 @@ class QtToolkit::MainWindow : public QWidget, public ToolkitWindow, public HasAc
     }
   }
   void paintEvent(QPaintEvent*) override {
-    if (has_icon_) return;
-    // The first look at the window does not wait for its icon.
-    has_icon_ = true;
-    QTimer::singleShot(0, this, [] { QGuiApplication::setWindowIcon(ProgramIcon()); });
+    if (drawn_) QTimer::singleShot(0, this, std::exchange(drawn_, nullptr));
   }
   void closeEvent(QCloseEvent* event) override {
     QWidget::closeEvent(event);
@@ -119,7 +119,7 @@ class QtToolkit::MainWindow : public QWidget, public ToolkitWindow, public HasAc
  private:
   CInstallerDlg& controller_;
   QEventLoop& loop_;
-  bool has_icon_ = false;
+  std::function<void()> drawn_;
 };
 
 class QtToolkit::PageView : public QWidget, public ToolkitView, public HasAccessibleRole {
@@ -199,7 +199,7 @@ bool QtToolkit::SetUpApplication(int, char**, bool silent) {
   arguments_[0] = program_.data();
   arguments_[1] = option;
   arguments_[2] = platforms_.data();
-  const FontsOfLanguage fonts;
+  fonts_ = std::make_unique<FontsOfLanguage>();
   const QtMessageHandler handler = qInstallMessageHandler(DropMessage);
   application_ = std::make_unique<QApplication>(argument_count_, arguments_);
   qInstallMessageHandler(handler);
@@ -224,7 +224,11 @@ bool QtToolkit::SetUpApplication(int, char**, bool silent) {
 
 ToolkitWindow* QtToolkit::MakeMainWindow(CInstallerDlg& controller, int width, int height,
                                          const stdx::string& title) {
-  window_ = std::make_unique<MainWindow>(controller, *loop_);
+  window_ = std::make_unique<MainWindow>(controller, *loop_, [this] {
+    fonts_.reset();
+    // The first look at the window does not wait for its icon.
+    QGuiApplication::setWindowIcon(ProgramIcon());
+  });
   window_->setWindowTitle(ToQt(title));
   window_->setFixedSize(width, height);
   QRect place = window_->rect();

@@ -15,6 +15,7 @@ class QWidget;
 
 namespace quarn {
 
+class FontsOfLanguage;
 class MessageDialog;
 
 class QtToolkit : public Toolkit {
@@ -86,6 +87,8 @@ class QtToolkit : public Toolkit {
   char* arguments_[4] = {};
   int argument_count_ = 3;
   bool to_standard_error_ = false;
+
+  std::unique_ptr<FontsOfLanguage> fonts_;  ///< until the window has been drawn
 
   // In the order of their making: the application goes last.
   std::unique_ptr<QApplication> application_;
