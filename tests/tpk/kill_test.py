@@ -1,8 +1,10 @@
 """Runs that are killed leave the old state or the new one, at whatever moment it happens.
 
-As a part of the test suite a few dozen runs; `kill_test.py --runs 1000` makes as many as it says.
-The moments are random, from a seed that is printed. A second part takes every moment in turn: kill_at.cc,
-preloaded, ends a small run before the first of its calls that change something, before the second...
+In the test suite a few dozen runs at random moments, from a seed that is printed. By hand as many as
+wanted: TPK=build/release/bin/tpk python3 tests/tpk/kill_test.py Kills --runs 1000
+
+A second part takes every moment in turn: kill_at.cc, preloaded, ends a small run before the first of
+its calls that change something, before the second, and so on.
 """
 import os
 import resource

@@ -8,7 +8,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-TPK = os.environ["TPK"]
+TPK = str(Path(os.environ["TPK"]).resolve())
 SANITIZED = os.environ.get("QUARN_SANITIZED") == "1"
 SOURCE_ROOT = Path(__file__).resolve().parents[2]
 

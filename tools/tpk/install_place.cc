@@ -369,7 +369,8 @@ bool InstallPlace::HoldsFiles() const {
        it.increment(error)) {
     if (it->is_symlink() || !it->is_directory()) return true;
   }
-  return false;
+  // What cannot be looked into may hold something.
+  return error && error != std::errc::no_such_file_or_directory;
 }
 
 bool InstallPlace::LeftBehind(const fs::path& target) {
