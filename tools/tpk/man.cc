@@ -134,11 +134,22 @@ takes gets a later time of its own, and
 gives this time to what it makes; otherwise that of the newest file.
 .TP
 .B TMPDIR
-Where temporary files go, if not to /var/tmp. An installation keeps what it moves aside beside the
-folder that it installs into.
+Where temporary files go, if not to /var/tmp.
 .TP
 .B NO_COLOR
 No colours, if it is set to anything.
+.SH FILES
+.TP
+.I .tpk\-install
+While an installation runs, in the folder that it installs into: what it moves aside, and a journal
+of what was not there before. Where that folder is new, it lies beside it under a longer name. After
+an installation that was killed the next one into the same folder finds it, brings back what was
+there and says so before it installs. A second installation into the same folder is refused while
+the first one runs.
+.TP
+.I .tpk\-??????
+What is being written and has no name yet. What a killed run has left is removed by the next run
+that writes there.
 .SH EXAMPLES
 .nf
 tpk init templates
