@@ -204,6 +204,75 @@ TEST_P(CallFaultTest, ARequestForMemoryThatFailsLeavesTheTargetAsItWasOrInstalle
             << " left the target as it was\n";
 }
 
+class ReadFaultTest : public InstallTest {
+ protected:
+  using Data = InstallData<LZCompressor, DirectFileSystem>;
+
+  /// The tables as text.
+  static std::string TablesOf(const Data& data) {
+    std::string text;
+    for (const auto& product : data.products()) text += ::testing::PrintToString(product.name);
+    for (const auto& file : data.files()) {
+      text += ::testing::PrintToString(file.name) + std::to_string(file.last_write_time) + " " +
+              std::to_string(file.data_offset) + " " + std::to_string(file.data_size) + "\n";
+    }
+    return text;
+  }
+};
+
+TEST_F(ReadFaultTest, AFailureOfAnyCallWhileAKitIsReadLeavesNothingOpenAndNoImage) {
+  SceneKit().Product(u"en", u"name", u"provider", u"").WriteTo(kit());
+  std::vector<std::string> calls{""};
+  std::string tables;
+  int faults = 0, refused = 0;
+  for (std::size_t nth = 0; nth < calls.size(); ++nth) {
+    for (const CallFault fault : kCallFaults) {
+      if (nth != 0 && !CanHave(calls[nth], fault)) continue;
+      SCOPED_TRACE("call " + std::to_string(nth) + ", " + calls[nth] + ": " + NameOf(fault));
+      fs::remove_all(tmp());
+      fs::create_directory(tmp());
+      Data data;
+      std::uint32_t code = 0;
+      {
+        const CallFaultAt fault_at(nth, fault);
+        try {
+          code = data.Read(U16(kit()));
+        } catch (const std::exception&) {
+          code = 1;
+        }
+        if (nth == 0) {
+          calls.resize(1);
+          for (const std::string& call : CallFaultAt::Calls()) calls.push_back(call);
+        }
+      }
+      if (nth == 0) {
+        ASSERT_EQ(code, 0u);
+        tables = TablesOf(data);
+        continue;
+      }
+      ++faults;
+      if (calls[nth] == "read" && fault == CallFault::kShort) {
+        ASSERT_EQ(code, 0u) << "the rest is read as well";
+      }
+      if (code == 0) {
+        // A write that failed while the image was made is found when a file is missing in it.
+        if (calls[nth] != "write") {
+          ASSERT_EQ(TablesOf(data), tables);
+        }
+        continue;
+      }
+      ++refused;
+      ASSERT_TRUE(data.files().empty());
+      ASSERT_EQ(data.image_handle(), kInvalidFile);
+      // The temporary directory may be the fallback one when the first could not be asked about.
+      ASSERT_TRUE(fs::is_empty(tmp()));
+    }
+  }
+  EXPECT_GT(refused, 0);
+  std::cout << calls.size() - 1 << " calls, " << faults << " faults tried: " << refused
+            << " refused the kit\n";
+}
+
 INSTANTIATE_TEST_SUITE_P(Matrix, CallFaultTest,
                          ::testing::Combine(::testing::ValuesIn(kScenes),
                                             ::testing::Values(Staging::kHere, Staging::kElsewhere)),

@@ -23,7 +23,8 @@ inline constexpr CallFault kCallFaults[] = {CallFault::kNoSpace, CallFault::kDen
 const char* NameOf(CallFault fault);
 
 /// From its construction to its end, the `nth` call, counted from 1, has a fault; 0 only counts.
-/// A close that fails has closed. One at a time, and on one thread.
+/// A close that fails has closed, and what its stream still held is lost. One at a time, and on one
+/// thread.
 class CallFaultAt {
  public:
   CallFaultAt(std::size_t nth, CallFault fault);

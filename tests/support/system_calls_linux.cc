@@ -1,5 +1,6 @@
 #include <dirent.h>
 #include <fcntl.h>
+#include <stdio_ext.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -192,6 +193,7 @@ int __real_fclose(FILE* file);
 int __wrap_fclose(FILE* file) {
   const bool fails = Fails("fclose");
   if (file == failed_stream) failed_stream = nullptr;
+  if (fails) __fpurge(file);
   const int error = errno;
   const int result = __real_fclose(file);
   if (!fails) return result;
