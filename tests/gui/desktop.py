@@ -59,6 +59,12 @@ class Window:
     def property(self, name):
         return run("xprop", "-id", self.number, name).partition(name)[2].strip()
 
+    def icon(self):
+        """The pixels of its first icon, each as (blue, green, red, alpha)."""
+        numbers = run("xprop", "-id", self.number, "-len", "1000000", "-notype", "32c", "_NET_WM_ICON").partition("=")[2]
+        numbers = [int(number) for number in numbers.replace(",", " ").split()]
+        return [number.to_bytes(4, "little") for number in numbers[2 : 2 + numbers[0] * numbers[1]]] if numbers else []
+
     def exists(self):
         return self in self._desktop.windows()
 

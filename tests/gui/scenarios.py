@@ -137,6 +137,21 @@ def the_kit_of_the_current_directory_is_taken_with_usecwd(world):
 
 
 @scenario
+def the_window_has_the_programs_icon(world):
+    world.pack_example()
+    wizard = world.start()
+    window = wizard.main_window()
+
+    def mostly_blue():
+        opaque = [pixel for pixel in window.icon() if pixel[3] == 255]
+        return opaque and sum(blue > red for blue, _, red, _ in opaque) > len(opaque) / 2
+
+    wait_for(mostly_blue, "the icon")
+    window.ask_to_close()
+    wizard.finish()
+
+
+@scenario
 def return_means_nothing_in_the_window(world):
     world.pack_example()
     record = world.fake("open")

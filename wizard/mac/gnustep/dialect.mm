@@ -150,12 +150,14 @@ bool PrepareApplication(int, char** argv) {
       registerDefaults:[NSDictionary dictionaryWithObject:@"YES" forKey:@"GSSuppressAppIcon"]];
   key_code = Replace([NSEvent class], @selector(keyCode), KeyCode);
   button_key_down = Replace([NSButton class], @selector(keyDown:), ButtonKeyDown);
-  NSApplication* const application = [QuarnApplication sharedApplication];
+  // The name under which an application without a bundle looks for its icon when it begins, and
+  // the first window takes it.
   NSImage* const icon =
       [[NSImage alloc] initWithData:[NSData dataWithBytesNoCopy:const_cast<unsigned char*>(kIcon)
                                                          length:sizeof(kIcon)
                                                    freeWhenDone:NO]];
-  [application setApplicationIconImage:icon];
+  [icon setName:@"GNUstep"];
+  [[QuarnApplication sharedApplication] setApplicationIconImage:icon];
   [icon release];
   ApplyLook();
   return true;
