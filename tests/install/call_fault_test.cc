@@ -24,6 +24,9 @@ namespace fs = std::filesystem;
 
 /// Whether the staging directory lies on the target's volume.
 enum class Staging { kHere, kElsewhere };
+void PrintTo(Staging staging, std::ostream* out) {
+  *out << (staging == Staging::kHere ? "here" : "elsewhere");
+}
 
 class CallFaultTest : public InstallTest,
                       public ::testing::WithParamInterface<std::tuple<Scene, Staging>> {
@@ -134,8 +137,12 @@ TEST_P(CallFaultTest, AFailureOfAnyCallLeavesTheTargetAsItWasOrInstalled) {
 // Two faults, the first of which is in the kit. The old files are then where they were or, where
 // that was not to be had, in the staging directory.
 TEST_P(CallFaultTest, AFailureOfAnyCallOfARollbackLosesNoFile) {
-  // "a/old" comes twice: its predecessor is the user's, not the pass's own.
-  Load(SceneKit().File(u"a\\old", "again", Ticks(kKitTime + 1)).FileAt(u"z", 0, 0x10000000));
+  // "a/old" comes twice: its predecessor is the user's, not the pass's own. "a/twice" has none.
+  Load(SceneKit()
+           .File(u"a\\twice", "once")
+           .File(u"a\\twice", "again", Ticks(kKitTime + 1))
+           .File(u"a\\old", "again", Ticks(kKitTime + 1))
+           .FileAt(u"z", 0, 0x10000000));
   Restore();
   ASSERT_NE(RunWith(0, CallFault::kShort), 0u);
   ASSERT_EQ(StateOf(target()), before_);

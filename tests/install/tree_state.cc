@@ -2,6 +2,9 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cerrno>
 
 namespace quarn::testing {
 namespace {
@@ -13,6 +16,12 @@ constexpr time_t kOld = kKitTime - 1000;
 constexpr time_t kNew = kKitTime + 1000;
 
 const char* const kNames[] = {"a/old", "a/same", "b/newer", "n/e/new", "a/link", "linked", "large"};
+
+/// To another user, where that is allowed: whoever runs the tests would own a copy.
+void GiveAway(const fs::path& path) {
+  const bool given = lchown(path.c_str(), 65534, 65534) == 0;
+  EXPECT_TRUE(given || geteuid() != 0 || errno == EINVAL) << path;  // no such user in a namespace
+}
 
 /// With a time that no copy has by chance.
 void Put(const fs::path& path, std::string_view contents, time_t seconds) {
@@ -75,6 +84,8 @@ void SetScene(Scene scene, const fs::path& target) {
     const timespec times[2] = {{kOld, 0}, {kOld, 0}};
     ASSERT_EQ(utimensat(AT_FDCWD, (target / "a/link").c_str(), times, AT_SYMLINK_NOFOLLOW), 0);
     Put(target / "linked", "of two names", kOld);
+    GiveAway(target / "a/old");
+    GiveAway(target / "a/link");
     fs::create_hard_link(target / "linked", target / "a/other name");
     fs::create_directory(target / "empty");
   }

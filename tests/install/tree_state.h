@@ -41,6 +41,7 @@ enum class Scene {
 };
 inline constexpr Scene kScenes[] = {Scene::kFresh, Scene::kUpgrade, Scene::kMixed};
 const char* NameOf(Scene scene);
+inline void PrintTo(Scene scene, std::ostream* out) { *out << NameOf(scene); }
 
 /// Makes the tree at `target` what the scene says, whatever it was.
 void SetScene(Scene scene, const std::filesystem::path& target);
