@@ -49,6 +49,10 @@ class Usage(ToolTest):
             (["list", "x", "--color", "pink"], "tpk help list"),
             (["help", "pak"], 'did you mean "tpk help pack"?'),
             (["completion", "tcsh"], "tpk help completion"),
+            (["list", ""], "tpk help list"),
+            (["install", "x", "--to", ""], "tpk help install"),
+            (["plan", "x", "--to="], "tpk help plan"),
+            (["extract", "x", "-o", ""], "tpk help extract"),
         ):
             run = self.tpk(*arguments, code=1)
             self.assertEqual(run.out, "", arguments)

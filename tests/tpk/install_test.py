@@ -115,9 +115,10 @@ class Install(ToolTest):
         data = (self.work / "kit.tpk").read_bytes()
         self.write("target/d/a", "user", OLD)
         before = self.tree("target")
-        # Stored blocks of 65535 bytes, the last of which is replaced by one of no kind.
-        stored = kit.stored(kit.inflate(data))
-        corrupt = stored[: 65540 * 5] + b"\x07" + stored[65540 * 5 + 1 :]
+        # Stored blocks with more than is inflated ahead, and one of a kind that does not exist.
+        files = [kit.File("d\\a", b"kit", ticks(NEW)), kit.File("d\\b", size=9_000_000)]
+        corrupt = b"\0" + kit.stored(kit.image(kit.Kit([], files)))[1:]
+        corrupt += (b"\0" + kit.stored(bytes(60_000))[1:]) * 130 + b"\x07"
         for damaged, words in ((data[:-1000], "it ends before its files do"),
                                (corrupt, "its compressed data is corrupt")):
             self.write("kit.tpk", damaged)

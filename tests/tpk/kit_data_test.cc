@@ -132,10 +132,13 @@ TEST_F(KitDataTest, ADamagedKitIsDescribedAndLeavesNothingBehind) {
 
 TEST_F(KitDataTest, ACorruptEndUndoesTheInstallation) {
   const std::string image =
-      KitBuilder().File(u"d\\a", "first").File(u"d\\b", std::string(100'000, 'b')).Image();
-  // A stored block with the beginning, and one of a kind that does not exist.
-  const std::string beginning = image.substr(0, 50'000);
-  WriteFile(root() / "kit.tpk", std::string("\x00\x50\xc3\xaf\x3c", 5) + beginning + '\x07');
+      KitBuilder().File(u"d\\a", "first").File(u"d\\b", std::string(9'000'000, 'b')).Image();
+  // Stored blocks with more than is inflated ahead, and one of a kind that does not exist.
+  std::string bytes;
+  for (std::size_t at = 0; at < 8'000'000; at += 50'000) {
+    bytes += std::string("\x00\x50\xc3\xaf\x3c", 5) + image.substr(at, 50'000);
+  }
+  WriteFile(root() / "kit.tpk", bytes + '\x07');
   WriteFile(root() / "target" / "d" / "a", "before");
   testing::SetMTime(root() / "target" / "d" / "a", 1000);
   const auto before = Tree(root() / "target");
@@ -151,15 +154,24 @@ TEST_F(KitDataTest, ACorruptEndUndoesTheInstallation) {
   }
 }
 
-TEST_F(KitDataTest, ItsReadingAgreesWithTheWizardsOnEveryCutOfAKit) {
+TEST_F(KitDataTest, ItsReadingAgreesWithTheWizardsOnEveryCutAndEveryChangeOfAKit) {
   const std::string kit =
       KitBuilder().Product(u"en", u"N", u"P", u"d").File(u"a\\b", "hello").File(u"c", "x").Kit();
-  for (std::size_t size = 0; size <= kit.size(); ++size) {
-    WriteFile(root() / "kit.tpk", kit.substr(0, size));
+  std::vector<std::string> kits;
+  for (std::size_t size = 0; size <= kit.size(); ++size) kits.push_back(kit.substr(0, size));
+  for (std::size_t bit = 0; bit < 8 * kit.size(); ++bit) {
+    kits.push_back(kit);
+    kits.back()[bit / 8] = static_cast<char>(kits.back()[bit / 8] ^ 1 << bit % 8);
+  }
+  for (std::size_t size = 0; size < kits.size(); ++size) {
+    WriteFile(root() / "kit.tpk", kits[size]);
     InstallData<LZCompressor, DirectFileSystem> wizard;
     const bool sound = wizard.Read(U16(root() / "kit.tpk")) == 0;
     StreamKit stream;
-    EXPECT_EQ(OpenStream(stream, root() / "kit.tpk"), sound) << size;
+    // Some changes put the files out of order, which needs an image.
+    if (OpenStream(stream, root() / "kit.tpk")) {
+      EXPECT_TRUE(sound) << size;
+    }
     ImageKit image;
     bool opened = true;
     try {

@@ -137,8 +137,13 @@ CLI::App* AddVerb(CommandLine& line, const std::string& name, const std::string&
   return verb;
 }
 
+CLI::Validator NotEmpty() {
+  return CLI::Validator(
+      [](std::string& value) { return value.empty() ? "a path may not be empty" : ""; }, "");
+}
+
 void AddKit(CLI::App* verb, std::filesystem::path& kit) {
-  verb->add_option("KIT", kit, "The kit")->required()->option_text(" ");
+  verb->add_option("KIT", kit, "The kit")->required()->check(NotEmpty())->option_text(" ");
 }
 
 void AddForce(CLI::App* verb, bool& force, const std::string& description) {

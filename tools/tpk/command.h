@@ -31,6 +31,9 @@ std::vector<std::string> VerbNames(const CLI::App& app);
 /// Null where there is no such verb.
 const CLI::App* FindVerb(const CLI::App& app, const std::string& name);
 
+/// Refuses an empty text where a path is wanted.
+CLI::Validator NotEmpty();
+
 /// Arguments and flags that several verbs have.
 void AddKit(CLI::App* verb, std::filesystem::path& kit);
 void AddForce(CLI::App* verb, bool& force, const std::string& description);

@@ -217,6 +217,7 @@ void AddExtract(CommandLine& line) {
   AddKit(verb, options->kit);
   verb->add_option("PATTERN", options->patterns, "Only the files that match, without a manifest");
   verb->add_option("-o,--output", options->directory, "The folder to make")
+      ->check(NotEmpty())
       ->required()
       ->option_text("DIR");
   verb->add_flag("--plain", options->plain, "Only the files, no manifest");

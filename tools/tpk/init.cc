@@ -60,9 +60,11 @@ void AddInit(CommandLine& line) {
   CLI::App* const verb = AddVerb(line, "init", "Write a manifest for a folder, to begin with",
                                  [options](Output& output) { return Init(*options, output); });
   verb->add_option("DIR", options->directory, "The folder with the files")
+      ->check(NotEmpty())
       ->required()
       ->option_text(" ");
   verb->add_option("-o,--output", options->manifest, "The manifest to write, if not DIR/kit.toml")
+      ->check(NotEmpty())
       ->option_text("FILE");
   AddForce(verb, options->force, "Replace an existing manifest");
   AddDryRun(verb, options->dry_run);

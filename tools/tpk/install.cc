@@ -169,6 +169,7 @@ void AddInstall(CommandLine& line) {
               [options](Output& output) { return Run(*options, output); });
   AddKit(verb, options->kit);
   verb->add_option("--to", options->target, "The folder to install into")
+      ->check(NotEmpty())
       ->required()
       ->option_text("DIR");
   AddAllowDangerous(verb, options->allow_dangerous);

@@ -387,7 +387,11 @@ std::string DamagedPlace(const fs::path& path) {
 bool OpenStream(StreamKit& kit, const fs::path& path) {
   const std::uint32_t code = kit.Read(EnginePath(path));
   if (code == kErrorCancelled) ThrowIfCancelled();
-  return code == FILE_OK && InOrder(kit);
+  if (code != FILE_OK || !InOrder(kit)) return false;
+  // A kit that is corrupt behind all that is needed of it is damaged for the wizard, which inflates
+  // it whole. Of a small kit that is known here.
+  ImageStream& stream = StreamFileSystem::Stream(kit.image_handle());
+  return !stream.WaitAhead() || stream.end() != ImageStream::End::kCorrupt;
 }
 
 Failure DamagedData(const fs::path& kit) {

@@ -216,6 +216,7 @@ void AddPack(CommandLine& line) {
       ->required()
       ->option_text(" ");
   verb->add_option("-o,--output", options->kit, "The kit to write")
+      ->check(NotEmpty())
       ->required()
       ->option_text("FILE");
   verb->add_option("--name", options->name, "Product name, for a folder without manifest")

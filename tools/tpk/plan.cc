@@ -162,6 +162,7 @@ void AddPlan(CommandLine& line) {
       });
   AddKit(verb, options->kit);
   verb->add_option("--to", options->target, "The folder it would be installed into")
+      ->check(NotEmpty())
       ->required()
       ->option_text("DIR");
 }

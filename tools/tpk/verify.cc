@@ -133,6 +133,7 @@ void AddVerify(CommandLine& line) {
   AddKit(verb, options->kit);
   verb->add_option("--against", options->against,
                    "Compare every file with its copy in this folder instead")
+      ->check(NotEmpty())
       ->option_text("DIR");
   verb->add_flag("--strict", options->strict, "Take warnings for errors");
 }
