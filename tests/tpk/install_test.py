@@ -134,6 +134,12 @@ class Install(ToolTest):
         self.tpk("install", "kit.tpk", "--to", "target", "--allow-dangerous", code=0)
         self.assertEqual((self.work / "target/d/$x").read_bytes(), b"x")
 
+    def test_a_name_that_no_locale_can_express_cannot_be_allowed(self):
+        self.make(kit.File("d\\\ud83d.txt", b"x"))
+        for arguments in ([], ["--allow-dangerous"]):
+            run = self.tpk("install", "kit.tpk", "--to", "target", *arguments, code=2)
+            self.assertIn("no locale can express", run.err)
+
     def test_no_shell_ever_sees_a_name(self):
         self.make(kit.File("d\\`touch oops`.txt", b"x"), kit.File("d\\$(touch oops).txt", b"x"))
         self.environment["PATH"] = ""

@@ -156,6 +156,8 @@ TEST_F(ManifestTest, EveryMistakeIsReportedWithItsPlaceAndASuggestion) {
       {"format = 1\n[[product]]\nlanguage = \"en\"\n[[product]]\nlanguage = \"EN\"",
        "kit.toml:4:1: there is a product for \"EN\" already; the wizard would only ever show the "
        "first one"},
+      {"format = 1\n[[product]]\nlanguage = \"en\"\n[[product]]\nlanguage = \"\U0001f600\"",
+       "kit.toml:4:1: no locale can express \"\U0001f600\"; for example language = \"en\""},
       {"format = 1\n[kit]\nform = \"single\"",
        "kit.toml:3:8: the form \"single\" describes exactly one product, in English; keep one "
        "[[product]] with language = \"en\", or write form = \"table\""},

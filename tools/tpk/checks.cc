@@ -79,11 +79,6 @@ constexpr std::size_t kMaxName = 3072;
 constexpr std::int64_t kLastTime = 15032385535;
 
 bool IsSeparator(char16_t unit) { return unit == u'\\' || unit == u'/'; }
-bool IsSurrogate(char16_t unit) { return unit >= 0xD800 && unit <= 0xDFFF; }
-
-bool IsExpressible(const stdx::u16string& text) {
-  return std::none_of(text.begin(), text.end(), IsSurrogate);
-}
 
 stdx::u16string WithSeparators(const stdx::u16string& name) {
   stdx::u16string result = name;
@@ -134,7 +129,7 @@ void CheckProducts(const std::vector<config::ProductInfo>& products,
   for (const config::ProductInfo& product : products) {
     const std::string shown = Utf8FromUtf16(product.language.view());
     const stdx::u16string language = Folded(product.language);
-    if (!IsExpressible(product.language)) {
+    if (!IsExpressible(product.language.view())) {
       findings.Add("name-not-text", shown, "is a language code that no locale can express");
     }
     if (!languages.insert(language).second) {
@@ -228,7 +223,7 @@ void CheckName(const stdx::u16string& name, Findings& findings) {
   if (name.contains(u'\0')) {
     findings.Add("name-zero", shown, "has a zero character in it, where the wizard stops reading");
   }
-  if (!IsExpressible(name)) {
+  if (!IsExpressible(name.view())) {
     findings.Add("name-not-text", shown, "has a character that no locale can express");
   }
   if (shown.size() > kMaxName) {

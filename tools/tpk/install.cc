@@ -78,6 +78,10 @@ std::vector<std::string> InstalledNames(const Kit& kit) {
   std::vector<std::string> names;
   names.reserve(kit.files().size());
   for (const auto& file : kit.files()) {
+    if (!IsExpressible(file.name.view())) {
+      throw Failure(ExitCode::kBadKit, "dangerous-kit",
+                    fmt::format("the kit has {}, which no locale can express", Shown(file.name)));
+    }
     names.emplace_back(ToNarrow(UpToZero(InstalledPath({}, file.name))).view());
     if (!IsPlaceName(names.back())) continue;
     throw Failure(ExitCode::kBadKit, "dangerous-kit",

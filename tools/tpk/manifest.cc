@@ -187,6 +187,12 @@ class Reader {
     if (info.language.empty()) {
       Report(product, "a product needs a language", "for example language = \"en\"");
     }
+    // Comparing such a text would fail, here and in the wizard.
+    if (!IsExpressible(info.language.view())) {
+      Report(product, fmt::format("no locale can express \"{}\"", Shown(info.language)),
+             "for example language = \"en\"");
+      return;
+    }
     for (const config::ProductInfo& other : manifest_.products) {
       if (CompareNoCase(other.language, info.language) == 0) {
         Report(product, fmt::format("there is a product for \"{}\" already", Shown(info.language)),

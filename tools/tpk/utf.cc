@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstddef>
 
 namespace quarn::tpk {
@@ -78,6 +79,10 @@ std::optional<stdx::u16string> Utf16FromUtf8(std::string_view text) {
     }
   }
   return result;
+}
+
+bool IsExpressible(std::u16string_view text) {
+  return std::none_of(text.begin(), text.end(), IsSurrogate);
 }
 
 std::string Utf8FromUtf16(std::u16string_view text) {

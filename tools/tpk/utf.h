@@ -13,6 +13,9 @@ namespace quarn::tpk {
 /// `text` as UTF-16, or nothing where it is not valid UTF-8.
 std::optional<stdx::u16string> Utf16FromUtf8(std::string_view text);
 
+/// Whether a locale with UTF-8 can express the text: it takes code units one by one.
+bool IsExpressible(std::u16string_view text);
+
 /// `text` as UTF-8; a surrogate without its partner becomes U+FFFD.
 std::string Utf8FromUtf16(std::u16string_view text);
 
