@@ -290,7 +290,7 @@ TEST_F(DecompressTest, AnUnreadableKitIsReported) {
     for (const fs::path& path : {root().parent_path(), root()}) {
       fs::permissions(path, fs::perms::others_exec, fs::perm_options::add);
     }
-    ASSERT_EQ(seteuid(65534), 0);
+    if (seteuid(65534) != 0) GTEST_SKIP() << "there is no second user here";
   }
   const std::uint32_t code = LZCompressor().Decompress(U16(kit()), U16(image()));
   if (was_root) {
