@@ -15,11 +15,11 @@
 
 namespace {
 
-constexpr int kFiles = 200;
-constexpr int kRounds = 11;
+constexpr int kFiles = 500;
+constexpr int kRounds = 7;
 constexpr double kBound = 3.1;
 constexpr double kBareBound = 1.05;
-constexpr int kFileSize = 4000;
+constexpr int kFileSize = 1000;
 
 stdx::u16string U16(const std::filesystem::path& path) {
   const std::u16string text = path.u16string();
