@@ -2,7 +2,7 @@
 
 namespace quarn {
 
-// Comes with every system. One of the "C" locale does not.
+// Every macOS has it; a UTF-8 form of the "C" locale only newer ones.
 const char* Utf8Locale() { return "en_US.UTF-8"; }
 
 }  // namespace quarn
