@@ -284,6 +284,7 @@ TEST_F(QtToolkitTest, TextsAreShownAsTheyAre) {
   ToolkitControl* const button =
       toolkit_.MakeButton(view_, {0, 90, 300, 30}, "", ButtonAction::kNext);
   toolkit_.SetText(button, text);
+  Show();
   EXPECT_EQ(NameOf(Find<QLabel>()), text);
   EXPECT_EQ(NameOf(Find<QCheckBox>()), text);
   EXPECT_EQ(NameOf(Find<QPushButton>()), text);

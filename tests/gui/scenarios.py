@@ -2,6 +2,7 @@
 
 import os
 import re
+import socket
 import time
 
 from desktop import wait_for
@@ -608,6 +609,23 @@ def a_directory_in_any_script_is_installed_into(world):
 
 
 # --- Those who do not see the window --------------------------------------------------------------
+
+
+@scenario
+def the_window_shows_although_the_session_bus_does_not_answer(world):
+    world.pack_example()
+    with socket.socket(socket.AF_UNIX) as bus:
+        address = str(world.root / "bus")
+        bus.bind(address)
+        bus.listen()
+        world.environment["DBUS_SESSION_BUS_ADDRESS"] = f"unix:path={address}"
+        wizard = world.start()
+        wizard.main_window()
+    # The connection is broken now, and the wizard goes on without.
+    wizard.press(NEXT)
+    wizard.install_from_directory_page()
+    wizard.press(NEXT)
+    wizard.finish()
 
 
 @scenario

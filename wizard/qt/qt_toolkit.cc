@@ -125,7 +125,10 @@ class QtToolkit::MainWindow : public QWidget, public ToolkitWindow, public HasAc
 class QtToolkit::PageView : public QWidget, public ToolkitView, public HasAccessibleRole {
  public:
   PageView(MainWindow* window, Toolkit& toolkit)
-      : QWidget(window), ToolkitView{toolkit}, controller_(window->controller()) {}
+      : QWidget(window), ToolkitView{toolkit}, controller_(window->controller()) {
+    setGeometry(window->rect());
+    hide();
+  }
 
   CInstallerDlg& controller() const { return controller_; }
   QAccessible::Role accessible_role() const override { return QAccessible::Pane; }
@@ -242,8 +245,6 @@ ToolkitWindow* QtToolkit::MakeMainWindow(CInstallerDlg& controller, int width, i
 ToolkitView* QtToolkit::MakeView(ToolkitWindow* window) {
   auto* const main_window = static_cast<MainWindow*>(window);
   auto& view = views_.emplace_back(std::make_unique<PageView>(main_window, *this));
-  view->setAccessibleName(main_window->windowTitle());
-  view->setGeometry(main_window->rect());
   return view.get();
 }
 
@@ -251,6 +252,12 @@ void QtToolkit::ShowWindow(ToolkitWindow* window) {
   auto* const main_window = static_cast<MainWindow*>(window);
   main_window->show();
   main_window->activateWindow();
+  // The first sight of the window does not wait for its controls, which have Qt look for a screen
+  // reader.
+  if (views_.empty()) return;
+  PageView& view = *views_.back();
+  view.setAccessibleName(main_window->windowTitle());
+  view.show();
 }
 
 void QtToolkit::RemoveView(ToolkitView* view) { static_cast<PageView*>(view)->setParent(nullptr); }

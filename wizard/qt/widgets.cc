@@ -62,7 +62,13 @@ PlainButton::PlainButton(const QString& title, QWidget* parent) : WithoutReturn(
 
 void PlainButton::SetTitle(const QString& title) {
   title_ = title;
-  setText(WithoutMnemonics(title));
+  if (isVisible()) setText(WithoutMnemonics(title));
+}
+
+// Whoever sets a text has Qt look for a screen reader, which would hold up the window.
+void PlainButton::showEvent(QShowEvent* event) {
+  setText(WithoutMnemonics(title_));
+  WithoutReturn::showEvent(event);
 }
 
 // Measured no sooner than it is drawn: fonts take longer to load than all else before the window
@@ -87,7 +93,9 @@ void SeparatorLine::paintEvent(QPaintEvent*) {
 }
 
 QImage Decode(const Picture& picture) {
-  return QImage::fromData(picture.bytes, static_cast<int>(picture.size));
+  // Qt would load every plugin for pictures to find the format out.
+  const char* const format = picture.bytes[0] == 'B' ? "BMP" : "PNG";
+  return QImage::fromData(picture.bytes, static_cast<int>(picture.size), format);
 }
 
 QString WithoutMnemonics(QString text) { return text.replace('&', "&&"); }

@@ -78,6 +78,7 @@ class PlainButton : public WithoutReturn<QPushButton> {
   QFont TitleFont() const;
 
  protected:
+  void showEvent(QShowEvent* event) override;
   void paintEvent(QPaintEvent* event) override;
 
  private:
