@@ -4,6 +4,7 @@
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QEventLoop>
+#include <QFontMetrics>
 #include <QIcon>
 #include <QImage>
 #include <QKeyEvent>
@@ -218,6 +219,11 @@ bool QtToolkit::SetUpApplication(int, char**, bool silent) {
   QGuiApplication::setDesktopFileName("quarn-setup");
   TranslateQt(*application_);
   ApplyLook();
+  if (silent) {
+    // A worker that reads the environment runs before anything is drawn.
+    QFontMetrics(QApplication::font()).horizontalAdvance(' ');
+    fonts_.reset();
+  }
   InstallAccessibility();
   loop_ = std::make_unique<QEventLoop>();
   hit_test_ = std::make_unique<HitTest>();
