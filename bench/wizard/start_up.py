@@ -3,9 +3,11 @@
 
     start_up.py --setup bin/setup --empty bin/empty_window --tpk bin/tpk --kit examples/brook-ledger
 
-Both run in turns, in one X server without a screen. A window counts as shown when its content is first drawn, which the
-server tells (DAMAGE extension); when it was mapped is told too. Exit status 1 when the ratio is above --limit. Needs
-root or user namespaces, Xvfb and openbox.
+Both run in turns, in one X server without a screen. A window is shown when the server maps it; when its content is first
+drawn (DAMAGE extension) is told too, for what it is worth: the empty one has none. So that both start as they do for
+users, there is a session bus, and the desktop is one of those on which Qt takes GTK's theme (its package
+qt6-gtk-platformtheme); --bare leaves both out. Exit status 1 when the ratio is above --limit. Needs root or user
+namespaces, Xvfb, openbox and dbus-daemon.
 """
 
 import argparse
@@ -92,6 +94,7 @@ def main():
         parser.add_argument(f"--{name}", required=True)
     parser.add_argument("--rounds", type=int, default=40)
     parser.add_argument("--limit", type=float, default=1.15)
+    parser.add_argument("--bare", action="store_true", help="a window manager alone, no desktop session")
     arguments = parser.parse_args()
 
     sandbox.enter()
@@ -103,6 +106,10 @@ def main():
     environment = {"PATH": "/usr/bin:/bin", "HOME": "/tmp/home", "TMPDIR": "/tmp", "LANG": "C.UTF-8",
                    "XDG_RUNTIME_DIR": "/tmp/home/runtime"}
     Desktop(environment, 0)
+    if not arguments.bare:
+        environment["XDG_CURRENT_DESKTOP"] = "XFCE"
+        bus = run("dbus-daemon", "--session", "--fork", "--print-address", env=environment)
+        environment["DBUS_SESSION_BUS_ADDRESS"] = bus.strip()
     watcher = Watcher(environment["DISPLAY"])
 
     def measure(*command):
@@ -121,12 +128,13 @@ def main():
     for _ in range(arguments.rounds):
         for name, command in commands.items():
             results[name].append(measure(*command))
-    for index, what in enumerate(("mapped", "shown")):
+    ratios = {}
+    for index, what in enumerate(("shown", "drawn")):
         median = {name: statistics.median(each[index] for each in times) for name, times in results.items()}
-        ratio = median["setup"] / median["empty"]
+        ratios[what] = ratio = median["setup"] / median["empty"]
         print(f"{what}: setup {median['setup'] * 1000:.1f} ms, empty window {median['empty'] * 1000:.1f} ms, "
               f"ratio {ratio:.3f} (medians of {arguments.rounds})")
-    return 0 if ratio <= arguments.limit else 1
+    return 0 if ratios["shown"] <= arguments.limit else 1
 
 
 if __name__ == "__main__":
