@@ -105,10 +105,7 @@ class InstallProcess {
       const std::uint32_t code = MakeDirectory(backup.substr(0, separator));
       if (code != 0) return code;
     }
-    if constexpr (Files::kRestoresOnRollback) {
-      if (backup != path) return MoveAside(path, backup);
-    }
-    return Files::ShellMove(path, backup);
+    return MoveAside(path, backup);
   }
 
   /// The write time of the file at `path`; nothing where none can be read.
@@ -255,18 +252,20 @@ class InstallProcess {
 
   InstallTransaction& transaction() { return transactions_.back(); }
 
-  static std::uint32_t MoveAside(
-      const stdx::u16string& path,
-      const stdx::u16string& backup) requires(Files::kRestoresOnRollback) {
-    // A kit may name a file twice: what the pass itself put there is no predecessor.
-    const bool is_ours = Files::FileExists(backup);
-    const std::uint32_t code =
-        is_ours ? Files::ShellRemoveFile(path) : Files::ShellMove(path, backup);
-    if (code != 0 || !Files::FileExists(path)) return code;
-    // It was copied, but it cannot be removed. Writing to it, be it through a link or to a file of
-    // two names, would change what no rollback brings back.
-    if (!is_ours) Files::ShellRemoveFile(backup);
-    return FILE_ERR_INVALID_PARAMETER;
+  static std::uint32_t MoveAside(const stdx::u16string& path, const stdx::u16string& backup) {
+    if constexpr (Files::kRestoresOnRollback) {
+      // A kit may name a file twice: what the pass itself put there is no predecessor.
+      const bool is_ours = backup != path && Files::FileExists(backup);
+      const std::uint32_t code =
+          is_ours ? Files::ShellRemoveFile(path) : Files::ShellMove(path, backup);
+      if (code != 0 || backup == path || !Files::FileExists(path)) return code;
+      // It was copied, but it cannot be removed. Writing to it, be it through a link or to a file of
+      // two names, would change what no rollback brings back.
+      if (!is_ours) Files::ShellRemoveFile(backup);
+      return FILE_ERR_INVALID_PARAMETER;
+    } else {
+      return Files::ShellMove(path, backup);
+    }
   }
 
   static bool PutBack(const stdx::u16string& backup, const stdx::u16string& path) {
