@@ -76,7 +76,7 @@ TEST_F(DecompressTest, AnEmptyKitInflatesToNothing) {
 }
 
 TEST_F(DecompressTest, AStreamOfAnyLengthInflatesToItsBytes) {
-  for (const std::size_t size : {0, 1, 2, 32767, 32768, 32769, 65535, 65536, 65537, 1000003}) {
+  for (const std::size_t size : {0u, 1u, 2u, 32767u, 32768u, 32769u, 65535u, 65536u, 65537u, 1000003u}) {
     for (const std::string& bytes :
          {Compressible(size), Incompressible(size), std::string(size, '\0')}) {
       const auto [code, image] = Inflate(Deflate(bytes));
@@ -88,7 +88,7 @@ TEST_F(DecompressTest, AStreamOfAnyLengthInflatesToItsBytes) {
 
 TEST_F(DecompressTest, ACompressedSizeOfWholeChunksInflatesToItsBytes) {
   // 16 chunks are one view of the kit.
-  for (const std::size_t chunks : {1, 2, 5, 16}) {
+  for (const std::size_t chunks : {1u, 2u, 5u, 16u}) {
     for (const int level : {0, 6}) {
       if (chunks == 16 && level != 0) continue;  // such a stream is long to look for
       std::string bytes, stream;
@@ -197,7 +197,7 @@ TEST_F(DecompressTest, AnErrorInTheLastChunkIsReported) {
   std::string stream = Deflate(Incompressible(3 * kChunk), {.level = 0});
   // The length of the second stored block and its complement contradict each other.
   const std::size_t second =
-      5 + (static_cast<unsigned char>(stream[1]) | static_cast<unsigned char>(stream[2]) << 8);
+      5u + static_cast<unsigned char>(stream[1]) + 256u * static_cast<unsigned char>(stream[2]);
   ASSERT_GT(second, 2u * kChunk - 100);
   stream[second + 1] = static_cast<char>(~stream[second + 1]);
   EXPECT_EQ(Inflate(stream).code, kErrorCorruptKit);

@@ -84,7 +84,7 @@ TEST_F(ImageStreamTest, WhatLiesBehindTheReaderIsOutOfReach) {
 
 TEST_F(ImageStreamTest, BeingLeftInTheMiddleIsFine) {
   const fs::path kit = Kit(Deflate(image_));
-  for (const std::size_t count : {0, 1, 1'000'000}) {
+  for (const std::size_t count : {0u, 1u, 1'000'000u}) {
     ImageStream stream(kit);
     EXPECT_EQ(Read(stream, count).size(), count);
   }
