@@ -259,8 +259,8 @@ class InstallProcess {
       const std::uint32_t code =
           is_ours ? Files::ShellRemoveFile(path) : Files::ShellMove(path, backup);
       if (code != 0 || backup == path || !Files::FileExists(path)) return code;
-      // It was copied, but it cannot be removed. Writing to it, be it through a link or to a file of
-      // two names, would change what no rollback brings back.
+      // It was copied, but it cannot be removed. Writing to it, be it through a link or to a file
+      // of two names, would change what no rollback brings back.
       if (!is_ours) Files::ShellRemoveFile(backup);
       return FILE_ERR_INVALID_PARAMETER;
     } else {

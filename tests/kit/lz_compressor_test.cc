@@ -76,7 +76,8 @@ TEST_F(DecompressTest, AnEmptyKitInflatesToNothing) {
 }
 
 TEST_F(DecompressTest, AStreamOfAnyLengthInflatesToItsBytes) {
-  for (const std::size_t size : {0u, 1u, 2u, 32767u, 32768u, 32769u, 65535u, 65536u, 65537u, 1000003u}) {
+  for (const std::size_t size :
+       {0u, 1u, 2u, 32767u, 32768u, 32769u, 65535u, 65536u, 65537u, 1000003u}) {
     for (const std::string& bytes :
          {Compressible(size), Incompressible(size), std::string(size, '\0')}) {
       const auto [code, image] = Inflate(Deflate(bytes));
