@@ -7,6 +7,7 @@
 #include "config/no_case_index.h"
 #include "core/dir_scan.h"
 #include "core/shell.h"
+#include "core/text.h"
 
 namespace quarn {
 namespace {
@@ -77,13 +78,14 @@ void SaveTemplateLocations(const std::vector<stdx::u16string>& list, bool altPro
 }
 
 bool IsDirectoryWritable(const stdx::u16string& dir) {
+  if (!HasNarrowForm(dir)) return false;  // so there is no such directory
   try {
     stdx::u16string file;
     if (CreateTempFile(dir, u"Orbex", &file) != SHELL_OK) return false;
     ShellRemoveFile(file);
     return true;
   } catch (const std::length_error&) {
-    return false;  // no narrow form, so no such directory
+    return false;  // the name of the temporary file is no text
   }
 }
 
@@ -96,6 +98,7 @@ stdx::u16string GetDefaultTemplateBase() {
 TemplateDirs ResolveTemplateDirs() {
   TemplateDirs dirs;
   try {
+    if (!HasNarrowForm(GetProductHomeDir())) return dirs;
     dirs.altProfileExists = FileExists(GetAltLauncherCfgPath());
     // The common file alone is never asked.
     if (FileExists(GetLauncherCfgPath())) {

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <stdexcept>
 
 extern char** environ;  // NOLINT: declared by the system's headers on some platforms only
 
@@ -129,6 +130,16 @@ int CompareNoCase(const stdx::u16string& a, const stdx::u16string& b) {
 bool IsRootPath(const stdx::u16string& path) noexcept { return path == u"/"; }
 
 stdx::u16string UpToZero(const stdx::u16string& text) { return text.substr(0, text.find(u'\0')); }
+
+bool HasNarrowForm(const stdx::u16string& text) {
+  if (text.find(u'\0') != stdx::u16string::npos) return false;
+  try {
+    ToNarrow(text);
+    return true;
+  } catch (const std::length_error&) {
+    return false;
+  }
+}
 
 std::FILE* OpenStdioFile(const char16_t* path, const char16_t* mode) {
   return std::fopen(ToNarrow(path).c_str(), ToNarrow(mode).c_str());

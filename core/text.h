@@ -50,4 +50,8 @@ std::FILE* OpenStdioFile(const char16_t* path, const char16_t* mode);
 /// `text` up to its first zero unit.
 stdx::u16string UpToZero(const stdx::u16string& text);
 
+/// Whether the system can be given all of `text`. Not where a character has no form in the locale's
+/// encoding, and not where a zero unit ends it: one of U+20000, say, which lost its upper bits.
+bool HasNarrowForm(const stdx::u16string& text);
+
 }  // namespace quarn

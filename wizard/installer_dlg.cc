@@ -1,5 +1,6 @@
 #include "wizard/installer_dlg.h"
 
+#include <stdexcept>
 #include <utility>
 
 #include "config/template_dirs.h"
@@ -255,7 +256,7 @@ void CInstallerDlg::TakeDirectory() {
   try {
     directory = m_dirPage->GetPath();
     // Asked here and not by the installation, whose failures cost directories.
-    ToNarrow(directory);
+    if (!HasNarrowForm(directory)) throw std::length_error("a directory that cannot be named");
   } catch (...) {
     ShowError(m_toolkit, this, "IDS_SETUP_EMPTYTARGET");
     return;

@@ -192,6 +192,7 @@ TEST_F(TemplateDirsTest, WhetherADirectoryIsWritableIsAskedOfTheTemporaryDirecto
 
 TEST_F(TemplateDirsTest, ADirectoryWithNoNarrowFormIsNotWritable) {
   EXPECT_FALSE(IsDirectoryWritable(u"/\xD800"));
+  EXPECT_FALSE(IsDirectoryWritable(stdx::u16string(u"/tmp/\0/t", 8)));
 }
 
 TEST_F(TemplateDirsTest, OfTwoLauncherFilesTheOrdinaryOneGivesTheList) {

@@ -411,6 +411,23 @@ TEST_F(TextTest, CutsATextAtItsFirstZero) {
   EXPECT_EQ(UpToZero(u""), u"");
 }
 
+TEST_F(TextTest, ACharacterCutToZeroStaysInTheTextAndEndsItsNarrowForm) {
+  const stdx::u16string text = ToUtf16("a\U00020000b");
+  EXPECT_EQ(text, stdx::u16string(u"a\0b", 3));
+  EXPECT_EQ(ToNarrow(text), "a");
+}
+
+TEST_F(TextTest, HasANarrowFormWhereTheSystemGetsAllOfIt) {
+  for (const char16_t* const text : {u"", u"/tmp/a b", u"/шаблоны/模板"}) {
+    EXPECT_TRUE(HasNarrowForm(text)) << ::testing::PrintToString(stdx::u16string(text));
+  }
+  EXPECT_FALSE(HasNarrowForm(u"/\xD800"));
+  EXPECT_FALSE(HasNarrowForm(ToUtf16("/\U00020000")));
+  EXPECT_FALSE(HasNarrowForm(stdx::u16string(u"/\0/t", 4)));
+  setenv("LC_ALL", "C", 1);
+  EXPECT_FALSE(HasNarrowForm(u"/é"));
+}
+
 TEST_F(TextTest, OpensStreamsByUtf16Names) {
   const auto path = root() / "\u00E9t\u00E9.txt";
   std::FILE* out = OpenStdioFile(U16(path).c_str(), u"w");

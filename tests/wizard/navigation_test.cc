@@ -180,13 +180,15 @@ TEST_P(Inexpressible, AsADirectoryIsRefusedAndTheWizardGoesOn) {
   EXPECT_TRUE(std::filesystem::exists(tmp())) << "no installation failed on it";
 }
 
-INSTANTIATE_TEST_SUITE_P(Texts, Inexpressible,
-                         ::testing::Values(TypedText{"InTheLocale", "/tmp/é", "C"},
-                                           TypedText{"NoText", "/tmp/\xff", "C.UTF-8"},
-                                           // Read as a lone surrogate, which has no way back.
-                                           TypedText{"BeyondTheBasicPlane", "/tmp/\U0001D800",
-                                                     "C.UTF-8"}),
-                         [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Texts, Inexpressible,
+    ::testing::Values(TypedText{"InTheLocale", "/tmp/é", "C"},
+                      TypedText{"NoText", "/tmp/\xff", "C.UTF-8"},
+                      // Read as a lone surrogate, which has no way back.
+                      TypedText{"BeyondTheBasicPlane", "/tmp/\U0001D800", "C.UTF-8"},
+                      // Read as a zero unit: the directory would be /tmp/.
+                      TypedText{"CutToNothing", "/tmp/\U00020000/templates", "C.UTF-8"}),
+    [](const auto& info) { return info.param.name; });
 
 // --- Folder chooser ----------------------------------------------------------------------------
 

@@ -191,5 +191,12 @@ TEST_F(Offer, IsNotChangedByARecordedNameThatCannotBeExpressed) {
   ExpectOffer("/second");
 }
 
+TEST_F(Offer, IsNotChangedByARecordedNameThatIsCutToTheDirectoryAboveIt) {
+  WriteFile(own_cfg(),
+            "ConfigurationTemplatesLocation=/tmp/\U00020000/t\n"
+            "ConfigurationTemplatesLocation=/second\n");
+  ExpectOffer("/second");
+}
+
 }  // namespace
 }  // namespace quarn::testing
