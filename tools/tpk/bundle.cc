@@ -138,7 +138,7 @@ The wizard uses Qt 6. Where it is missing:
   Arch             sudo pacman -S qt6-base
 )";
   return text + R"(
-Without questions and without a window:
+Without questions:
   ./start-setup -S
 In another language than the system's, here German:
   ./start-setup -Lde
@@ -460,14 +460,16 @@ void AddBundle(CommandLine& line) {
   const auto options = std::make_shared<Options>();
   CLI::App* const verb = AddVerb(line, "bundle", "Make the folder and the archive to hand out",
                                  [options](Output& output) { return Bundle(*options, output); });
-  verb->add_option("--manifest", options->manifest, "The manifest of the kit, or its folder")
+  verb->add_option("--manifest", options->manifest,
+                   "The manifest of the kit, or its folder (required)")
       ->required()
       ->option_text("FILE");
-  verb->add_option("--target", options->target, "The system that it is for")
+  verb->add_option("--target", options->target, "The system that it is for (required)")
       ->required()
       ->transform(CLI::CheckedTransformer(kTargets).description("linux|macos"))
       ->option_text("linux|macos");
-  verb->add_option("-o,--output", options->directory, "The folder to make; DIR.tar.gz beside it")
+  verb->add_option("-o,--output", options->directory,
+                   "The folder to make, and beside it DIR.tar.gz (required)")
       ->required()
       ->option_text("DIR");
   verb->add_option("--wizard", options->wizard,

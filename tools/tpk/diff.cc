@@ -196,8 +196,14 @@ void AddDiff(CommandLine& line) {
   const auto options = std::make_shared<Options>();
   CLI::App* const verb = AddVerb(line, "diff", "Compare two kits",
                                  [options](Output& output) { return Diff(*options, output); });
-  verb->add_option("BEFORE", options->before, "The older kit")->check(NotEmpty())->required();
-  verb->add_option("AFTER", options->after, "The newer kit")->check(NotEmpty())->required();
+  verb->add_option("BEFORE", options->before, "The older kit")
+      ->check(NotEmpty())
+      ->required()
+      ->option_text(" ");
+  verb->add_option("AFTER", options->after, "The newer kit")
+      ->check(NotEmpty())
+      ->required()
+      ->option_text(" ");
   verb->add_flag("--exit-code", options->exit_code, "End with 2 when the kits differ");
 }
 

@@ -215,8 +215,9 @@ void AddExtract(CommandLine& line) {
       AddVerb(line, "extract", "Unpack a kit into a folder that pack can make it from again",
               [options](Output& output) { return Extract(*options, output); });
   AddKit(verb, options->kit);
-  verb->add_option("PATTERN", options->patterns, "Only the files that match, without a manifest");
-  verb->add_option("-o,--output", options->directory, "The folder to make")
+  verb->add_option("PATTERN", options->patterns, "Only the files that match, without a manifest")
+      ->option_text(" ");
+  verb->add_option("-o,--output", options->directory, "The folder to make (required)")
       ->check(NotEmpty())
       ->required()
       ->option_text("DIR");

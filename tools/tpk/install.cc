@@ -172,7 +172,7 @@ void AddInstall(CommandLine& line) {
       AddVerb(line, "install", "Install a kit into a folder, all of it or nothing",
               [options](Output& output) { return Run(*options, output); });
   AddKit(verb, options->kit);
-  verb->add_option("--to", options->target, "The folder to install into")
+  verb->add_option("--to", options->target, "The folder to install into (required)")
       ->check(NotEmpty())
       ->required()
       ->option_text("DIR");

@@ -43,11 +43,12 @@ std::string Escaped(std::string_view text) {
 constexpr const char* kDescription = R"(.SH DESCRIPTION
 A distribution kit carries templates and a description of them to the wizard that installs them.
 .B tpk
-makes kits, looks into them, checks and compares them, and installs them without the wizard.
+makes kits, looks into them, checks and compares them, bundles them with the wizard, and installs them
+without it.
 .PP
 Results go to standard output, everything else to standard error. With
 .B \-\-json
-every line of the result is a JSON object with a
+remarks and errors go to standard output as well, and every line there is a JSON object with a
 .I type
 and the version of its
 .IR schema ;
@@ -56,9 +57,10 @@ the last one, and only that one, has the type
 or
 .IR error .
 .PP
-Nothing is ever overwritten without
+.B install
+replaces what is older than in the kit; all else is overwritten only with
 .BR \-\-force ,
-and what is written appears under its name only when it is complete.
+and appears under its name only when it is complete.
 )";
 
 constexpr const char* kManifest = R"(.SH MANIFEST
@@ -98,8 +100,8 @@ match anything but \(dq/\(dq,
 matches that too, and
 .B [a\-z]
 one of some characters. A pattern without \(dq/\(dq is held against the last part of a name, in any
-folder; one that ends in \(dq/\(dq means everything in that folder; one that starts with \(dq/\(dq
-is held against the whole name.
+folder; one that ends in \(dq/\(dq means everything in that folder; every other one, and one that
+starts with \(dq/\(dq, is held against the whole name.
 )";
 
 constexpr const char* kEnd = R"(.SH EXIT STATUS
@@ -142,7 +144,8 @@ No colours, if it is set to anything.
 .TP
 .I .tpk\-install
 While an installation runs, in the folder that it installs into: what it moves aside, and a journal
-of what was not there before. Where that folder is new, it lies beside it under a longer name. After
+of what was not there before. Where that folder is new, it lies in the nearest one above it that
+exists, and where nothing can be written there, among the temporary files, under a longer name. After
 an installation that was killed the next one into the same folder finds it, brings back what was
 there and says so before it installs. A second installation into the same folder is refused while
 the first one runs.

@@ -215,7 +215,7 @@ void AddPack(CommandLine& line) {
                    "A folder, with or without kit.toml in it, or a manifest")
       ->required()
       ->option_text(" ");
-  verb->add_option("-o,--output", options->kit, "The kit to write")
+  verb->add_option("-o,--output", options->kit, "The kit to write (required)")
       ->check(NotEmpty())
       ->required()
       ->option_text("FILE");

@@ -161,7 +161,7 @@ void AddPlan(CommandLine& line) {
         return PrintPlan(MakePlan(ReadFacts(options->kit).files, target), "plan", target, output);
       });
   AddKit(verb, options->kit);
-  verb->add_option("--to", options->target, "The folder it would be installed into")
+  verb->add_option("--to", options->target, "The folder it would be installed into (required)")
       ->check(NotEmpty())
       ->required()
       ->option_text("DIR");
