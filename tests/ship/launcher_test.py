@@ -130,6 +130,26 @@ class Launcher(ToolTest):
             self.assertEqual(os.listdir(self.root / "tmp"), [], number)
             os.remove(self.seen)
 
+    def test_a_signal_while_the_directory_is_made_leaves_none(self):
+        tools = self.root / "tools"
+        tools.mkdir()
+        made, go = self.root / "made", self.root / "go"
+        (tools / "mktemp").write_text(f'#!/bin/sh\n{shutil.which("mktemp")} "$@"\necho made >"{made}"\n'
+                                      f'while [ ! -e "{go}" ]; do sleep 0.01; done\n')
+        (tools / "mktemp").chmod(0o755)
+        self.environment["PATH"] = f"{tools}:{self.environment['PATH']}"
+        self.wizard(TELL + "sleep 60\n")
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+            process = self.launch()
+            self.wait_for(made)
+            process.send_signal(number)
+            go.touch()
+            process.communicate(timeout=60)
+            self.assertEqual(process.returncode, -number)
+            self.assertEqual(os.listdir(self.root / "tmp"), [], number)
+            os.remove(made)
+            os.remove(go)
+
     def test_an_ignored_signal_stays_ignored(self):
         self.wizard(TELL + 'sleep 0.5\necho end >>"$SEEN"\n')
         process = self.launch(preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
