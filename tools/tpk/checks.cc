@@ -55,6 +55,10 @@ constexpr std::array kChecks = {
     Check{"stream-cut-off", true, "A kit that ends before its compressed data does."},
     Check{"stream-trailing", false, "Bytes behind the end of the compressed data."},
     // Products.
+    Check{
+        "product-not-text", true,
+        "A product whose name or provider no locale can express: in its language the wizard calls "
+        "the kit damaged."},
     Check{"language-missing-en", false,
           "No product in English, the language that stands in for the description file."},
     Check{"language-unknown", false, "A product in a language that the wizard does not speak."},
@@ -131,6 +135,10 @@ void CheckProducts(const std::vector<config::ProductInfo>& products,
     const stdx::u16string language = Folded(product.language);
     if (!IsExpressible(product.language.view())) {
       findings.Add("name-not-text", shown, "is a language code that no locale can express");
+    }
+    if (!IsExpressible(product.name.view()) || !IsExpressible(product.provider.view())) {
+      findings.Add("product-not-text", shown,
+                   "has a name or provider with a character that no locale can express");
     }
     if (!languages.insert(language).second) {
       findings.Add("language-twice", shown, "has a second product, which is never shown");

@@ -89,6 +89,7 @@ IMAGES = {
     # Products.
     "language_missing_en": with_files(products=[Product("de", "Brook", "", "")]),
     "language_unknown": with_files(products=[EN, Product("xx", "Brook", "", "")]),
+    "product_beyond_ffff": with_files(products=[EN, Product("de", "Brook \U0001f600", "", "")]),
     "language_twice": with_files(products=[EN, Product("EN", "Other", "", "")]),
     "description_missing": image(Kit([EN], [File("a\\b.txt", b"abc")])),
     "description_climbs": with_files(products=[Product("en", "B", "", "..\\x.txt")]),
