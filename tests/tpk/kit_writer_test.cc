@@ -119,6 +119,23 @@ TEST_F(KitWriterTest, EveryLevelHoldsTheSameImage) {
   }
 }
 
+TEST_F(KitWriterTest, TheLevelIsDetectedEvenWhereAMegabyteBecomesNoBlockOfTheStream) {
+  // Few symbols stand for much: the first block comes out late.
+  std::string data;
+  const std::string same(150, 'x');
+  for (int i = 0; data.size() < 20'000'000; ++i) data += "line " + std::to_string(i) + same + "\n";
+  for (const std::size_t size : {3'000'000, 20'000'000}) {
+    contents_.files.clear();
+    AddFile(u"a\\b", data.substr(0, size), 1);
+    for (const int level : {1, 3, 6, 9}) {
+      const std::string kit = ReadFile(Write(level));
+      const std::optional<int> found = DetectLevel(root() / "kit.tpk");
+      ASSERT_TRUE(found) << level << ", " << size;
+      EXPECT_TRUE(ReadFile(Write(*found)) == kit) << *found << " for " << level << ", " << size;
+    }
+  }
+}
+
 TEST_F(KitWriterTest, TheLevelOfAForeignKitIsNotDetected) {
   // Stored blocks of one byte each: nobody writes those.
   std::string kit;

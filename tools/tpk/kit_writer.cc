@@ -225,7 +225,10 @@ void SortFiles(KitContents& contents) {
 }
 
 std::optional<int> DetectLevel(const std::filesystem::path& path) {
-  constexpr std::size_t kSample = 1 << 20;
+  // A block of deflate says something of 8 MiB at most: of as much as this at least one comes out.
+  constexpr std::size_t kSample = 1 << 24;
+  // This much of the kit tells one level from another.
+  constexpr std::size_t kEnough = 1 << 20;
   ImageStream image(path);
   std::string sample;
   while (sample.size() < kSample) {
@@ -234,19 +237,29 @@ std::optional<int> DetectLevel(const std::filesystem::path& path) {
     sample.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   }
   const bool whole = image.Next(1).empty();
-  std::string kit(kSample + kBufferSize, '\0');
+  std::string kit(2 * kEnough, '\0');
   InputFile input(path);
   kit.resize(input.ReadAll(std::as_writable_bytes(std::span(kit))));
 
   // What most kits have comes first: short ones come out the same at several levels.
   for (const int level : {6, 9, 8, 7, 5, 4, 3, 2, 1, 0}) {
-    std::string packed;
-    Deflater deflater(level, [&packed](std::span<const std::byte> bytes) {
-      packed.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    std::string_view expected = kit;
+    bool same = true;
+    Deflater deflater(level, [&](std::span<const std::byte> bytes) {
+      const std::string_view made(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+      same = same && expected.starts_with(made);
+      if (same) expected.remove_prefix(made.size());
     });
-    deflater.Write(std::as_bytes(std::span(sample)));
-    if (whole) deflater.Finish();
-    if (whole ? kit == packed : std::string_view(kit).starts_with(packed)) return level;
+    auto rest = std::as_bytes(std::span(sample));
+    while (same && !rest.empty() && kit.size() - expected.size() < kEnough) {
+      ThrowIfCancelled();
+      const std::size_t count = std::min(rest.size(), kBufferSize);
+      deflater.Write(rest.first(count));
+      rest = rest.subspan(count);
+    }
+    const bool at_end = whole && rest.empty();
+    if (at_end) deflater.Finish();
+    if (same && (!at_end || expected.empty())) return level;
   }
   return std::nullopt;
 }
