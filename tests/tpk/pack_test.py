@@ -50,6 +50,11 @@ class Pack(ToolTest):
             names = [file.name for file in kit.read((self.work / "top/d/kit.tpk").read_bytes()).files]
             self.assertEqual(names, ["d\\a.txt"])
 
+    def test_a_manifest_in_the_current_folder_needs_no_root(self):
+        self.write("kit.toml", FULL)
+        self.write("d/a.txt", "a")
+        self.assertEqual([file.name for file in self.packed("kit.toml").files], ["d\\a.txt"])
+
     def test_mistakes_in_a_manifest_are_all_told_with_their_places(self):
         self.write("top/kit.toml", 'format = 1\n[kit]\nfrom = "table"\n[files]\nexlude = []\n')
         run = self.tpk("pack", "top", "-o", "kit.tpk", code=1)

@@ -309,7 +309,8 @@ Manifest ParseManifest(std::string_view text, const fs::path& path) {
   Reader reader(Printable(path.string()));
   Manifest manifest;
   try {
-    manifest = reader.Read(toml::parse(text), path.parent_path());
+    manifest =
+        reader.Read(toml::parse(text), path.has_parent_path() ? path.parent_path() : fs::path("."));
   } catch (const toml::parse_error& error) {
     // It quotes what it met.
     reader.Report(error.source().begin, Printable(error.description()), "");
