@@ -55,6 +55,13 @@ class Pack(ToolTest):
         self.write("d/a.txt", "a")
         self.assertEqual([file.name for file in self.packed("kit.toml").files], ["d\\a.txt"])
 
+    def test_what_a_killed_run_left_in_the_folder_is_not_packed(self):
+        self.write("top/d/a.txt", "a")
+        self.write("top/.tpk-abc123", "half a kit")
+        self.tpk("pack", "top", "-o", "top/kit.tpk", code=0)
+        names = [file.name for file in kit.read((self.work / "top/kit.tpk").read_bytes()).files]
+        self.assertEqual(names, ["d\\a.txt"])
+
     def test_mistakes_in_a_manifest_are_all_told_with_their_places(self):
         self.write("top/kit.toml", 'format = 1\n[kit]\nfrom = "table"\n[files]\nexlude = []\n')
         run = self.tpk("pack", "top", "-o", "kit.tpk", code=1)

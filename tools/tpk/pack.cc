@@ -14,6 +14,7 @@
 #include "tools/tpk/command.h"
 #include "tools/tpk/format.h"
 #include "tools/tpk/kit_writer.h"
+#include "tools/tpk/leftovers.h"
 #include "tools/tpk/manifest.h"
 #include "tools/tpk/output_file.h"
 #include "tools/tpk/source_tree.h"
@@ -175,6 +176,8 @@ std::optional<std::uint64_t> SourceDateEpoch() {
 PackedKit PackKit(const PackOptions& options, Output& output) {
   const Source source = ReadSource(options);
   OutputFile::CheckPlace(options.kit, options.force);
+  // Before the scan: they may lie in the folder that is packed.
+  if (!options.dry_run) RemoveLeftovers(options.kit.parent_path());
   const SourceTree tree = Scan(source, options.kit);
   Findings findings;
   const KitContents contents = Collect(source, tree, findings);
