@@ -62,6 +62,13 @@ class Pack(ToolTest):
         names = [file.name for file in kit.read((self.work / "top/kit.tpk").read_bytes()).files]
         self.assertEqual(names, ["d\\a.txt"])
 
+    def test_an_excluded_folder_is_not_looked_at(self):
+        self.write("top/kit.toml", FULL + '[files]\nexclude = [".git/", "**/loop/"]\n')
+        self.write("top/d/a.txt", "a")
+        (self.work / "top/.git/refs").mkdir(parents=True)
+        (self.work / "top/d/loop").symlink_to("..")
+        self.assertEqual(self.findings("top"), [])
+
     def test_mistakes_in_a_manifest_are_all_told_with_their_places(self):
         self.write("top/kit.toml", 'format = 1\n[kit]\nfrom = "table"\n[files]\nexlude = []\n')
         run = self.tpk("pack", "top", "-o", "kit.tpk", code=1)

@@ -124,6 +124,16 @@ TEST(Pattern, AgreesWithTryingEverything) {
   EXPECT_GT(matched, 1000);
 }
 
+TEST(Pattern, OneThatEndsInTwoStarsMatchesAllInAFolder) {
+  for (const char* const pattern : {"a/b/", "/a/b/**", "a/**", "**/b/", "**", "a**", "*/b/"}) {
+    EXPECT_TRUE(Pattern(pattern).MatchesAllIn("a/b")) << pattern;
+  }
+  // Not even those that match every file that happens to be there.
+  for (const char* const pattern : {"b", "a/b", "a/b/*", "*", "**/*", "b/", "a/b/c/", "ab/"}) {
+    EXPECT_FALSE(Pattern(pattern).MatchesAllIn("a/b")) << pattern;
+  }
+}
+
 TEST(Pattern, KeepsItsText) { EXPECT_EQ(Pattern("docs/").text(), "docs/"); }
 
 TEST(Pattern, ExactlyMatchesANameAndNothingElse) {

@@ -85,6 +85,15 @@ TEST_F(SourceTreeTest, WhatIsNeitherFileNorFolderIsRefusedUnlessSkipped) {
   EXPECT_EQ(CodeOf(top_), "not-a-file");
 }
 
+TEST_F(SourceTreeTest, AFolderThatIsSkippedIsNotLookedAt) {
+  fs::create_directories(top_ / "skipped" / "empty");
+  fs::create_symlink(top_, top_ / "skipped" / "loop");
+  const SourceTree tree =
+      ScanTree(top_, [](const std::string& name) { return name == "skipped/"; });
+  EXPECT_TRUE(tree.files.empty());
+  EXPECT_TRUE(tree.empty_directories.empty());
+}
+
 TEST_F(SourceTreeTest, ALinkToNowhereIsRefusedUnlessSkipped) {
   fs::create_symlink("nowhere", top_ / "skipped");
   EXPECT_EQ(CodeOf(top_), "");

@@ -283,6 +283,11 @@ bool Manifest::Takes(std::string_view name) const {
          std::none_of(exclude.begin(), exclude.end(), matches);
 }
 
+bool Manifest::LeavesOut(std::string_view folder) const {
+  return std::any_of(exclude.begin(), exclude.end(),
+                     [folder](const Pattern& pattern) { return pattern.MatchesAllIn(folder); });
+}
+
 std::optional<std::uint64_t> Manifest::TimeOf(std::string_view name) const {
   for (auto rule = times.rbegin(); rule != times.rend(); ++rule) {
     if (rule->files.Matches(name)) return rule->ticks;

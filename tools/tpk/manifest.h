@@ -35,6 +35,8 @@ struct Manifest {
 
   /// Whether the file `name`, relative to the root, goes into the kit.
   bool Takes(std::string_view name) const;
+  /// Whether no file in `folder`, relative to the root, goes into the kit, whatever its name.
+  bool LeavesOut(std::string_view folder) const;
   /// The time that a rule gives to the file `name`.
   std::optional<std::uint64_t> TimeOf(std::string_view name) const;
 };

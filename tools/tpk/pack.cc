@@ -84,6 +84,7 @@ SourceTree Scan(const Source& source, const fs::path& kit) {
   const fs::path manifest = source.manifest_path.filename();
   const fs::path output = kit.filename();
   return ScanTree(source.manifest.root, [&](const std::string& name) {
+    if (name.ends_with('/')) return source.manifest.LeavesOut(name.substr(0, name.size() - 1));
     if (!source.manifest.Takes(name)) return true;
     const fs::path path = source.manifest.root / name;
     return (path.filename() == manifest && IsSame(path, source.manifest_path)) ||

@@ -157,4 +157,9 @@ std::string Pattern::Exactly(std::string_view name) {
 
 bool Pattern::Matches(std::string_view name) const { return Matcher(name).Run(glob_); }
 
+bool Pattern::MatchesAllIn(std::string_view folder) const {
+  // Where the "**" at the end stands for nothing it may as well stand for all that follows.
+  return glob_.ends_with("**") && Matches(std::string(folder) + '/');
+}
+
 }  // namespace quarn::tpk

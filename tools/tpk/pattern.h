@@ -18,6 +18,8 @@ class Pattern {
   explicit Pattern(std::string text);
 
   bool Matches(std::string_view name) const;
+  /// Whether it matches every name in `folder`, as one that ends in "/" does.
+  bool MatchesAllIn(std::string_view folder) const;
   /// The text of a pattern that matches `name` and nothing else.
   static std::string Exactly(std::string_view name);
   /// As it was written.

@@ -62,7 +62,11 @@ class Scanner {
       if (skip_(name)) return;
       throw SystemFailure("cannot read " + Printable(path.string()), errno);
     }
-    if (S_ISDIR(status.st_mode)) return Scan(path, name + "/", status);
+    if (S_ISDIR(status.st_mode)) {
+      const std::string prefix = name + "/";
+      if (!skip_(prefix)) Scan(path, prefix, status);
+      return;
+    }
     if (skip_(name)) return;
     if (!S_ISREG(status.st_mode)) {
       throw Failure(ExitCode::kInputOutput, "not-a-file",

@@ -22,9 +22,10 @@ struct SourceTree {
 };
 
 /// Lists the regular files below `root`. Links are followed, to files and to folders. `skip` is
-/// asked for every file's name and says what to leave out, whatever it is. Throws Failure for what
-/// cannot be read, for a link that leads nowhere or back to a folder it lies in, and for anything
-/// that is neither file nor folder.
+/// asked for every file's name, and every folder's with a "/" behind it, and says what to leave
+/// out, whatever it is: what lies in such a folder is not looked at. Throws Failure for what cannot
+/// be read, for a link that leads nowhere or back to a folder it lies in, and for anything that is
+/// neither file nor folder.
 SourceTree ScanTree(const std::filesystem::path& root,
                     const std::function<bool(const std::string&)>& skip);
 
