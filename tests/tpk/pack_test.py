@@ -272,6 +272,16 @@ class Extract(ToolTest):
         self.tpk("pack", "out", "-o", "again.tpk", code=0)
         self.assertEqual((self.work / "odd.tpk").read_bytes(), (self.work / "again.tpk").read_bytes())
 
+    def test_thousands_of_odd_times_survive(self):
+        files = [kit.File(f"d{i // 100:03}\\{'long name ' * 8}{i:05}.txt", time=133514067060000001 + i)
+                 for i in range(8000)]
+        self.write("odd.tpk", kit.write(kit.Kit([kit.Product("en")], files)))
+        self.tpk("extract", "odd.tpk", "-o", "out", code=0)
+        self.assertGreater((self.work / "out/kit.toml").stat().st_size, 2**20)
+        self.tpk("pack", "out", "-o", "again.tpk", code=0)
+        self.assertEqual(kit.read((self.work / "odd.tpk").read_bytes()),
+                         kit.read((self.work / "again.tpk").read_bytes()))
+
     def test_a_kit_from_another_tool_says_so(self):
         data = kit.image(kit.Kit([kit.Product("en")], [kit.File("a\\b", b"abc" * 1000)]))
         blocks = [data[at : at + 700] for at in range(0, len(data), 700)]

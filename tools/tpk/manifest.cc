@@ -22,7 +22,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kMaxManifestSize = 1 << 20;
+// Enough for a time rule for each of some 100,000 files, as `extract` may have to write them.
+constexpr std::size_t kMaxManifestSize = 16 << 20;
+constexpr std::size_t kPieceOfManifest = 1 << 16;
 // Enough for a pattern that matches the longest name exactly.
 constexpr std::size_t kMaxPattern = 1 << 14;
 
@@ -297,19 +299,23 @@ std::optional<std::uint64_t> Manifest::TimeOf(std::string_view name) const {
 
 Manifest ReadManifest(const fs::path& path) {
   std::ifstream in(path, std::ios::binary);
-  std::string text(kMaxManifestSize + 1, '\0');
-  in.read(text.data(), static_cast<std::streamsize>(text.size()));
+  std::string text;
+  while (in && text.size() <= kMaxManifestSize) {
+    const std::size_t size = text.size();
+    text.resize(size + kPieceOfManifest);
+    in.read(text.data() + size, kPieceOfManifest);
+    text.resize(size + static_cast<std::size_t>(in.gcount()));
+  }
   if (!in.is_open() || in.bad()) {
     throw SystemFailure("cannot read " + Printable(path.string()), errno);
   }
-  text.resize(static_cast<std::size_t>(in.gcount()));
   return ParseManifest(text, path);
 }
 
 Manifest ParseManifest(std::string_view text, const fs::path& path) {
   if (text.size() > kMaxManifestSize) {
     throw Failure(ExitCode::kUsage, "manifest", Printable(path.string()) + " is no manifest",
-                  "a manifest is a text file of at most 1 MiB");
+                  "a manifest is a text file of at most 16 MiB");
   }
   Reader reader(Printable(path.string()));
   Manifest manifest;

@@ -1,6 +1,7 @@
 // Patterns that choose files: "*.bak", "docs/**", "lang/??/readme.html".
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -28,6 +29,7 @@ class Pattern {
  private:
   std::string text_;
   std::string glob_;
+  std::size_t literal_;  ///< length of the part before the first special character
 };
 
 }  // namespace quarn::tpk
