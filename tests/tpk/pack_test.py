@@ -317,6 +317,11 @@ class Extract(ToolTest):
             self.assertIn("is in its place", run.err)
             self.assertEqual(self.tree("out"), before)
 
+    def test_a_new_folder_may_be_named_with_a_dot_at_its_end(self):
+        for place in ("a/.", "b/./"):
+            self.tpk("extract", "kit.tpk", "-o", place, code=0)
+            self.assertIn("kit.toml", self.tree(place))
+
     def test_an_empty_folder_is_no_obstacle(self):
         (self.work / "out").mkdir()
         self.tpk("extract", "kit.tpk", "-o", "out/", code=0)

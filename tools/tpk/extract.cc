@@ -47,8 +47,11 @@ void MakeDirectories(const fs::path& path) {
 class NewTree {
  public:
   NewTree(fs::path place, bool force) : place_(std::move(place)) {
-    // A trailing separator would make the place its own parent.
-    if (!place_.has_filename()) place_ = place_.parent_path();
+    // A separator or a "." at the end would make the place its own parent.
+    while (place_.has_parent_path() && place_.has_relative_path() &&
+           (!place_.has_filename() || place_.filename() == ".")) {
+      place_ = place_.parent_path();
+    }
     std::error_code ignored;
     exists_ = fs::exists(fs::symlink_status(place_, ignored));
     if (exists_ && !force && !fs::is_empty(place_, ignored)) {
