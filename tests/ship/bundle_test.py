@@ -68,6 +68,14 @@ class Bundles(BundleTest):
         self.assertIn("out and out.tar.gz", run.out)
         self.assertEqual(run.err, "")
 
+    def test_a_wizard_that_is_given_by_a_link_is_put_in_itself(self):
+        for target, name in (("linux", "setup"), ("macos", "Setup.app")):
+            (self.work / f"{target}-link").symlink_to(f"wizard/{name}")
+            self.bundle("--wizard", f"{target}-link", target=target, place=target)
+            self.assertFalse((self.work / target / name).is_symlink())
+            self.assertFalse(self.members(target)[self.names(target).index(name) + 1].issym())
+        self.assertEqual((self.work / "linux/setup").read_bytes(), ELF + b"linux")
+
     def test_a_macos_bundle_has_the_application_with_the_kit_beside_it(self):
         self.bundle(target="macos")
         self.assertEqual(self.names(), sorted(MAC))

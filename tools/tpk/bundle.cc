@@ -372,7 +372,8 @@ ExitCode Bundle(const Options& options, Output& output) {
     pack.kit = root / kKit;
     const PackedKit packed = PackKit(pack, output);
     SetMode(pack.kit, kPlain);
-    Copy(wizard, root / WizardName(options.target));
+    // What it is, if it is given by a link.
+    Copy(fs::canonical(wizard), root / WizardName(options.target));
     WriteTexts(BundleTexts(options.target, manifest.products), root);
     const std::uint64_t time = SourceDateEpoch().value_or(packed.newest_time);
     const std::int64_t seconds = std::max<std::int64_t>(TicksToUnixSeconds(time), 0);
