@@ -132,6 +132,12 @@ class Bundles(BundleTest):
         self.assertIn("SOURCE_DATE_EPOCH", self.bundle(place="other", code=1).err)
         self.assertFalse((self.work / "other").exists())
 
+    def test_a_time_beyond_what_an_archive_holds_becomes_its_last(self):
+        for last in (2**33 - 1, 2**33, 253402300799):
+            self.environment["SOURCE_DATE_EPOCH"] = str(last)
+            self.bundle("--force")
+            self.assertEqual({member.mtime for member in self.members()}, {2**33 - 1}, last)
+
     def test_nothing_is_replaced_without_force(self):
         self.write("out/mine")
         self.assertIn("--force replaces it if it is a bundle", self.bundle(code=1).err)

@@ -376,7 +376,8 @@ ExitCode Bundle(const Options& options, Output& output) {
     Copy(fs::canonical(wizard), root / WizardName(options.target));
     WriteTexts(BundleTexts(options.target, manifest.products), root);
     const std::uint64_t time = SourceDateEpoch().value_or(packed.newest_time);
-    const std::int64_t seconds = std::max<std::int64_t>(TicksToUnixSeconds(time), 0);
+    const std::int64_t seconds =
+        std::clamp<std::int64_t>(TicksToUnixSeconds(time), 0, kLastArchiveTime);
     SetTimes(root, seconds);
     OutputFile archive(archive_path, options.force);
     WriteTarGz(root, folder.place().filename().string(), seconds, archive);
