@@ -101,5 +101,15 @@ TEST_F(OutputFileTest, APlaceThatCannotBeIsRefusedAtOnce) {
   EXPECT_THROW(OutputFile(path_ / "below", true), Failure);
 }
 
+TEST_F(OutputFileTest, ANameCannotSteerTheTerminal) {
+  try {
+    OutputFile(root() / "no\x1b[31m" / "file", true);
+    FAIL() << "there is no such folder";
+  } catch (const Failure& failure) {
+    EXPECT_NE(std::string(failure.what()).find("/no\\u001b[31m: "), std::string::npos)
+        << failure.what();
+  }
+}
+
 }  // namespace
 }  // namespace quarn::tpk

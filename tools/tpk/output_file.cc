@@ -9,6 +9,7 @@
 
 #include "tools/tpk/failure.h"
 #include "tools/tpk/leftovers.h"
+#include "tools/tpk/utf.h"
 
 namespace quarn::tpk {
 namespace {
@@ -16,7 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 
 Failure Exists(const fs::path& path) {
-  return Failure(ExitCode::kUsage, "exists", path.string() + " exists already",
+  return Failure(ExitCode::kUsage, "exists", Printable(path.string()) + " exists already",
                  "--force replaces it");
 }
 
@@ -26,11 +27,12 @@ void OutputFile::CheckPlace(const fs::path& path, bool force) {
   const fs::path directory = path.has_parent_path() ? path.parent_path() : fs::path(".");
   struct stat status;
   if (stat(directory.c_str(), &status) != 0) {
-    throw SystemFailure("cannot write to " + directory.string(), errno);
+    throw SystemFailure("cannot write to " + Printable(directory.string()), errno);
   }
   if (lstat(path.c_str(), &status) != 0) return;
   if (S_ISDIR(status.st_mode)) {
-    throw Failure(ExitCode::kInputOutput, "input-output", path.string() + " is a directory");
+    throw Failure(ExitCode::kInputOutput, "input-output",
+                  Printable(path.string()) + " is a directory");
   }
   if (!force) throw Exists(path);
 }
@@ -39,7 +41,7 @@ OutputFile::OutputFile(fs::path path, bool force) : path_(std::move(path)), forc
   CheckPlace(path_, force_);
   RemoveLeftovers(path_.parent_path());
   descriptor_ = MakeHeldFile(path_.parent_path(), partial_);
-  if (descriptor_ == -1) throw SystemFailure("cannot write " + path_.string(), errno);
+  if (descriptor_ == -1) throw SystemFailure("cannot write " + Printable(path_.string()), errno);
 }
 
 OutputFile::~OutputFile() {
@@ -54,7 +56,7 @@ void OutputFile::Write(std::span<const std::byte> bytes) {
   while (!bytes.empty()) {
     const ssize_t written = write(descriptor_, bytes.data(), bytes.size());
     if (written < 0 && errno == EINTR) continue;
-    if (written < 0) throw SystemFailure("cannot write " + path_.string(), errno);
+    if (written < 0) throw SystemFailure("cannot write " + Printable(path_.string()), errno);
     bytes = bytes.subspan(static_cast<std::size_t>(written));
   }
 }
@@ -63,7 +65,7 @@ void OutputFile::Commit() {
   // Closing tells of late failures; the temporary name stays locked until it is gone.
   lock_ = dup(descriptor_);
   if (close(std::exchange(descriptor_, -1)) != 0) {
-    throw SystemFailure("cannot write " + path_.string(), errno);
+    throw SystemFailure("cannot write " + Printable(path_.string()), errno);
   }
   // A second name for a file never replaces another one. Not every volume knows second names.
   if (!force_) {
@@ -72,7 +74,7 @@ void OutputFile::Commit() {
     CheckPlace(path_, force_);
   }
   if (rename(partial_.c_str(), path_.c_str()) != 0) {
-    throw SystemFailure("cannot write " + path_.string(), errno);
+    throw SystemFailure("cannot write " + Printable(path_.string()), errno);
   }
   partial_.clear();
 }
