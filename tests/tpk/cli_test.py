@@ -193,6 +193,7 @@ class OutputOfTheTool(ToolTest):
                 process = subprocess.run([TPK, *arguments], cwd=self.work, env=self.environment,
                                          stdout=full, stderr=subprocess.PIPE)
                 self.assertEqual(process.returncode, 3, arguments)
+                self.assertIn(b"cannot write to standard output: No space left", process.stderr, arguments)
 
     def test_any_locale_will_do(self):
         data = kit.write(kit.Kit([kit.Product("en", "Ручей")], [kit.File("д\\счёт.xml", b"x")]))

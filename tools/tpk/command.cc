@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 #include <iostream>
 #include <map>
@@ -167,7 +168,10 @@ int RunTool(int argc, const char* const* argv) {
   } catch (const CLI::Success& help_or_version) {
     line.app.exit(help_or_version);
     std::cout.flush();
-    return static_cast<int>(std::cout ? ExitCode::kFine : ExitCode::kInputOutput);
+    if (std::cout) return static_cast<int>(ExitCode::kFine);
+    const Failure failure = SystemFailure("cannot write to standard output", errno);
+    Output output(line.output);
+    return Report(output, failure);
   } catch (const CLI::ParseError& error) {
     // The options may not have been read, but a program that asked for JSON is to get it.
     line.output.json = std::any_of(arguments.begin(), arguments.end(),
