@@ -197,9 +197,11 @@ void DirectFileSystem::CloseScan(Scan& scan) noexcept {
 std::uint32_t DirectFileSystem::ShellMakeDirectory(const stdx::u16string& path) {
   const stdx::string narrow = ToNarrow(path);
   if (mkdir(narrow.c_str(), 0777) == 0) return SHELL_OK;
-  if (errno == ENOENT) return SHELL_ERR_PATH_NOT_FOUND;
+  const int error = errno;
+  if (error == ENOENT) return SHELL_ERR_PATH_NOT_FOUND;
   struct stat status;
   const bool exists = stat(narrow.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+  errno = error;  // for whoever wants to tell the reason: stat has one of its own
   return exists ? SHELL_ERR_ALREADY_EXISTS : SHELL_ERR_COMMAND_FAILED;
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -350,6 +351,14 @@ TEST_F(DirectPolicyTest, MakingADirectoryTellsWhatIsThere) {
   EXPECT_EQ(Files::ShellMakeDirectory(U16(target() / "file")), SHELL_ERR_COMMAND_FAILED);
   EXPECT_EQ(Files::ShellMakeDirectory(U16(target() / "dangling")), SHELL_ERR_COMMAND_FAILED);
   EXPECT_EQ(Files::ShellMakeDirectory(U16(target() / "file/below")), SHELL_ERR_COMMAND_FAILED);
+}
+
+TEST_F(DirectPolicyTest, TheReasonWhyADirectoryCannotBeMadeIsInErrno) {
+  fs::create_symlink("nowhere", target() / "dangling");
+  const std::uint32_t code = DirectFileSystem::ShellMakeDirectory(U16(target() / "dangling"));
+  const int reason = errno;
+  EXPECT_EQ(code, SHELL_ERR_COMMAND_FAILED);
+  EXPECT_EQ(reason, EEXIST) << "not that of the look at what is there";
 }
 
 TEST_F(DirectPolicyTest, MovingTellsAMissingFileFromAFailure) {
