@@ -183,6 +183,10 @@ class Bundles(BundleTest):
         self.write("out/mine")
         self.bundle("--dry-run", code=1)
 
+    def test_dry_run_needs_no_temporary_directory(self):
+        self.environment["TMPDIR"] = str(self.root / "nowhere")
+        self.bundle("--dry-run")
+
     def test_json_ends_in_one_result(self):
         line = self.json("bundle", "--manifest", self.manifest, "--target", "linux", "-o", "out",
                             "--wizard", "wizard/setup")[-1]

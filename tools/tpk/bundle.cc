@@ -362,8 +362,6 @@ ExitCode Bundle(const Options& options, Output& output) {
                   NameOf(MainProduct(manifest.products)), TargetName(options.target),
                   Printable(folder.place().string()), Printable(archive_path.filename().string()));
   if (options.dry_run) {
-    pack.kit = fs::temp_directory_path() / kKit;
-    pack.force = true;
     const PackedKit packed = PackKit(pack, output);
     fields["files"] = packed.files;
     fields["warnings"] = packed.warnings;

@@ -176,7 +176,7 @@ std::optional<std::uint64_t> SourceDateEpoch() {
 
 PackedKit PackKit(const PackOptions& options, Output& output) {
   const Source source = ReadSource(options);
-  OutputFile::CheckPlace(options.kit, options.force);
+  if (!options.kit.empty()) OutputFile::CheckPlace(options.kit, options.force);
   // Before the scan: they may lie in the folder that is packed.
   if (!options.dry_run) RemoveLeftovers(options.kit.parent_path());
   const SourceTree tree = Scan(source, options.kit);

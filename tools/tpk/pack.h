@@ -12,7 +12,7 @@ namespace quarn::tpk {
 
 struct PackOptions {
   std::filesystem::path source;  ///< a folder, with or without a manifest in it, or a manifest
-  std::filesystem::path kit;     ///< the file to write
+  std::filesystem::path kit;     ///< the file to write; may be empty for a dry run
   std::string name;              ///< of the product, for a folder without manifest; UTF-8
   std::string provider;          ///< likewise
   std::string description;       ///< likewise
