@@ -173,6 +173,7 @@ class Bundles(BundleTest):
     def test_a_bundle_is_never_made_among_its_own_files(self):
         for place in ("made/files/out", "made/files/b/../out"):
             self.assertIn("lies in the folder that the kit is made from", self.bundle(place=place, code=1).err)
+        self.assertIn("lies in the application", self.bundle(target="macos", place="wizard/Setup.app/out", code=1).err)
         self.bundle(place="made/files-out")
 
     def test_dry_run_looks_at_everything_and_writes_nothing(self):

@@ -158,15 +158,14 @@ std::optional<BundleTarget> SystemOf(const fs::path& program) {
   return std::nullopt;
 }
 
-/// Throws where the result would be among what it is made from.
-void RefuseWithin(const fs::path& directory, const fs::path& root) {
+/// Throws where the result would be in `root`, `what` it is made from.
+void RefuseWithin(const fs::path& directory, const fs::path& root, const char* what) {
   const fs::path relative =
       fs::weakly_canonical(directory).lexically_relative(fs::weakly_canonical(root));
   if (relative.empty() || *relative.begin() == "..") return;
-  throw Failure(
-      ExitCode::kUsage, "inside-source",
-      fmt::format("{} lies in the folder that the kit is made from", Printable(directory.string())),
-      "choose a folder outside of " + Printable(root.string()));
+  throw Failure(ExitCode::kUsage, "inside-source",
+                fmt::format("{} lies in {}", Printable(directory.string()), what),
+                "choose a folder outside of " + Printable(root.string()));
 }
 
 void SetMode(const fs::path& path, fs::perms mode) {
@@ -341,7 +340,8 @@ ExitCode Bundle(const Options& options, Output& output) {
                             TargetName(options.target)));
   }
   NewFolder folder(options.directory, options.force);
-  RefuseWithin(folder.place(), manifest.root);
+  RefuseWithin(folder.place(), manifest.root, "the folder that the kit is made from");
+  RefuseWithin(folder.place(), wizard, "the application that is put in");
   fs::path archive_path = folder.place();
   archive_path += ".tar.gz";
   if (fs::exists(folder.place().parent_path(), ignored)) {
