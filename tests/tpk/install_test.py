@@ -183,6 +183,14 @@ class Install(ToolTest):
             self.assertLess(peak, max(before, 32 * 1024) + 1)
             self.assertLess(peak, 40 * 1024)
 
+    def test_a_target_that_the_engine_cannot_name_is_refused_with_the_reason(self):
+        self.make(kit.File("d\\a", b"kit", ticks(NEW)))
+        for name in ("\U0001f600", "\U00020000/t"):
+            for command in (["plan"], ["install", "-n"], ["install"]):
+                run = self.tpk(*command, "kit.tpk", "--to", name, code=3)
+                self.assertIn("above U+FFFF", run.err)
+        self.assertEqual(list(self.tree(".")), ["kit.tpk"])
+
     def test_what_is_replaced_stays_on_the_volume_of_the_target(self):
         """With a temporary directory that is gone, an existing target still does."""
         self.make(kit.File("d\\a", b"kit", ticks(NEW)))

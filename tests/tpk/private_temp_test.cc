@@ -39,6 +39,15 @@ TEST_F(PrivateTempTest, OneLiesInTheOther) {
   EXPECT_EQ(getenv("TMPDIR"), outer.path().string());
 }
 
+TEST_F(PrivateTempTest, DoesNotLieWhereTheEngineCouldNotGo) {
+  const TempVariable variable(tmp());
+  for (const char* const name : {"\U0001F600", "\U00020000", "\xff"}) {
+    fs::create_directory(tmp() / name);
+    setenv("TMPDIR", (tmp() / name).c_str(), 1);
+    EXPECT_EQ(TempDirectory(), "/var/tmp/");
+  }
+}
+
 TEST_F(PrivateTempTest, AMissingVariableIsMissingAgain) {
   unsetenv("TMPDIR");
   { const TempVariable variable(home()); }

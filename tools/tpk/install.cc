@@ -151,6 +151,7 @@ ExitCode Install(Kit& kit, const fs::path& target, Output& output) {
 
 ExitCode Run(const Options& options, Output& output) {
   const fs::path target = fs::absolute(options.target);
+  RequireEnginePath(target);
   if (options.dry_run) {
     return PrintPlan(MakePlan(ReadFacts(options.kit).files, target), "install", target, output);
   }

@@ -417,4 +417,12 @@ stdx::u16string EnginePath(const fs::path& path) {
   return *text;
 }
 
+void RequireEnginePath(const fs::path& path) {
+  if (IsExpressible(EnginePath(path).view())) return;
+  throw Failure(ExitCode::kInputOutput, "path-beyond-ffff",
+                "the path " + Printable(path.native()) +
+                    " has a character above U+FFFF, with which nothing can be installed",
+                "rename it, or take another one");
+}
+
 }  // namespace quarn::tpk

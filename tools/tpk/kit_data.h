@@ -114,5 +114,8 @@ Failure DamagedData(const std::filesystem::path& kit);
 
 /// A path for the engine. Throws Failure where it is no UTF-8.
 stdx::u16string EnginePath(const std::filesystem::path& path);
+/// Throws Failure where the engine cannot work in the folder `path`: it takes characters up to
+/// U+FFFF only.
+void RequireEnginePath(const std::filesystem::path& path);
 
 }  // namespace quarn::tpk

@@ -158,6 +158,7 @@ void AddPlan(CommandLine& line) {
   CLI::App* const verb = AddVerb(
       line, "plan", "Tell what installing a kit would do to each file", [options](Output& output) {
         const fs::path target = fs::absolute(options->target);
+        RequireEnginePath(target);
         return PrintPlan(MakePlan(ReadFacts(options->kit).files, target), "plan", target, output);
       });
   AddKit(verb, options->kit);

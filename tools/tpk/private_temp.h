@@ -6,7 +6,8 @@
 
 namespace quarn::tpk {
 
-/// The directory for temporary files.
+/// The directory for temporary files: the system's, or where the engine could not take its name,
+/// "/var/tmp/".
 std::filesystem::path TempDirectory();
 
 /// TMPDIR points to a directory while one of these lives, and is afterwards what it was. On the
