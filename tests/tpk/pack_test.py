@@ -349,6 +349,16 @@ class Extract(ToolTest):
         self.tpk("extract", "bad.tpk", "-o", "out", "--plain", "--allow-dangerous", code=0)
         self.assertEqual((self.work / "out/d/$x.txt").read_bytes(), b"x")
 
+    def test_a_name_from_the_root_of_the_disk_stays_below_the_folder(self):
+        place = f"{self.work}/elsewhere/x"
+        self.write("bad.tpk", kit.write(kit.Kit([], [kit.File(place.replace("/", "\\"), b"x")])))
+        self.tpk("extract", "bad.tpk", "-o", "out", "--plain", "--allow-dangerous", code=0)
+        self.assertFalse(os.path.exists(place))
+        self.tpk("verify", "bad.tpk", "--against", "out", code=0)
+        self.tpk("install", "bad.tpk", "--to", "target", "--allow-dangerous", code=0)
+        self.assertEqual(self.tree("target"), self.tree("out"))
+        self.tpk("verify", "bad.tpk", "--against", "target", code=0)
+
 
 class Diff(ToolTest):
     def changes(self, before, after):

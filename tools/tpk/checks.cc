@@ -210,6 +210,11 @@ std::string InstalledName(const stdx::u16string& name) {
   return Utf8FromUtf16(result.view());
 }
 
+std::filesystem::path InstalledAt(const std::filesystem::path& folder,
+                                  const stdx::u16string& name) {
+  return folder.native() + '/' + InstalledName(name);
+}
+
 void CheckName(const stdx::u16string& name, Findings& findings) {
   const std::string shown = InstalledName(name);
   if (name.empty()) return findings.Add("name-empty", shown, "a file has no name");

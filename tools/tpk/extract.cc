@@ -148,7 +148,7 @@ void WriteFiles(Kit& kit, const std::vector<std::size_t>& chosen, const fs::path
     ThrowIfCancelled();
     const auto& file = kit.files()[index];
     const std::string name = InstalledName(file.name);
-    const fs::path path = root / name;
+    const fs::path path = InstalledAt(root, file.name);
     std::error_code error;
     fs::create_directories(path.parent_path(), error);
     if (error) throw SystemFailure("cannot extract " + Printable(name), error.value());

@@ -69,7 +69,7 @@ ExitCode VerifyKit(const Options& options, Output& output) {
 /// What differs between a file of a kit and its installed copy; empty for nothing.
 template <class Kit>
 std::string Difference(Kit& kit, const typename Kit::FileData& file, const Options& options) {
-  const InstalledFile installed(options.against / InstalledName(file.name));
+  const InstalledFile installed(InstalledAt(options.against, file.name));
   if (!installed) return installed.error() == ENOENT ? "missing" : "unreadable";
   if (installed.size() != file.data_size) return "contents";
   if (!SameContents(kit, options.kit, file, installed)) return "contents";
