@@ -397,6 +397,10 @@ class Diff(ToolTest):
                                  ("en", "name", "A", "B"),
                                  ("ru", "language", "", "ru"), ("ru", "name", "", "A")])
 
+    def test_it_tells_broken_names_apart(self):
+        found = self.changes(kit.Kit([], [kit.File("a\\\ud800")]), kit.Kit([], [kit.File("a\\\ud801")]))
+        self.assertEqual([line["change"] for line in found], ["removed", "added"])
+
     def test_large_files_are_compared_to_their_ends(self):
         data = bytearray(os.urandom(5_000_000))
         before = kit.Kit([], [kit.File("a", bytes(data)), kit.File("b", b"x")])

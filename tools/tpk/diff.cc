@@ -25,9 +25,14 @@ struct Options {
 using FileData = ImageKit::FileData;
 
 /// The files of a kit by name; of several with one name the last one is what gets installed.
-std::map<std::string, const FileData*> ByName(const ImageKit& kit) {
-  std::map<std::string, const FileData*> files;
-  for (const FileData& file : kit.files()) files[InstalledName(file.name)] = &file;
+std::map<stdx::u16string, const FileData*> ByName(const ImageKit& kit) {
+  std::map<stdx::u16string, const FileData*> files;
+  for (const FileData& file : kit.files()) {
+    // Not yet as UTF-8, in which broken text is all the same.
+    stdx::u16string name = file.name;
+    name.replace_all(u"/", u"\\");
+    files[name] = &file;
+  }
   return files;
 }
 
@@ -79,13 +84,13 @@ class Comparison {
     auto b = after.begin();
     while (a != before.end() || b != after.end()) {
       if (b == after.end() || (a != before.end() && a->first < b->first)) {
-        Tell("removed", a->first, Json::object(), "");
+        Tell("removed", InstalledName(a->first), Json::object(), "");
         ++a;
       } else if (a == before.end() || b->first < a->first) {
-        Tell("added", b->first, Json::object(), "");
+        Tell("added", InstalledName(b->first), Json::object(), "");
         ++b;
       } else {
-        CompareFiles(a->first, *a->second, *b->second);
+        CompareFiles(InstalledName(a->first), *a->second, *b->second);
         ++a, ++b;
       }
     }
