@@ -53,6 +53,10 @@ class Usage(ToolTest):
             (["install", "x", "--to", ""], "tpk help install"),
             (["plan", "x", "--to="], "tpk help plan"),
             (["extract", "x", "-o", ""], "tpk help extract"),
+            (["pack", "", "-o", "y"], "tpk help pack"),
+            (["bundle", "--manifest", "x", "--target", "linux", "-o", ""], "tpk help bundle"),
+            (["bundle", "--manifest", "", "--target", "linux", "-o", "x"], "tpk help bundle"),
+            (["bundle", "--manifest", "x", "--target", "linux", "-o", "y", "--wizard", ""], "tpk help bundle"),
         ):
             run = self.tpk(*arguments, code=1)
             self.assertEqual(run.out, "", arguments)

@@ -462,6 +462,7 @@ void AddBundle(CommandLine& line) {
                                  [options](Output& output) { return Bundle(*options, output); });
   verb->add_option("--manifest", options->manifest,
                    "The manifest of the kit, or its folder (required)")
+      ->check(NotEmpty())
       ->required()
       ->option_text("FILE");
   verb->add_option("--target", options->target, "The system that it is for (required)")
@@ -470,11 +471,13 @@ void AddBundle(CommandLine& line) {
       ->option_text("linux|macos");
   verb->add_option("-o,--output", options->directory,
                    "The folder to make, and beside it DIR.tar.gz (required)")
+      ->check(NotEmpty())
       ->required()
       ->option_text("DIR");
   verb->add_option("--wizard", options->wizard,
                    "The executable setup or the application Setup.app to put in, if not the one "
                    "that came with tpk")
+      ->check(NotEmpty())
       ->option_text("FILE");
   verb->add_flag("--strict", options->strict, "Take warnings for errors");
   AddForce(verb, options->force, "Replace an existing bundle");

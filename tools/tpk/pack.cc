@@ -217,6 +217,7 @@ void AddPack(CommandLine& line) {
                                  [options](Output& output) { return Pack(*options, output); });
   verb->add_option("SOURCE", options->source,
                    "A folder, with or without kit.toml in it, or a manifest")
+      ->check(NotEmpty())
       ->required()
       ->option_text(" ");
   verb->add_option("-o,--output", options->kit, "The kit to write (required)")
