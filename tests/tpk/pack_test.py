@@ -118,6 +118,13 @@ class Pack(ToolTest):
             self.assertIn(("error", code), self.findings("top", code=2))
             self.assertFalse((self.work / "kit.tpk").exists())
 
+    def test_names_that_are_no_text_are_found_once_each(self):
+        self.write("top/d/a.txt")
+        for name in (b"bad\xff.txt", b"bad\xfe.txt"):
+            with open(os.path.join(os.fsencode(self.work), b"top/d", name), "wb"):
+                pass
+        self.assertEqual(self.findings("top", code=2), [("error", "name-not-text")] * 2)
+
     def test_four_gigabytes_are_too_much_and_found_out_at_once(self):
         path = self.write("top/d/sparse")
         os.truncate(path, 2**32)

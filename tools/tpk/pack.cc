@@ -101,9 +101,11 @@ KitContents Collect(const Source& source, const SourceTree& tree, Findings& find
   contents.files.reserve(tree.files.size());
   for (const SourceFile& file : tree.files) {
     CheckSourceName(file.name, findings);
+    const std::optional<stdx::u16string> name = Utf16FromUtf8(file.name);
+    if (!name) continue;  // has been found, and no other check makes sense of it
     const std::uint64_t time = newest ? std::min(file.time, *newest) : file.time;
     KitEntry entry;
-    entry.name = Utf16FromUtf8(file.name).value_or(stdx::u16string(u"?"));
+    entry.name = *name;
     entry.name.replace_all(u"/", u"\\");
     entry.time = manifest.TimeOf(file.name).value_or(time);
     entry.size = file.size;
