@@ -135,7 +135,7 @@ class Launcher(ToolTest):
         tools.mkdir()
         made, go = self.root / "made", self.root / "go"
         (tools / "mktemp").write_text(f'#!/bin/sh\n{shutil.which("mktemp")} "$@"\necho made >"{made}"\n'
-                                      f'while [ ! -e "{go}" ]; do sleep 0.01; done\n')
+                                      f'while [ ! -e "{go}" ] && [ -e "{made}" ]; do sleep 0.01; done\n')
         (tools / "mktemp").chmod(0o755)
         self.environment["PATH"] = f"{tools}:{self.environment['PATH']}"
         self.wizard(TELL + "sleep 60\n")
