@@ -92,6 +92,24 @@ class Launcher(ToolTest):
             os.remove(self.seen)
             os.remove(self.folder / place)
 
+    def test_installed_it_starts_no_setup_of_somebody_else(self):
+        self.wizard("exit 77", "bin/setup")
+        starter = self.folder / "bin/quarn-setup"
+        shutil.copy(self.start_setup, starter)
+        self.wizard(TELL, "libexec/quarn-setup/setup")
+        self.run_to_end(start=starter)
+        self.assertTrue(self.seen.exists())
+        # Without a wizard there is none.
+        os.remove(self.folder / "libexec/quarn-setup/setup")
+        self.assertEqual(self.run_to_end(start=starter)[0], 127)
+
+    def test_a_bundle_may_be_called_bin(self):
+        self.wizard(TELL, "bin/setup")
+        shutil.copy(self.start_setup, self.folder / "bin/start-setup")
+        (self.folder / "bin/quarn.tpk").write_bytes(b"kit")
+        self.run_to_end(start=self.folder / "bin/start-setup")
+        self.assertTrue(self.seen.exists())
+
     def test_a_parent_that_a_shell_would_not_take_literally_is_not_used(self):
         for name in ('do$lar', 'quo"te', "back`tick", "back\\slash", "with:colon", "new\nline", "ende\n", "größe"):
             parent = self.root / name

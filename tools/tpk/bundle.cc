@@ -444,7 +444,8 @@ fs::path FindWizard(BundleTarget target, const fs::path& given, const fs::path& 
                                      : "it is to be an executable file");
   }
   const fs::path beside = tool.parent_path();
-  const std::array places = {beside, beside / ".." / QUARN_WIZARD_FROM_BIN};
+  // Among a system's programs a "setup" may be anybody's.
+  const std::array places = {beside / ".." / QUARN_WIZARD_FROM_BIN, beside};
   for (const fs::path& place : places) {
     const fs::path wizard = (place / WizardName(target)).lexically_normal();
     if (IsWizard(target, wizard)) return wizard;
@@ -452,7 +453,7 @@ fs::path FindWizard(BundleTarget target, const fs::path& given, const fs::path& 
   throw Failure(
       ExitCode::kUsage, "no-wizard",
       fmt::format("there is no {} in {} nor in {}", WizardName(target),
-                  Printable(places[0].string()), Printable(places[1].lexically_normal().string())),
+                  Printable(places[1].string()), Printable(places[0].lexically_normal().string())),
       "--wizard tells where it is");
 }
 
