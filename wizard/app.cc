@@ -5,6 +5,7 @@
 #include "l10n/string_table.h"
 #include "wizard/installer_dlg.h"
 #include "wizard/message.h"
+#include "wizard/process_start.h"
 
 namespace quarn {
 namespace {
@@ -21,6 +22,7 @@ void TellFailure(const CInstallerApp& app, bool silent, Toolkit& toolkit) noexce
 }  // namespace
 
 void Run(CInstallerApp& app, Toolkit& toolkit) noexcept {
+  PrepareProcess();
   StartOptions options;
   try {
     options = SelectLanguage(app.argc, app.argv, [&toolkit] { return toolkit.LocaleIdentifier(); });
