@@ -211,7 +211,7 @@ void CInstallerDlg::OnEscape() noexcept {
 }
 
 void CInstallerDlg::OnBrowse() noexcept {
-  if (m_dirPage == nullptr) return;
+  if (m_dirPage == nullptr || m_view == nullptr) return;  // or the window is closed
   Guard([this] {
     m_toolkit.ChooseFolder(
         m_view, [this](const stdx::string& path) { Guard([&] { m_dirPage->TakeFolder(path); }); });

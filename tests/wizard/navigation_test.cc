@@ -230,6 +230,19 @@ TEST_F(Navigation, ThereIsNoChooserBeforeThereIsADirectoryPage) {
   RunWizard();
 }
 
+TEST_F(Navigation, ThereIsNoChooserOnceTheWindowIsClosed) {
+  WriteKit(ExampleKit());
+  toolkit.Story([&] {
+    toolkit.Press("Next >");
+    toolkit.Answer("Yes");
+    toolkit.Press("Cancel");
+    EXPECT_EQ(toolkit.controller().view(), nullptr);
+    toolkit.controller().OnBrowse();  // a screen reader's press, for example
+    EXPECT_FALSE(toolkit.chooser_open());
+  });
+  RunWizard();
+}
+
 // --- Closing -----------------------------------------------------------------------------------
 
 TEST_F(Navigation, AQuestionThatIsNotAnsweredClosesNothing) {
