@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <stdexcept>
 
 #include "config/no_case_index.h"
@@ -15,6 +16,15 @@ namespace {
 bool FileExists(const stdx::u16string& path) {
   DirScan scan;
   return FindFirst(scan, path);
+}
+
+/// Whether the text of the home directory names it. A character above U+FFFF has lost its upper
+/// bits: the text names another directory, which an installation would make, or fail to make and
+/// then remove the one above it, with the true home directory in it.
+bool IsHomeNamed() {
+  const stdx::u16string home = GetHomeDirectory();
+  const char* const variable = std::getenv("HOME");
+  return HasNarrowForm(home) && (variable == nullptr || ToNarrow(home) == variable);
 }
 
 /// `path` as it is compared: closed by a separator.
@@ -98,7 +108,7 @@ stdx::u16string GetDefaultTemplateBase() {
 TemplateDirs ResolveTemplateDirs() {
   TemplateDirs dirs;
   try {
-    if (!HasNarrowForm(GetProductHomeDir())) return dirs;
+    if (!IsHomeNamed()) return dirs;
     dirs.altProfileExists = FileExists(GetAltLauncherCfgPath());
     // The common file alone is never asked.
     if (FileExists(GetLauncherCfgPath())) {

@@ -1,6 +1,5 @@
 #include "wizard/installer_dlg.h"
 
-#include <stdexcept>
 #include <utility>
 
 #include "config/template_dirs.h"
@@ -254,9 +253,8 @@ void CInstallerDlg::ShowDirectoryPage() {
 void CInstallerDlg::TakeDirectory() {
   stdx::u16string directory;
   try {
-    directory = m_dirPage->GetPath();
     // Asked here and not by the installation, whose failures cost directories.
-    if (!HasNarrowForm(directory)) throw std::length_error("a directory that cannot be named");
+    directory = m_dirPage->GetPath();
   } catch (...) {
     ShowError(m_toolkit, this, "IDS_SETUP_EMPTYTARGET");
     return;

@@ -1,5 +1,7 @@
 #include "wizard/pages.h"
 
+#include <stdexcept>
+
 #include "core/text.h"
 #include "l10n/string_table.h"
 
@@ -55,7 +57,12 @@ void DirSelectPage::SetPath(const stdx::u16string& text) {
   toolkit().SetText(path_, ToNarrow(text));
 }
 
-stdx::u16string DirSelectPage::GetPath() const { return ToUtf16(toolkit().GetText(path_)); }
+stdx::u16string DirSelectPage::GetPath() const {
+  const stdx::string text = toolkit().GetText(path_);
+  const stdx::u16string path = ToUtf16(text);
+  if (ToNarrow(path) != text) throw std::length_error("a character above U+FFFF");
+  return path;
+}
 
 void DirSelectPage::TakeFolder(const stdx::string& path) { toolkit().SetText(path_, path); }
 

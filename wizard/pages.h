@@ -66,8 +66,10 @@ class DirSelectPage : public WizardDialogPage {
  public:
   DirSelectPage(ToolkitView* view, ToolkitImage* image);
 
-  /// Throws std::length_error where the locale cannot express the text; so does `GetPath`.
+  /// Throws std::length_error where the locale cannot express the text.
   void SetPath(const stdx::u16string& text);
+  /// Throws std::length_error where it would not be the directory that the user sees: the text is
+  /// none in the locale, or has a character above U+FFFF, which would lose its upper bits.
   stdx::u16string GetPath() const;
 
   /// Puts the UTF-8 path of a folder that the user chose into the path field.

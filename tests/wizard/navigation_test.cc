@@ -187,7 +187,9 @@ INSTANTIATE_TEST_SUITE_P(
                       // Read as a lone surrogate, which has no way back.
                       TypedText{"BeyondTheBasicPlane", "/tmp/\U0001D800", "C.UTF-8"},
                       // Read as a zero unit: the directory would be /tmp/.
-                      TypedText{"CutToNothing", "/tmp/\U00020000/templates", "C.UTF-8"}),
+                      TypedText{"CutToNothing", "/tmp/\U00020000/templates", "C.UTF-8"},
+                      // Read as U+F600, which is another directory.
+                      TypedText{"CutToAnother", "/tmp/\U0001F600/templates", "C.UTF-8"}),
     [](const auto& info) { return info.param.name; });
 
 // --- Folder chooser ----------------------------------------------------------------------------
