@@ -82,9 +82,13 @@ std::uint32_t CreateTempFile(const stdx::u16string& directory, const stdx::u16st
   name->clear();
   if (narrow == nullptr) return SHELL_ERR_NO_TEMP_FILE;
   *name = ToUtf16(narrow.get());
-  // By the name as the platform gave it: not every name comes back from its UTF-16 form.
-  const int status =
-      RunShellCommand(stdx::string("touch \"") + narrow.get() + "\"" + kDiscardErrors);
+  // A name that loses bits leads to another directory, which nobody gave us to work in, and to
+  // remove in the end.
+  if (!HasNarrowForm(*name) || ToNarrow(*name) != narrow.get()) {
+    name->clear();
+    return SHELL_ERR_NO_TEMP_FILE;
+  }
+  const int status = RunShellCommand("touch " + Quoted(*name) + kDiscardErrors);
   return status != 0 ? SHELL_ERR_NO_TEMP_FILE : SHELL_OK;
 }
 

@@ -288,6 +288,17 @@ TEST_F(ShellTest, ATemporaryFileGoesToTmpdirBeforeTheDirectoryAskedFor) {
   EXPECT_EQ(Path(name).parent_path(), root() / "asked for");
 }
 
+TEST_F(ShellTest, ANameThatLosesBitsIsNoName) {
+  for (const char* const lossy : {"\U00020000", "\U0001F600", "\U0001D800"}) {
+    fs::create_directory(root() / lossy);
+    setenv("TMPDIR", (root() / lossy).c_str(), 1);
+    stdx::u16string name(u"before");
+    EXPECT_EQ(CreateTempFile(U16(tmp()), u"kpt", &name), 1013u);
+    EXPECT_EQ(name, u"");
+    EXPECT_TRUE(fs::is_empty(root() / lossy));
+  }
+}
+
 TEST_F(ShellTest, TheNameMayReplaceTheDirectory) {
   unsetenv("TMPDIR");
   stdx::u16string name = U16(tmp());

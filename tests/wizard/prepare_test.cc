@@ -102,6 +102,23 @@ TEST_F(Prepare, AnExceptionIsADamagedKit) {
   ExpectRefusal(kDamaged);
 }
 
+TEST_F(Prepare, ATemporaryDirectoryWhoseNameLosesBitsGetsNoImageAndNoOtherDoesInItsPlace) {
+  WriteKit(ExampleKit());
+  // Read as the directory above, as U+F600, as a lone surrogate and as "/x".
+  for (const char* const name : {"\U00020000", "\U0001F600", "\U0001D800", "\U0001002Fx"}) {
+    SCOPED_TRACE(name);
+    const fs::path others[] = {tmp() / name, tmp() / "\uF600", tmp() / "x"};
+    for (const fs::path& other : others) fs::create_directories(other);
+    setenv("TMPDIR", (tmp() / name).c_str(), 1);
+    RecordingToolkit other_toolkit;
+    RunProgram(other_toolkit, {"setup", "usecwd", "-Len"});
+    EXPECT_EQ(other_toolkit.messages(), (std::vector<ShownMessage>{Error(kDamaged)}));
+    EXPECT_FALSE(ImageLeft());
+    for (const fs::path& other : others) EXPECT_TRUE(fs::is_empty(other)) << other;
+  }
+  setenv("TMPDIR", tmp().c_str(), 1);
+}
+
 TEST_F(Prepare, ALocaleThatCannotExpressTheTextsIsToldInTheLanguageAllTheSame) {
   setenv("LC_ALL", "C", 1);
   // The first text already, the title, cannot be had: there is no controller.
