@@ -8,6 +8,7 @@
 #include <QAccessible>
 #include <QApplication>
 #include <QCheckBox>
+#include <QClipboard>
 #include <QDeadlineTimer>
 #include <QFileDialog>
 #include <QFontDatabase>
@@ -388,6 +389,18 @@ TEST_F(QtToolkitTest, AFieldGivesBackWhatWasTypedAndShowsTheBeginningOfALongPath
   }
   toolkit_.SetText(field, "/a/very/long/path/that/does/not/fit/into/its/field/at/all");
   EXPECT_EQ(Find<QLineEdit>()->cursorPosition(), 0);
+}
+
+// As with a line that was copied from a terminal, where its end comes along.
+TEST_F(QtToolkitTest, AFieldIsOneLineWhateverIsPastedIntoIt) {
+  SetUpWindow();
+  ToolkitControl* const field = toolkit_.MakeField(view_, {0, 0, 100, 30});
+  for (const char* const text : {"/srv/templates\n", "/srv/templates\r\n", "/srv/\ntemplates"}) {
+    QGuiApplication::clipboard()->setText(text);
+    Find<QLineEdit>()->selectAll();
+    Find<QLineEdit>()->paste();
+    EXPECT_EQ(toolkit_.GetText(field), "/srv/templates");
+  }
 }
 
 TEST_F(QtToolkitTest, ABoxIsAsItWasMadeUntilTheUserChangesIt) {

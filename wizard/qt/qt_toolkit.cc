@@ -307,7 +307,14 @@ ToolkitControl* QtToolkit::MakePicture(ToolkitView* view, const Frame& frame, To
 }
 
 ToolkitControl* QtToolkit::MakeField(ToolkitView* view, const Frame& frame) {
-  return PlaceLabelled(view, frame, new QLineEdit(static_cast<PageView*>(view)));
+  auto* const field = new QLineEdit(static_cast<PageView*>(view));
+  // A line that is pasted may bring its end along, which Qt keeps and shows as a blank. In a path
+  // it would name another directory, which could not be recorded on one line.
+  QObject::connect(field, &QLineEdit::textEdited, field, [field](QString text) {
+    text.remove('\n').remove('\r');
+    if (text != field->text()) field->setText(text);
+  });
+  return PlaceLabelled(view, frame, field);
 }
 
 ToolkitControl* QtToolkit::MakeButton(ToolkitView* view, const Frame& frame,
