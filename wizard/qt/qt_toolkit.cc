@@ -191,7 +191,13 @@ class QtToolkit::HitTest : public QObject {
 QtToolkit::QtToolkit(stdx::string locale_identifier)
     : locale_identifier_(std::move(locale_identifier)) {}
 
-QtToolkit::~QtToolkit() = default;
+QtToolkit::~QtToolkit() {
+  // Qt's Wayland client waits for its reading thread when it goes, and that one, now and then, for
+  // the main thread: the program would never end. It is about to, so the client may stay.
+  if (QGuiApplication::platformName().startsWith("wayland")) {
+    static_cast<void>(application_.release());
+  }
+}
 
 bool QtToolkit::SetUpApplication(int, char**, bool silent) {
   if (application_ != nullptr) return true;
@@ -221,7 +227,7 @@ bool QtToolkit::SetUpApplication(int, char**, bool silent) {
   ApplyLook();
   if (silent) {
     // A worker that reads the environment runs before anything is drawn.
-    QFontMetrics(QApplication::font()).horizontalAdvance(' ');
+    if (!is_offscreen) QFontMetrics(QApplication::font()).horizontalAdvance(' ');
     fonts_.reset();
   }
   InstallAccessibility();
