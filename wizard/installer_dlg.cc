@@ -372,6 +372,7 @@ void CInstallerDlg::OpenDescription() {
   // There is no page where its text could not be shown.
   if (m_successPage == nullptr || !m_successPage->IsOpenChecked()) return;
   stdx::u16string directory = m_targetDir;
+  // What was typed may lack the separator, which joining does not add.
   if (!directory.empty() && !EndsInSeparator(directory)) directory += u'/';
   stdx::u16string path = ConcatPath(directory, DescriptionFile().c_str());
   path.replace_all(u"\\", u"/");
