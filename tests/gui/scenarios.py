@@ -539,7 +539,10 @@ def a_silent_failure_goes_to_standard_error(world):
     world.pack_example()
     # Every pass fails there, so that it does not matter when the wizard looks.
     home = world.read_only_directory()
-    wizard = world.start("-S", language="de", DISPLAY=None, HOME=home)
+    # Whoever looks for a font now is told that none can be remembered.
+    fonts = world.root / "fonts.conf"
+    fonts.write_text("<fontconfig><dir>/usr/share/fonts</dir><cachedir>/proc/nowhere</cachedir></fontconfig>")
+    wizard = world.start("-S", language="de", DISPLAY=None, HOME=home, FONTCONFIG_FILE=str(fonts))
     wizard.finish()
     world.check_equal(wizard.output, world.text("IDS_INSTALL_ERROR", "de") + "\n", "message")
     world.check_equal(os.listdir(home), [], "files in the home directory")

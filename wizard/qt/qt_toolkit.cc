@@ -193,8 +193,9 @@ QtToolkit::QtToolkit(stdx::string locale_identifier)
 
 QtToolkit::~QtToolkit() {
   // Qt's Wayland client waits for its reading thread when it goes, and that one, now and then, for
-  // the main thread: the program would never end. It is about to, so the client may stay.
-  if (QGuiApplication::platformName().startsWith("wayland")) {
+  // the main thread: the program would never end. And where nothing was drawn, the fonts would be
+  // looked for only to be let go. The program is about to end, so all that may stay.
+  if (QGuiApplication::platformName().startsWith("wayland") || to_standard_error_) {
     static_cast<void>(application_.release());
   }
 }
@@ -244,6 +245,8 @@ ToolkitWindow* QtToolkit::MakeMainWindow(CInstallerDlg& controller, int width, i
     // The first look at the window does not wait for its icon.
     QGuiApplication::setWindowIcon(ProgramIcon());
   });
+  // Drawing what nobody sees costs time, and fontconfig may complain among our messages.
+  window_->setUpdatesEnabled(!to_standard_error_);
   window_->setWindowTitle(ToQt(title));
   window_->setFixedSize(width, height);
   QRect place = window_->rect();
