@@ -46,7 +46,7 @@ std::uint32_t GetTempDirectory(stdx::u16string* directory);
 
 /// Creates an empty file with a new name that begins with `prefix`, in `directory` unless the
 /// platform prefers another one (TMPDIR). 1013 when it could not be created; `*name` is set all
-/// the same, but left empty when no name was to be had.
+/// the same, but left empty when no name was to be had that comes back from its UTF-16 form.
 std::uint32_t CreateTempFile(const stdx::u16string& directory, const stdx::u16string& prefix,
                              stdx::u16string* name);
 
