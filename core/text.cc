@@ -141,6 +141,14 @@ bool HasNarrowForm(const stdx::u16string& text) {
   }
 }
 
+bool SurvivesRoundTrip(const stdx::string& text) {
+  try {
+    return ToNarrow(ToUtf16(text)) == text;
+  } catch (const std::length_error&) {
+    return false;
+  }
+}
+
 std::FILE* OpenStdioFile(const char16_t* path, const char16_t* mode) {
   return std::fopen(ToNarrow(path).c_str(), ToNarrow(mode).c_str());
 }

@@ -54,4 +54,8 @@ stdx::u16string UpToZero(const stdx::u16string& text);
 /// encoding, and not where a zero unit ends it: one of U+20000, say, which lost its upper bits.
 bool HasNarrowForm(const stdx::u16string& text);
 
+/// Whether `text` comes back unchanged from its UTF-16 form, so that a name still names the same
+/// file. Not where it is no text in the locale, and not where a character above U+FFFF lost bits.
+bool SurvivesRoundTrip(const stdx::string& text);
+
 }  // namespace quarn

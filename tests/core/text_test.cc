@@ -428,6 +428,15 @@ TEST_F(TextTest, HasANarrowFormWhereTheSystemGetsAllOfIt) {
   EXPECT_FALSE(HasNarrowForm(u"/é"));
 }
 
+TEST_F(TextTest, SurvivesARoundTripWhereNoBitIsLost) {
+  EXPECT_TRUE(SurvivesRoundTrip(""));
+  EXPECT_TRUE(SurvivesRoundTrip("/home/é"));
+  EXPECT_FALSE(SurvivesRoundTrip("/home/\U0001F600"));
+  EXPECT_FALSE(SurvivesRoundTrip("/home/\U00020000/t"));
+  EXPECT_FALSE(SurvivesRoundTrip("/home/\xFF"));
+  EXPECT_FALSE(SurvivesRoundTrip(stdx::string("/\0/t", 4)));
+}
+
 TEST_F(TextTest, OpensStreamsByUtf16Names) {
   const auto path = root() / "\u00E9t\u00E9.txt";
   std::FILE* out = OpenStdioFile(U16(path).c_str(), u"w");
