@@ -247,12 +247,17 @@ stdx::u16string CInstallerDlg::WelcomeText() const {
 }
 
 void CInstallerDlg::ShowDirectoryPage() {
-  if (m_dirPage == nullptr) m_dirPage = std::make_unique<DirSelectPage>(m_view, m_sideImage);
-  m_dirPage->SetPath(m_targetDir);
-  m_toolkit.SetEnabled(m_buttonBack, true);
-  m_toolkit.SetEnabled(m_buttonNext, true);
   m_page = kStateDirectory;
-  SwitchToPage(m_dirPage.get());
+  try {
+    if (m_dirPage == nullptr) m_dirPage = std::make_unique<DirSelectPage>(m_view, m_sideImage);
+    m_dirPage->SetPath(m_targetDir);
+    m_toolkit.SetEnabled(m_buttonBack, true);
+    m_toolkit.SetEnabled(m_buttonNext, true);
+    SwitchToPage(m_dirPage.get());
+  } catch (...) {
+    m_page = kStateWelcome;  // Next tries again
+    throw;
+  }
 }
 
 void CInstallerDlg::TakeDirectory() {
@@ -357,24 +362,25 @@ void CInstallerDlg::RecordTargetDirectory() {
 
 // --- Final pages ------------------------------------------------------------------------------
 
-// Buttons first: the wizard can then be finished also where the locale has no room for the text. A
-// window that was closed during the installation gets no page any more.
+/// Makes `page` unless it exists. The wizard can be finished without it where the locale cannot
+/// express its text; a window that was closed during the installation gets none any more.
+template <class Page>
+void CInstallerDlg::MakeFinalPage(std::unique_ptr<Page>& page, const char16_t* text) {
+  if (page != nullptr || m_view == nullptr) return;
+  Guard([&] { page = std::make_unique<Page>(m_view, m_sideImage, text); });
+}
 
 void CInstallerDlg::ShowSuccessPage() {
   m_page = kStateSuccess;
+  MakeFinalPage(m_successPage, kSuccessText);
   SetFinishButtons();
-  if (m_successPage == nullptr && m_view != nullptr) {
-    m_successPage = std::make_unique<SuccessFinalPage>(m_view, m_sideImage, kSuccessText);
-  }
   SwitchToPage(m_successPage.get());
 }
 
 void CInstallerDlg::ShowErrorPage() {
+  MakeFinalPage(m_errorPage, kErrorText);
   m_page = kStateError;
   SetFinishButtons();
-  if (m_errorPage == nullptr && m_view != nullptr) {
-    m_errorPage = std::make_unique<MessagePage>(m_view, m_sideImage, kErrorText);
-  }
   SwitchToPage(m_errorPage.get());
 }
 
@@ -399,10 +405,9 @@ stdx::u16string CInstallerDlg::DescriptionFile() const {
 void CInstallerDlg::OpenDescription() {
   // There is no page where its text could not be shown.
   if (m_successPage == nullptr || !m_successPage->IsOpenChecked()) return;
-  stdx::u16string directory = m_targetDir;
-  // What was typed may lack the separator, which joining does not add.
-  if (!directory.empty() && !EndsInSeparator(directory)) directory += u'/';
-  stdx::u16string path = ConcatPath(directory, DescriptionFile().c_str());
+  // Deliberate: joining adds no separator. Where the directory was typed without one at its end,
+  // nothing has the name that results, and nothing is opened.
+  stdx::u16string path = ConcatPath(m_targetDir, DescriptionFile().c_str());
   path.replace_all(u"\\", u"/");
   if (IsFile(path)) RunShellCommand("open \"" + ToNarrow(path) + "\" 2>/dev/null");
 }

@@ -28,8 +28,8 @@ enum WizardState : std::int32_t {
   kStateError = 5,
 };
 
-/// The wizard from its start to its end. No exception leaves a public function but the
-/// constructor's: it ends in a message of the error style.
+/// The wizard from its start to its end. No exception leaves the start, a button or a key: it ends
+/// in a message of the error style.
 class CInstallerDlg final : public CWnd {
  public:
   /// `argv` and `toolkit` must outlive the controller. `title` is UTF-8; `language` is the code of
@@ -57,6 +57,10 @@ class CInstallerDlg final : public CWnd {
   /// Opens the folder chooser, if the directory page exists.
   void OnBrowse() noexcept;
 
+  /// Hides the page that is shown, if any, then shows `page`, unless it is null, and calls its
+  /// `OnShow`. Throws what the toolkit throws. `page` must stay while it is shown.
+  void SwitchToPage(WizardDialogPage* page);
+
   // For those who look on.
   WizardState page() const noexcept { return m_page; }
   const stdx::u16string& target_dir() const noexcept { return m_targetDir; }
@@ -81,8 +85,9 @@ class CInstallerDlg final : public CWnd {
   void RecordTargetDirectory();
   void ShowSuccessPage();
   void ShowErrorPage();
+  template <class Page>
+  void MakeFinalPage(std::unique_ptr<Page>& page, const char16_t* text);
   void SetFinishButtons();
-  void SwitchToPage(WizardDialogPage* page);
 
   void OpenDescription();
   void ConfirmAndClose();

@@ -31,6 +31,39 @@ std::uint32_t FlagsOf(const MessageBox& message) {
 
 constexpr const char* kNoButton = "";
 
+std::string Quoted(const std::string& text) { return '"' + text + '"'; }
+
+/// What a control is called in the sequence.
+std::string NameOf(const RecordedControl& control) {
+  switch (control.kind) {
+    case ControlKind::kLabel:
+      return Quoted(control.text);
+    case ControlKind::kPicture:
+      return "picture";
+    case ControlKind::kField:
+      return "field";
+    case ControlKind::kButton:
+      break;
+    case ControlKind::kCheckBox:
+      return "check box";
+    case ControlKind::kProgressBar:
+      return "bar";
+    case ControlKind::kSeparator:
+      return "separator";
+  }
+  switch (control.action.value()) {
+    case ButtonAction::kBack:
+      return "Back";
+    case ButtonAction::kNext:
+      return "Next";
+    case ButtonAction::kCancel:
+      return "Cancel";
+    case ButtonAction::kBrowse:
+      return "...";
+  }
+  return "";
+}
+
 }  // namespace
 
 void PrintTo(const ShownMessage& message, std::ostream* out) {
@@ -92,8 +125,8 @@ void RecordingToolkit::Click(const std::string& title) {
                      }});
 }
 
-void RecordingToolkit::Move(std::vector<Point> locations) {
-  events_.push_back({std::move(locations), [] {}});
+void RecordingToolkit::Move(std::vector<Point> locations, std::function<void()> dispatch) {
+  events_.push_back({std::move(locations), std::move(dispatch)});
 }
 
 void RecordingToolkit::Type(const std::string& text) {
@@ -178,6 +211,12 @@ void RecordingToolkit::CheckCall(const char* operation) const {
   }
 }
 
+void RecordingToolkit::Record(const std::string& entry) {
+  // A copy, for it may set another one.
+  if (const auto look = on_operation_) look();
+  sequence_.push_back(entry);
+}
+
 RecordedControl& RecordingToolkit::Of(ToolkitControl* control) const {
   CheckCall();
   for (const auto& known : controls_) {
@@ -187,7 +226,8 @@ RecordedControl& RecordingToolkit::Of(ToolkitControl* control) const {
 }
 
 RecordedControl& RecordingToolkit::Make(ToolkitView* view, ControlKind kind, const Frame& frame,
-                                        const stdx::string& text) {
+                                        const stdx::string& text,
+                                        std::optional<ButtonAction> action) {
   CheckCall();
   if (view == nullptr || view != view_.get() || view_removed_) {
     throw std::logic_error("a control without a view");
@@ -197,6 +237,8 @@ RecordedControl& RecordingToolkit::Make(ToolkitView* view, ControlKind kind, con
   control.kind = kind;
   control.frame = frame;
   control.text = Std(text);
+  control.action = action;
+  Record("make " + NameOf(control));
   return control;
 }
 
@@ -206,6 +248,7 @@ bool RecordingToolkit::SetUpApplication(int, char**, bool silent) {
   EXPECT_FALSE(set_up_) << "set up twice";
   if (while_set_up) while_set_up();
   set_up_ = true;
+  Record("set up");
   silent_ = silent;
   return has_display;
 }
@@ -214,6 +257,7 @@ ToolkitWindow* RecordingToolkit::MakeMainWindow(CInstallerDlg& controller, int w
                                                 const stdx::string& title) {
   CheckCall();
   EXPECT_EQ(controller_, nullptr) << "a second main window";
+  Record("make window");
   controller_ = &controller;
   width_ = width;
   height_ = height;
@@ -224,6 +268,7 @@ ToolkitWindow* RecordingToolkit::MakeMainWindow(CInstallerDlg& controller, int w
 ToolkitView* RecordingToolkit::MakeView(ToolkitWindow* window) {
   CheckCall();
   EXPECT_EQ(window, &window_);
+  Record("make view");
   view_ = std::make_unique<ToolkitView>(ToolkitView{*this});
   return view_.get();
 }
@@ -231,6 +276,7 @@ ToolkitView* RecordingToolkit::MakeView(ToolkitWindow* window) {
 void RecordingToolkit::ShowWindow(ToolkitWindow* window) {
   CheckCall();
   EXPECT_EQ(window, &window_);
+  Record("show window");
   shown_ = true;
 }
 
@@ -238,17 +284,20 @@ void RecordingToolkit::RemoveView(ToolkitView* view) {
   CheckCall();
   EXPECT_EQ(view, view_.get());
   EXPECT_FALSE(closed_) << "the view goes before the window";
+  Record("remove view");
   view_removed_ = true;
 }
 
 void RecordingToolkit::CloseWindow(ToolkitWindow* window) {
   CheckCall();
   EXPECT_EQ(window, &window_);
+  Record("close window");
   closed_ = true;
 }
 
 ToolkitImage* RecordingToolkit::MakeImage(const Picture& picture) {
   CheckCall();
+  Record("load image");
   images_.push_back(std::make_unique<RecordedImage>());
   images_.back()->picture = picture;
   return images_.back().get();
@@ -272,9 +321,7 @@ ToolkitControl* RecordingToolkit::MakeField(ToolkitView* view, const Frame& fram
 
 ToolkitControl* RecordingToolkit::MakeButton(ToolkitView* view, const Frame& frame,
                                              const stdx::string& title, ButtonAction action) {
-  RecordedControl& control = Make(view, ControlKind::kButton, frame, title);
-  control.action = action;
-  return &control;
+  return &Make(view, ControlKind::kButton, frame, title, action);
 }
 
 ToolkitControl* RecordingToolkit::MakeCheckBox(ToolkitView* view, const Frame& frame,
@@ -293,15 +340,20 @@ ToolkitControl* RecordingToolkit::MakeSeparator(ToolkitView* view, const Frame& 
 }
 
 void RecordingToolkit::SetVisible(ToolkitControl* control, bool visible) {
-  Of(control).visible = visible;
+  RecordedControl& changed = Of(control);
+  Record((visible ? "show " : "hide ") + NameOf(changed));
+  changed.visible = visible;
 }
 
 void RecordingToolkit::SetEnabled(ToolkitControl* control, bool enabled) {
-  Of(control).enabled = enabled;
+  RecordedControl& changed = Of(control);
+  Record((enabled ? "enable " : "disable ") + NameOf(changed));
+  changed.enabled = enabled;
 }
 
 void RecordingToolkit::SetText(ToolkitControl* control, const stdx::string& text) {
   RecordedControl& changed = Of(control);
+  if (changed.text != text.view()) Record(NameOf(changed) + " reads " + Quoted(Std(text)));
   changed.text = Std(text);
   if (changed.kind == ControlKind::kLabel &&
       (status_seen_.empty() || status_seen_.back() != changed.text)) {
@@ -316,6 +368,7 @@ bool RecordingToolkit::IsChecked(ToolkitControl* control) { return Of(control).c
 void RecordingToolkit::SetProgress(ToolkitControl* bar, double value) {
   RecordedControl& changed = Of(bar);
   EXPECT_EQ(changed.kind, ControlKind::kProgressBar);
+  if (changed.progress != value) Record("progress");
   changed.progress = value;
   if (progress_seen_.empty() || progress_seen_.back() != value) progress_seen_.push_back(value);
 }
@@ -326,6 +379,7 @@ int RecordingToolkit::RunMessage(const MessageBox& message) {
   ShownMessage shown{.title = std::nullopt, .text = Std(message.text), .flags = FlagsOf(message)};
   if (message.title) shown.title = Std(*message.title);
   messages_.push_back(shown);
+  Record("message " + Quoted(shown.text));
   if (while_asked_) {
     struct Modal {
       explicit Modal(int& depth) : depth(depth) { ++depth; }
@@ -355,12 +409,14 @@ void RecordingToolkit::ChooseFolder(ToolkitView* view,
   CheckCall();
   EXPECT_EQ(view, view_.get());
   EXPECT_FALSE(chooser_open()) << "a second chooser";
+  Record("choose folder");
   chosen_ = std::move(chosen);
 }
 
 void RecordingToolkit::PumpEvent(const std::function<void(Point location)>& look) {
   CheckCall();
   ++turns_;
+  if (sequence_.empty() || sequence_.back() != "turn") Record("turn");
   // A copy: a turn may say what the next one does.
   if (const auto turn = on_turn_) turn();
   if (events_.empty()) return;
@@ -389,6 +445,7 @@ Frame RecordingToolkit::Bounds(ToolkitControl* control) {
 void RecordingToolkit::Run() {
   CheckCall();
   EXPECT_TRUE(window_open());
+  Record("run");
   ran_ = true;
   if (story_) story_();
   EXPECT_FALSE(window_open()) << "the story ends with an open window";

@@ -23,6 +23,7 @@
 #include <ostream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "wizard/installer_dlg.h"
@@ -98,10 +99,14 @@ class RecordingToolkit final : public Toolkit {
   /// Puts a click in the middle of the button into the queue of events: its location is the
   /// window's, and when it is dispatched the button is pressed if it is enabled.
   void Click(const std::string& title);
-  /// Puts an event with this location, and nothing to dispatch, into the queue; with several
-  /// locations as many events, which the toolkit hands out in one turn.
-  void Move(std::vector<Point> locations);
-  void Move(Point location) { Move(std::vector{location}); }
+  /// Puts an event with this location into the queue; with several locations as many events, which
+  /// the toolkit hands out in one turn. `dispatch` is what follows from them.
+  void Move(
+      std::vector<Point> locations, std::function<void()> dispatch = [] {});
+  void Move(
+      Point location, std::function<void()> dispatch = [] {}) {
+    Move(std::vector{location}, std::move(dispatch));
+  }
   /// Replaces the text of the path field.
   void Type(const std::string& text);
   void SetChecked(bool checked);
@@ -116,6 +121,17 @@ class RecordingToolkit final : public Toolkit {
   void AnswerNothing();
   /// What happens while the next message is shown, before it is answered.
   void WhileAsked(std::function<void()> meanwhile) { while_asked_ = std::move(meanwhile); }
+
+  // --- In which order -------------------------------------------------------------------------
+
+  /// What the wizard did to the desktop, and what was noted, in order: "make bar", "hide "A text"",
+  /// "message "A text"". A turn of the wizard's own loop is "turn"; turns in which nothing changed
+  /// are one.
+  const std::vector<std::string>& sequence() const { return sequence_; }
+  /// Adds an entry.
+  void Note(const std::string& entry) { sequence_.push_back(entry); }
+  /// What happens before each operation: the chance to note what the wizard has done before it.
+  void OnOperation(std::function<void()> look) { on_operation_ = std::move(look); }
 
   // --- What there is to see -------------------------------------------------------------------
 
@@ -198,9 +214,12 @@ class RecordingToolkit final : public Toolkit {
   };
 
   void CheckCall(const char* operation = __builtin_FUNCTION()) const;
+  /// Adds to the sequence what an operation does.
+  void Record(const std::string& entry);
   RecordedControl& Of(ToolkitControl* control) const;
   RecordedControl& Make(ToolkitView* view, ControlKind kind, const Frame& frame,
-                        const stdx::string& text);
+                        const stdx::string& text,
+                        std::optional<ButtonAction> action = std::nullopt);
   RecordedControl* FindButton(const std::string& title) const;
   void Call(ButtonAction action);
   /// Whether the user reaches the main window's controls now.
@@ -209,6 +228,8 @@ class RecordingToolkit final : public Toolkit {
   std::thread::id thread_ = std::this_thread::get_id();
   std::function<void()> story_;
   std::function<void()> on_turn_;
+  std::function<void()> on_operation_;
+  std::vector<std::string> sequence_;
   mutable Failure failure_;
   std::deque<Event> events_;
   std::deque<std::string> answers_;

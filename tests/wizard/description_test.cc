@@ -32,7 +32,7 @@ class Description : public WizardTest {
     return opened.substr(start.size(), opened.size() - start.size() - 1);
   }
 
-  std::string behind_target;
+  std::string behind_target = "/";
   bool checked = true;
 };
 
@@ -56,15 +56,24 @@ TEST_F(Description, IsThatOfTheFirstRecordOfTheLanguage) {
   EXPECT_EQ(Open(kit), "first.html");
 }
 
-TEST_F(Description, MayLieInASeparatedDirectory) {
-  behind_target = "/";
-  EXPECT_EQ(Open(ExampleKit()), "about/en.html");
+// Deliberate: the name is put right behind the directory's, separator or not.
+TEST_F(Description, IsNotOpenedWhereTheDirectoryWasTypedWithoutASeparator) {
+  behind_target = "/templates";
+  EXPECT_EQ(Open(ExampleKit()), std::nullopt);
+  EXPECT_TRUE(toolkit.messages().empty());
 }
 
-// The path join adds no separator; the one that is missing is the controller's to add.
-TEST_F(Description, OpensAlsoWhereTheDirectoryWasTypedWithoutASeparator) {
+TEST_F(Description, IsWhatHasTheJoinedName) {
   behind_target = "/templates";
-  EXPECT_EQ(Open(ExampleKit()), "templates/about/en.html");
+  WriteFile(target() / "templatesabout" / "en.html", "another file");
+  EXPECT_EQ(Open(ExampleKit()), "templatesabout/en.html");
+}
+
+TEST_F(Description, IsFoundBehindASeparatorOfItsOwn) {
+  behind_target = "/templates";
+  KitBuilder kit;
+  kit.Product(u"en", u"", u"", u"\\about\\en.html").File(u"about\\en.html", "text");
+  EXPECT_EQ(Open(kit), "templates/about/en.html");
 }
 
 TEST_F(Description, MayHaveBlanksInItsName) {

@@ -226,12 +226,5 @@ TEST_F(Page, ItsControlsAreAsWideAsItIsTold) {
   EXPECT_EQ(toolkit.Shown(ControlKind::kProgressBar).frame, (Frame{10, 150, 123, 20}));
 }
 
-TEST_F(Page, TheBaseDoesNothingWhenItIsShown) {
-  MessagePage page(view, image, u"Text");
-  const auto before = toolkit.Visible().size();
-  page.OnShow();
-  EXPECT_EQ(toolkit.Visible().size(), before);
-}
-
 }  // namespace
 }  // namespace quarn::testing

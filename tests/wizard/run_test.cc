@@ -151,7 +151,7 @@ TEST_P(WholeRun, ByTheUser) {
     EXPECT_EQ(toolkit.VisibleTexts(), (std::vector<std::string>{Text("IDS_DESTINATION_PROMPT"),
                                                                 Text("IDS_TEMPLATE_CATALOG")}));
     toolkit.Press("...");
-    toolkit.Choose(target().string());
+    toolkit.Choose(target().string() + "/");
     toolkit.Press(Text("IDS_WIZARD_NEXT"));
     pages.push_back(toolkit.controller().page());
     EXPECT_EQ(toolkit.VisibleTexts(), (std::vector<std::string>{kSuccessText}));
