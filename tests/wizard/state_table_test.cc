@@ -1,17 +1,20 @@
 // What every button and key does in every state, and what the buttons look like there.
+#include <cstdlib>
 #include <memory>
+#include <stdexcept>
 #include <utility>
 
+#include "l10n/string_table.h"
 #include "tests/wizard/wizard_test.h"
 
 namespace quarn::testing {
 namespace {
 
-enum class Entry { kBack, kNext, kCancelNo, kCancelYes, kEscapeNo, kEscapeYes, kCloseBox };
+enum class Entry { kBack, kNext, kCancel, kCancelNo, kCancelYes, kEscapeNo, kEscapeYes, kCloseBox };
 
 const char* NameOf(Entry entry) {
-  constexpr const char* kNames[] = {"Back",     "Next",      "CancelNo", "CancelYes",
-                                    "EscapeNo", "EscapeYes", "CloseBox"};
+  constexpr const char* kNames[] = {"Back",      "Next",     "Cancel",    "CancelNo",
+                                    "CancelYes", "EscapeNo", "EscapeYes", "CloseBox"};
   return kNames[static_cast<int>(entry)];
 }
 
@@ -57,9 +60,8 @@ constexpr Row kRows[] = {
 
     {kStateInstalling, Entry::kBack, kStateInstalling},
     {kStateInstalling, Entry::kNext, kStateInstalling},
-    // Cancel asks the worker to stop, and nobody else.
-    {kStateInstalling, Entry::kCancelNo, kStateInstalling},
-    {kStateInstalling, Entry::kCancelYes, kStateInstalling},
+    // Cancel asks the worker to stop, and the user nothing.
+    {kStateInstalling, Entry::kCancel, kStateInstalling},
     {kStateInstalling, Entry::kEscapeNo, kStateInstalling, Says::kReallyCancel},
     {kStateInstalling, Entry::kEscapeYes, kStateInstalling, Says::kReallyCancel, true},
     {kStateInstalling, Entry::kCloseBox, kStateInstalling, Says::kNothing, true},
@@ -117,23 +119,24 @@ class StateTable : public States, public ::testing::WithParamInterface<Row> {
  protected:
   void Do(Entry entry) {
     CInstallerDlg& controller = toolkit.controller();
-    const bool asks = GetParam().says == Says::kReallyCancel;
     switch (entry) {
       case Entry::kBack:
         return controller.OnBack();
       case Entry::kNext:
         return controller.OnNext();
+      case Entry::kCancel:
+        return controller.OnCancel();
       case Entry::kCancelNo:
-        if (asks) toolkit.Answer("No");
+        toolkit.Answer("No");
         return controller.OnCancel();
       case Entry::kCancelYes:
-        if (asks) toolkit.Answer("Yes");
+        toolkit.Answer("Yes");
         return controller.OnCancel();
       case Entry::kEscapeNo:
-        if (asks) toolkit.Answer("No");
+        toolkit.Answer("No");
         return controller.OnEscape();
       case Entry::kEscapeYes:
-        if (asks) toolkit.Answer("Yes");
+        toolkit.Answer("Yes");
         return controller.OnEscape();
       case Entry::kCloseBox:
         return toolkit.CloseWithBox();
@@ -198,6 +201,26 @@ TEST_F(States, BeforeTheFirstPageNoButtonDoesAnything) {
   controller.OnEscape();
   EXPECT_EQ(toolkit.messages().size(), 2u);
   EXPECT_EQ(controller.page(), kStateConstructed);
+}
+
+// What a turn reads before the worker has posted anything.
+TEST_F(States, BeforeTheFirstPageTheStatusIsThatAnInstallationIsPrepared) {
+  SetCurrentLanguage(kEnglish);
+  CInstallerDlg controller(0, nullptr, false, "Title", stdx::u16string(u"en"), true, toolkit);
+  SetCurrentLanguage(kNoLanguage);
+  const InstallStatus status = GetStatus(&controller.process_data());
+  EXPECT_EQ(status.code, 0u);
+  EXPECT_EQ(status.message, u"Preparing to copy...");
+  EXPECT_EQ(status.percent, 0);
+}
+
+TEST_F(States, TheStatusIsPostedBeforeTheApplicationIsSetUp) {
+  SetCurrentLanguage(FindLanguageByCode("ru"));
+  setenv("LC_ALL", "C", 1);  // has no such text
+  EXPECT_THROW(CInstallerDlg(0, nullptr, false, "Title", stdx::u16string(u"ru"), true, toolkit),
+               std::length_error);
+  SetCurrentLanguage(kNoLanguage);
+  EXPECT_FALSE(toolkit.is_set_up());
 }
 
 class ClosedWindow : public States, public ::testing::WithParamInterface<WizardState> {};
