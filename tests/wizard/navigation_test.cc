@@ -109,6 +109,21 @@ TEST_F(Navigation, TheDirectoryPageIsMadeOnceAndShowsTheTargetEachTime) {
   RunWizard();
 }
 
+TEST_F(Navigation, ADirectoryPageThatCannotBeMadeIsTriedAgain) {
+  WriteKit(ExampleKit());
+  toolkit.Story([&] {
+    toolkit.FailCall("Make", 1);
+    toolkit.Press("Next >");
+    EXPECT_EQ(toolkit.messages(), (std::vector<ShownMessage>{Error("Installation error")}));
+    EXPECT_EQ(toolkit.controller().page(), kStateWelcome);
+    toolkit.Press("Next >");
+    EXPECT_EQ(toolkit.controller().page(), kStateDirectory);
+    EXPECT_EQ(toolkit.VisibleTexts().size(), 2u);
+    toolkit.CloseWithBox();
+  });
+  RunWizard();
+}
+
 TEST_F(Navigation, AnEmptyDirectoryIsAskedForAgain) {
   WriteKit(ExampleKit());
   toolkit.Story([&] {

@@ -253,8 +253,11 @@ TEST_F(Order, AnEventIsLookedAtBeforeItIsDispatched) {
   toolkit.Story([&] {
     // What a click does to the window comes too late for its own test.
     toolkit.OnTurn([&] {
-      toolkit.OnTurn(nullptr);
       toolkit.Move({450, 335}, [&] { toolkit.window_position = {300, 200}; });
+      toolkit.OnTurn([&] {
+        toolkit.OnTurn(nullptr);
+        gate_->LetThrough();
+      });
     });
     InstallInto(target());
     EXPECT_EQ(toolkit.controller().page(), kStateError);
