@@ -75,7 +75,7 @@ class Order : public WizardTest {
   Entries Since() {
     Look();
     const Entries& all = toolkit.sequence();
-    const Entries since(all.begin() + static_cast<std::ptrdiff_t>(seen_), all.end());
+    Entries since(all.begin() + static_cast<std::ptrdiff_t>(seen_), all.end());
     seen_ = all.size();
     return since;
   }
@@ -302,7 +302,7 @@ class NotingPage final : public WizardDialogPage {
  public:
   NotingPage(RecordingToolkit& toolkit, ToolkitView* view, const std::string& name)
       : WizardDialogPage(view), toolkit_(toolkit), name_(name) {
-    Add(toolkit.MakeLabel(view, {}, name.c_str()));
+    Add(toolkit.MakeLabel(view, {}, stdx::string(name)));
   }
   void OnShow() override { toolkit_.Note("OnShow of " + name_); }
 
