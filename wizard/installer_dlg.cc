@@ -9,6 +9,7 @@
 #include "kit/kit_location.h"
 #include "kit/records.h"
 #include "l10n/string_table.h"
+#include "wizard/toolkit_text.h"
 
 namespace quarn {
 namespace {
@@ -69,7 +70,7 @@ void CInstallerDlg::RunWizard() noexcept {
     if (!m_silent) {
       m_toolkit.Run();
     } else if (m_targetDir.empty()) {
-      // No home directory to offer one in, and nobody to type another.
+      // An empty directory is recorded, and there is nobody to type another.
       ShowError(m_toolkit, this, "IDS_SETUP_EMPTYTARGET");
     } else {
       StartInstall();
@@ -101,6 +102,8 @@ const char* CInstallerDlg::FindAndReadKit() {
   const char* error_id = CheckKitExists(KitExists(m_sourcePath));
   if (error_id != nullptr) return error_id;
 
+  // Before anything is written: it would be under another home.
+  if (!IsHomeNamed()) return "IDS_SETUP_EMPTYTARGET";
   TemplateDirs dirs = ResolveTemplateDirs();
   altProfileExists = dirs.altProfileExists;
   locationsFromAltProfile = dirs.locationsFromAltProfile;
@@ -160,7 +163,7 @@ void CInstallerDlg::ConfirmAndClose() {
 
 std::uint32_t CInstallerDlg::ShowMessage(const CWnd* owner, const stdx::u16string& text,
                                          std::uint32_t flags) {
-  return quarn::ShowMessage(m_toolkit, owner, ToNarrow(text), flags);
+  return quarn::ShowMessage(m_toolkit, owner, ToToolkit(text), flags);
 }
 
 // --- Buttons and keys -------------------------------------------------------------------------
