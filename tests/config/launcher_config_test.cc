@@ -427,6 +427,23 @@ TEST_F(ConfigCopyTest, IsMadeOfAFileThatIsNotUnderstoodToItsLastByte) {
   }
 }
 
+// In an eight-bit locale every byte is a character, also those of the mark.
+TEST_F(ConfigCopyTest, IsMadeOfAUtf16FileInALocaleThatDecodesIt) {
+  const std::string locale = (root() / "koi8.KOI8-R").string();
+  if (std::system(("localedef -c -i C -f KOI8-R " + locale + " 2>/dev/null").c_str()) != 0) {
+    GTEST_SKIP() << "no sources of locales on this system";
+  }
+  setenv("LOCPATH", root().c_str(), 1);
+  setenv("LC_ALL", "koi8.KOI8-R", 1);
+  WriteFile(File(), "\xFF\xFE\x14\x04\x3E\x04");  // the mark, and a word of two Cyrillic letters
+  RewriteAgain();
+  EXPECT_TRUE(fs::exists(Copy()));
+  fs::remove(Copy());
+  Rewrite("\xC4\xCF\xCD=1\n");
+  EXPECT_FALSE(fs::exists(Copy())) << "what the locale reads and writes needs none";
+  unsetenv("LOCPATH");
+}
+
 TEST_F(ConfigCopyTest, IsNotMadeOfAFileThatIsUnderstood) {
   for (const std::string& bytes : {std::string(), std::string("# a\r\n\n=\nA=1\na=1\nk"),
                                    Padded("k=\xC3\xA9\xE6\x97\xA5\n", 3000)}) {
