@@ -164,6 +164,19 @@ TEST_P(ConfigCallFaultTest, AWriteThatFailsLeavesTheFormerContentsAndSaysSo) {
       });
 }
 
+TEST_P(ConfigCallFaultTest, ACopyThatIsThereIsNotWrittenOver) {
+  const fs::path copy = own().string() + ".orig";
+  ConfigEntryList list;
+  FailEverywhere(
+      [&] {
+        WriteFile(copy, "the first one");
+        list = Read(own());
+        AddDirectory(list);
+      },
+      [&] { WriteConfigFile(U16(own()), list); },
+      [&](int) { ASSERT_EQ(ReadFile(copy), "the first one"); });
+}
+
 TEST_P(ConfigCallFaultTest, AFailureWhileAFileIsReadCostsNoLine) {
   const auto rewritten = Rewritten();
   FailEverywhere([] {},
