@@ -36,7 +36,7 @@ TEST_F(ToolkitText, ThatTheLocaleCannotExpressThrows) {
 TEST_F(ToolkitText, ThatIsNoUtf8OrIsAboveTheUnitsIsNotTaken) {
   for (const char* const text :
        {"\x80", "a\xBF", "\xC3", "\xC3(", "\xE6\x97", "\xE6\x97(", "\xC1\xBF", "\xE0\x9F\xBF",
-        "\xED\xA0\x80", "\xF0\x9F\x98", "\xF0\x9F\x98\x80", "\xFF"}) {
+        "\xED\xA0\x80", "\xF0\x9F\x98", "\xF1\x81\x81", "\xF0\x9F\x98\x80", "\xFF"}) {
     EXPECT_THROW(FromToolkit(text), std::length_error) << text;
   }
 }
