@@ -136,7 +136,9 @@ TemplateDirs ResolveTemplateDirs() {
 
 void RecordTemplateDir(const stdx::u16string& directory, std::vector<stdx::u16string>& locations,
                        bool locationsFromAltProfile, bool altProfileExists) {
-  locations.insert(locations.begin(), directory);
+  stdx::u16string recorded = directory;
+  if (recorded.ends_with(u'/') || recorded.ends_with(u'\\')) recorded.pop_back();
+  locations.insert(locations.begin(), recorded);
   std::exception_ptr failure;
   const auto save = [&](bool alternate) {
     try {

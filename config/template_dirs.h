@@ -71,10 +71,10 @@ bool IsHomeNamed();
 /// default. Throws as `GetProductHomeDir`.
 TemplateDirs ResolveTemplateDirs();
 
-/// Records an installation into `directory`: puts it at the front of `locations` and saves these
-/// into the launcher's file unless they came from the alternate one, then into the alternate
-/// launcher's file if there is one. One that fails does not keep the other from being written;
-/// throws then as `SaveLauncherConfig`.
+/// Records an installation into `directory`: puts it, without one separator at its end, at the
+/// front of `locations` and saves these into the launcher's file unless they came from the
+/// alternate one, then into the alternate launcher's file if there is one. One that fails does not
+/// keep the other from being written; throws then as `SaveLauncherConfig`.
 void RecordTemplateDir(const stdx::u16string& directory, std::vector<stdx::u16string>& locations,
                        bool locationsFromAltProfile, bool altProfileExists);
 

@@ -304,7 +304,9 @@ void CInstallerDlg::StartInstall() {
     Guard([this] { ShowErrorPage(); });
   } else {
     Guard([this] { ShowSuccessPage(); });
-    Guard([this] { RecordTargetDirectory(); });
+    Guard([this] {
+      RecordTemplateDir(m_targetDir, m_templateDirs, locationsFromAltProfile, altProfileExists);
+    });
   }
 }
 
@@ -322,12 +324,6 @@ void CInstallerDlg::WatchWorker(InstallStatus& status) {
     const bool ended_without_result = ended && status.code == 0 && status.percent < 100;
     if (hit || ended_without_result) status.code = kErrorCancelled;
   } while (status.code == 0 && status.percent < 100);
-}
-
-void CInstallerDlg::RecordTargetDirectory() {
-  stdx::u16string directory = m_targetDir;
-  if (EndsInSeparator(directory)) directory.pop_back();
-  RecordTemplateDir(directory, m_templateDirs, locationsFromAltProfile, altProfileExists);
 }
 
 // --- Final pages ------------------------------------------------------------------------------

@@ -76,7 +76,6 @@ class CInstallerDlg final : public CWnd {
   void TakeDirectory();
   void StartInstall();
   void WatchWorker(InstallStatus& status);
-  void RecordTargetDirectory();
   void ShowSuccessPage();
   void ShowErrorPage();
   void SetFinishButtons();

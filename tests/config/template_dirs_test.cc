@@ -145,6 +145,21 @@ TEST_F(TemplateDirsTest, InstallingIntoARecordedDirectoryMovesItToTheFront) {
   EXPECT_EQ(ReadFile(Own()), Line("/t") + Line("/a"));
 }
 
+TEST_F(TemplateDirsTest, OneSeparatorAtTheEndIsNotRecorded) {
+  for (const auto& [directory, recorded] : {std::pair{u"/t", "/t"},
+                                            {u"/t/", "/t"},
+                                            {u"/t//", "/t/"},
+                                            {u"/t\\", "/t"},
+                                            {u"/t/\\", "/t/"},
+                                            {u"/", ""},
+                                            {u"", ""}}) {
+    fs::remove(Own());
+    U16List locations;
+    RecordTemplateDir(directory, locations, false, false);
+    EXPECT_EQ(ReadFile(Own()), Line(recorded)) << Path(directory);
+  }
+}
+
 // --- The directory to offer --------------------------------------------------------------------
 
 TEST_F(TemplateDirsTest, TheDefaultLiesUnderTheHomeDirectory) {
