@@ -1,35 +1,43 @@
 // Finds texts without regard to letter case, in time that does not grow with their number. Stands
-// in for walks that compare every text with `CompareNoCase`, which are too slow for long files.
+// in for walks that compare text by text with `CompareNoCase`, which are too slow for long files.
 #pragma once
 
 #include <cstddef>
 #include <optional>
 #include <unordered_map>
-#include <utility>
 
 #include "core/basic_string.h"
 
 namespace quarn {
 
-/// The distinct texts of a list with their places, equal as `CompareNoCase` has it in the locale of
-/// the time they were inserted. A text with no narrow form, on which a comparison would throw,
-/// equals only itself here: nothing throws but running out of memory.
+/// `text` so that two of them are the same bytes where `CompareNoCase` has them equal in the locale
+/// of the time. Throws as `ToNarrow`.
+stdx::string FoldCase(const stdx::u16string& text);
+
+/// Remembers the texts of a list that only grows; one that changes in another way wants a new
+/// index.
 class NoCaseIndex {
  public:
-  bool empty() const noexcept { return places_.empty(); }
-
-  /// The place of the text equal to `text`.
-  std::optional<std::size_t> Find(const stdx::u16string& text) const;
-
-  /// Takes `text` in behind the others unless an equal one is there. Returns the place of the one
-  /// that is in, and whether that is `text`.
-  std::pair<std::size_t, bool> Insert(const stdx::u16string& text);
-
-  /// Takes out the text at `place`; later ones move up. Walks over all texts.
-  void Erase(std::size_t place);
+  /// The place of the first of `count` texts that equals `text`; `text_at` gives them by place.
+  /// Throws std::length_error where a walk that ends at that text would compare one with no narrow
+  /// form: never in an empty list.
+  template <class TextAt>
+  std::optional<std::size_t> Find(const stdx::u16string& text, std::size_t count, TextAt text_at) {
+    if (count == 0) return std::nullopt;
+    const stdx::string folded = FoldCase(text);
+    if (const auto it = places_.find(folded); it != places_.end()) return it->second;
+    // Texts come in when the next one is looked for: most lists have one and are never asked.
+    while (known_ < count) {
+      const auto it = places_.try_emplace(FoldCase(text_at(known_)), known_).first;
+      ++known_;
+      if (it->first == folded) return it->second;
+    }
+    return std::nullopt;
+  }
 
  private:
-  std::unordered_map<stdx::string, std::size_t> places_;
+  std::unordered_map<stdx::string, std::size_t> places_;  // of the first text of each kind
+  std::size_t known_ = 0;
 };
 
 }  // namespace quarn

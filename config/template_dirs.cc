@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <exception>
 #include <stdexcept>
 
 #include "config/no_case_index.h"
@@ -18,15 +19,6 @@ bool FileExists(const stdx::u16string& path) {
   return FindFirst(scan, path);
 }
 
-/// Whether the text of the home directory names it. A character above U+FFFF has lost its upper
-/// bits: the text names another directory, which an installation would make, or fail to make and
-/// then remove the one above it, with the true home directory in it.
-bool IsHomeNamed() {
-  const stdx::u16string home = GetHomeDirectory();
-  const char* const variable = std::getenv("HOME");
-  return HasNarrowForm(home) && (variable == nullptr || ToNarrow(home) == variable);
-}
-
 /// `path` as it is compared: closed by a separator.
 stdx::u16string ComparisonKey(const stdx::u16string& path) {
   const bool is_open = !path.empty() && !path.ends_with(u'/') && !path.ends_with(u'\\');
@@ -40,11 +32,13 @@ void CollectConfigValues(const LauncherConfig& store, bool ownFirst, const stdx:
   std::array<const ConfigEntryList*, 3> lists{&store.own, &store.common, &store.extra};
   if (!ownFirst) std::reverse(lists.begin(), lists.end());
   NoCaseIndex taken;
+  const std::size_t begin = out.size();
+  const auto taken_at = [&](std::size_t at) -> const auto& { return out[begin + at]; };
   for (const ConfigEntryList* const list : lists) {
     const auto* const values = FindConfigValues(*list, key);
     if (values == nullptr) continue;
     for (const auto& value : *values) {
-      if (taken.Insert(value).second) out.push_back(value);
+      if (!taken.Find(value, out.size() - begin, taken_at)) out.push_back(value);
     }
   }
 }
@@ -55,8 +49,12 @@ void NormalizeSeparators(std::vector<stdx::u16string>& list) {
 
 void RemoveDuplicatePaths(std::vector<stdx::u16string>& list) {
   NoCaseIndex seen;
-  std::erase_if(list,
-                [&seen](const auto& path) { return !seen.Insert(ComparisonKey(path)).second; });
+  std::vector<stdx::u16string> left;
+  const auto left_at = [&left](std::size_t at) { return ComparisonKey(left[at]); };
+  for (const auto& path : list) {
+    if (!seen.Find(ComparisonKey(path), left.size(), left_at)) left.push_back(path);
+  }
+  list = std::move(left);
 }
 
 void LoadTemplateLocations(LauncherConfig& store, std::vector<stdx::u16string>& out,
@@ -105,34 +103,53 @@ stdx::u16string GetDefaultTemplateBase() {
   return base;
 }
 
+bool IsHomeNamed() {
+  const char* const home = std::getenv("HOME");
+  try {
+    return home != nullptr ? SurvivesRoundTrip(home) : HasNarrowForm(GetHomeDirectory());
+  } catch (const std::length_error&) {
+    return false;
+  }
+}
+
 TemplateDirs ResolveTemplateDirs() {
   TemplateDirs dirs;
-  try {
-    if (!IsHomeNamed()) return dirs;
-    dirs.altProfileExists = FileExists(GetAltLauncherCfgPath());
-    // The common file alone is never asked.
-    if (FileExists(GetLauncherCfgPath())) {
-      GetTemplateLocations(dirs.locations, true, false);
-    } else if (dirs.altProfileExists) {
-      GetTemplateLocations(dirs.locations, true, true);
-      dirs.locationsFromAltProfile = !dirs.locations.empty();
+  dirs.altProfileExists = FileExists(GetAltLauncherCfgPath());
+  const bool main_exists = FileExists(GetLauncherCfgPath());
+  // The common file alone is never asked.
+  if (main_exists || dirs.altProfileExists) {
+    try {
+      GetTemplateLocations(dirs.locations, true, !main_exists);
+    } catch (const std::length_error&) {
+      // A directory that cannot be compared with the others: the list is what there is so far.
+      NormalizeSeparators(dirs.locations);
     }
-    const auto writable =
-        std::find_if(dirs.locations.begin(), dirs.locations.end(), IsDirectoryWritable);
-    dirs.chosen = writable != dirs.locations.end()
-                      ? *writable
-                      : ConcatPath(ConcatPath(GetDefaultTemplateBase(), u"tmplts"), u"/");
-  } catch (const std::length_error&) {
-    // The home directory's name isn't valid in the locale's encoding.
+    dirs.locationsFromAltProfile = !main_exists && !dirs.locations.empty();
   }
+  const auto writable =
+      std::find_if(dirs.locations.begin(), dirs.locations.end(), IsDirectoryWritable);
+  dirs.chosen = writable != dirs.locations.end()
+                    ? *writable
+                    : ConcatPath(ConcatPath(GetDefaultTemplateBase(), u"tmplts"), u"/");
   return dirs;
 }
 
 void RecordTemplateDir(const stdx::u16string& directory, std::vector<stdx::u16string>& locations,
                        bool locationsFromAltProfile, bool altProfileExists) {
-  locations.insert(locations.begin(), directory);
-  if (!locationsFromAltProfile) SaveTemplateLocations(locations, false);
-  if (altProfileExists) SaveTemplateLocations(locations, true);
+  stdx::u16string recorded = directory;
+  if (recorded.ends_with(u'/') || recorded.ends_with(u'\\')) recorded.pop_back();
+  locations.insert(locations.begin(), recorded);
+  std::exception_ptr failure;
+  const auto save = [&](bool alternate) {
+    try {
+      SaveTemplateLocations(locations, alternate);
+    } catch (...) {
+      if (failure == nullptr) failure = std::current_exception();
+    }
+  };
+  if (!locationsFromAltProfile) save(false);
+  if (altProfileExists) save(true);
+  if (failure != nullptr) std::rethrow_exception(failure);
 }
 
 }  // namespace quarn

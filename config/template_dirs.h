@@ -61,14 +61,20 @@ struct TemplateDirs {
   bool locationsFromAltProfile = false;    ///< `locations` are from there, and there are some
 };
 
+/// Whether the home directory's name comes back from its UTF-16 form. Otherwise all that lies under
+/// it would be looked for, made and recorded under another name, and the wizard had better not
+/// begin.
+bool IsHomeNamed();
+
 /// Looks for the recorded directories in the launcher's file or, where there is none, in the
 /// alternate launcher's, each with its common file; offers the first writable one or else the
-/// default. Without a usable home directory nothing is offered. Throws std::bad_alloc only.
+/// default. Throws as `GetProductHomeDir`.
 TemplateDirs ResolveTemplateDirs();
 
-/// Records an installation into `directory`: puts it at the front of `locations` and saves these
-/// into the launcher's file unless they came from the alternate one, then into the alternate
-/// launcher's file if there is one. Throws as `SaveLauncherConfig`.
+/// Records an installation into `directory`: puts it, without one separator at its end, at the
+/// front of `locations` and saves these into the launcher's file unless they came from the
+/// alternate one, then into the alternate launcher's file if there is one. One that fails does not
+/// keep the other from being written; throws then as `SaveLauncherConfig`.
 void RecordTemplateDir(const stdx::u16string& directory, std::vector<stdx::u16string>& locations,
                        bool locationsFromAltProfile, bool altProfileExists);
 

@@ -21,11 +21,12 @@ void TellFailure(const CInstallerApp& app, bool silent, Toolkit& toolkit) noexce
 
 }  // namespace
 
-void Run(CInstallerApp& app, Toolkit& toolkit) noexcept {
+void Run(CInstallerApp& app, Toolkit& toolkit, void (*language_chosen)()) noexcept {
   PrepareProcess();
   StartOptions options;
   try {
     options = SelectLanguage(app.argc, app.argv, [&toolkit] { return toolkit.LocaleIdentifier(); });
+    if (language_chosen != nullptr) language_chosen();
     app.language_id = options.language_id;
     app.title = LoadString("IDR_MAINFRAME");
     CInstallerDlg controller(app.argc, app.argv, options.silent, ToNarrow(app.title),

@@ -16,9 +16,10 @@ struct CInstallerApp {
   stdx::u16string title;         ///< of the main window
 };
 
-/// Runs the wizard: chooses the language, makes the controller and lets it run to its end. Returns
-/// when the wizard is over; no exception leaves it, and every outcome counts as a success of the
-/// program. Main thread, before any other thread exists.
-void Run(CInstallerApp& app, Toolkit& toolkit) noexcept;
+/// Runs the wizard: chooses the language, makes the controller and lets it run to its end. Calls
+/// `language_chosen`, if there is one, between the two. Returns when the wizard is over; no
+/// exception leaves it, and every outcome counts as a success of the program. Main thread, before
+/// any other thread exists.
+void Run(CInstallerApp& app, Toolkit& toolkit, void (*language_chosen)() = nullptr) noexcept;
 
 }  // namespace quarn

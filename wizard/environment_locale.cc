@@ -2,11 +2,25 @@
 
 #include <langinfo.h>
 
+#include <algorithm>
 #include <clocale>
 #include <cstdlib>
 #include <string_view>
 
+#include "core/text.h"
+#include "l10n/string_table.h"
+
 namespace quarn {
+namespace {
+
+/// Whether the locale in force has a character beyond ASCII. Asked by the names of ASCII (of the
+/// GNU library, and of macOS, which converts bytes above 0x7F all the same).
+bool KnowsMoreThanAscii() {
+  const std::string_view codeset = nl_langinfo(CODESET);
+  return codeset != "ANSI_X3.4-1968" && codeset != "US-ASCII";
+}
+
+}  // namespace
 
 stdx::string EnvironmentLocaleIdentifier() {
   for (const char* const name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
@@ -19,12 +33,14 @@ stdx::string EnvironmentLocaleIdentifier() {
   return "C";
 }
 
-void EnsureUtf8Locale() {
+void EnsureTextLocale() {
   // All categories, as the conversions select them: one that is missing fails the whole.
-  if (std::setlocale(LC_ALL, "") != nullptr && nl_langinfo(CODESET) == std::string_view("UTF-8")) {
-    return;
+  bool suffices = std::setlocale(LC_ALL, "") != nullptr && KnowsMoreThanAscii();
+  if (const LanguageEntry* const language = CurrentLanguage(); suffices && language != nullptr) {
+    suffices = std::ranges::all_of(
+        language->table, [](const auto& entry) { return SurvivesRoundTrip(entry.second); });
   }
-  setenv("LC_ALL", Utf8Locale(), 1);
+  if (!suffices) setenv("LC_ALL", Utf8Locale(), 1);
 }
 
 }  // namespace quarn

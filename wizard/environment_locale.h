@@ -14,10 +14,11 @@ stdx::string EnvironmentLocaleIdentifier();
 /// A UTF-8 locale that is installed on every machine. One implementation per platform.
 const char* Utf8Locale();
 
-/// Sets LC_ALL to `Utf8Locale` where the environment names a locale that is not installed or is not
-/// a UTF-8 one, so that the platform could not convert any text but ASCII; leaves the environment
-/// alone otherwise. Call it before the first conversion and after
-/// `EnvironmentLocaleIdentifier`, while there is only the main thread.
-void EnsureUtf8Locale();
+/// Sets LC_ALL to `Utf8Locale` where the environment names a locale that is not installed, knows
+/// only ASCII, or cannot take in the texts of the current language. Leaves the environment alone
+/// otherwise: in another locale the user's files and their names would be taken for something else.
+/// Call it once the language is chosen, after `EnvironmentLocaleIdentifier` and before a text is
+/// looked up, while there is only the main thread.
+void EnsureTextLocale();
 
 }  // namespace quarn

@@ -9,6 +9,7 @@
 #include "kit/kit_location.h"
 #include "kit/records.h"
 #include "l10n/string_table.h"
+#include "wizard/toolkit_text.h"
 
 namespace quarn {
 namespace {
@@ -74,7 +75,7 @@ void CInstallerDlg::RunWizard() noexcept {
     if (!m_silent) {
       m_toolkit.Run();
     } else if (m_targetDir.empty()) {
-      // No home directory to offer one in, and nobody to type another.
+      // An empty directory is recorded, and there is nobody to type another.
       ShowError(m_toolkit, this, "IDS_SETUP_EMPTYTARGET");
     } else {
       StartInstall();
@@ -106,6 +107,8 @@ const char* CInstallerDlg::FindAndReadKit() {
   const char* error_id = CheckKitExists(KitExists(m_sourcePath));
   if (error_id != nullptr) return error_id;
 
+  // Before anything is written: it would be under another home.
+  if (!IsHomeNamed()) return "IDS_SETUP_EMPTYTARGET";
   TemplateDirs dirs = ResolveTemplateDirs();
   altProfileExists = dirs.altProfileExists;
   locationsFromAltProfile = dirs.locationsFromAltProfile;
@@ -165,7 +168,7 @@ void CInstallerDlg::ConfirmAndClose() {
 
 std::uint32_t CInstallerDlg::ShowMessage(const CWnd* owner, const stdx::u16string& text,
                                          std::uint32_t flags) {
-  return quarn::ShowMessage(m_toolkit, owner, ToNarrow(text), flags);
+  return quarn::ShowMessage(m_toolkit, owner, ToToolkit(text), flags);
 }
 
 // --- Buttons and keys -------------------------------------------------------------------------
@@ -311,7 +314,9 @@ void CInstallerDlg::StartInstall() {
     Guard([this] { ShowErrorPage(); });
   } else {
     Guard([this] { ShowSuccessPage(); });
-    Guard([this] { RecordTargetDirectory(); });
+    Guard([this] {
+      RecordTemplateDir(m_targetDir, m_templateDirs, locationsFromAltProfile, altProfileExists);
+    });
   }
 }
 
@@ -345,19 +350,13 @@ bool CInstallerDlg::PumpEvent() {
 
 /// Whether an event at `location` in its window lies on the Cancel button. Whatever its type, the
 /// location is taken for one on the screen and converted to the window once more. So the test is
-/// off by the window's place on the screen, and so it is meant; who wants to be sure of a click
-/// relies on the button's action.
+/// off by the window's position on the screen. Deliberate: the button's own action is the reliable
+/// way to cancel.
 bool CInstallerDlg::HitsCancel(Point location) const {
   if (m_view == nullptr) return false;  // the window is taken apart, button and all
   const Point in_window = m_toolkit.ScreenToWindow(m_window, location);
   return Contains(m_toolkit.Bounds(m_buttonCancel),
                   m_toolkit.WindowToControl(m_buttonCancel, in_window));
-}
-
-void CInstallerDlg::RecordTargetDirectory() {
-  stdx::u16string directory = m_targetDir;
-  if (EndsInSeparator(directory)) directory.pop_back();
-  RecordTemplateDir(directory, m_templateDirs, locationsFromAltProfile, altProfileExists);
 }
 
 // --- Final pages ------------------------------------------------------------------------------

@@ -82,7 +82,6 @@ class CInstallerDlg final : public CWnd {
   void WatchWorker(InstallStatus& status);
   bool PumpEvent();
   bool HitsCancel(Point location) const;
-  void RecordTargetDirectory();
   void ShowSuccessPage();
   void ShowErrorPage();
   template <class Page>

@@ -1,9 +1,7 @@
 #include "wizard/pages.h"
 
-#include <stdexcept>
-
-#include "core/text.h"
 #include "l10n/string_table.h"
+#include "wizard/toolkit_text.h"
 
 namespace quarn {
 namespace {
@@ -14,7 +12,7 @@ constexpr Frame kTextFrame{170, 10, 318, 286};
 
 }  // namespace
 
-stdx::string ControlText(const char* id) { return ToNarrow(LoadString(id)); }
+stdx::string ControlText(const char* id) { return ToToolkit(LoadString(id)); }
 
 void WizardDialogPage::SetVisible(bool visible) {
   for (ToolkitControl* const control : controls_) toolkit().SetVisible(control, visible);
@@ -32,7 +30,7 @@ void WizardDialogPage::AddPicture(ToolkitImage* image) {
 MessagePage::MessagePage(ToolkitView* view, ToolkitImage* image, const stdx::u16string& text)
     : WizardDialogPage(view) {
   AddPicture(image);
-  Add(toolkit().MakeLabel(view, kTextFrame, ToNarrow(text)));
+  Add(toolkit().MakeLabel(view, kTextFrame, ToToolkit(text)));
 }
 
 SuccessFinalPage::SuccessFinalPage(ToolkitView* view, ToolkitImage* image,
@@ -54,15 +52,10 @@ DirSelectPage::DirSelectPage(ToolkitView* view, ToolkitImage* image) : WizardDia
 }
 
 void DirSelectPage::SetPath(const stdx::u16string& text) {
-  toolkit().SetText(path_, ToNarrow(text));
+  toolkit().SetText(path_, ToToolkit(text));
 }
 
-stdx::u16string DirSelectPage::GetPath() const {
-  const stdx::string text = toolkit().GetText(path_);
-  const stdx::u16string path = ToUtf16(text);
-  if (ToNarrow(path) != text) throw std::length_error("a character above U+FFFF");
-  return path;
-}
+stdx::u16string DirSelectPage::GetPath() const { return FromToolkit(toolkit().GetText(path_)); }
 
 void DirSelectPage::TakeFolder(const stdx::string& path) { toolkit().SetText(path_, path); }
 

@@ -31,7 +31,7 @@ double Seconds(Action action) {
 }
 
 /// Half keys of their own, half values of one key. Lines of 32 bytes keep the reader's blocks from
-/// cutting a character, which would end the reading.
+/// cutting a character, and so every block is read.
 void MakeFile(const fs::path& path, int lines, bool ascii) {
   std::ofstream out(path, std::ios::binary);
   for (int i = 0; i < lines; ++i) {
@@ -67,7 +67,7 @@ void Measure(const fs::path& path, int lines, bool ascii) {
     reads.push_back(Seconds([&] {
       quarn::ConfigEntryList list;
       quarn::ReadConfigFile(name, list);
-      entries = list.size();
+      entries = list.entries.size();
     }));
     line_reads.push_back(Seconds([&] { entries += ReadLines(path).size() == 0; }));
     rewrites.push_back(Seconds([&] {

@@ -19,7 +19,7 @@ using Entries = std::vector<std::pair<stdx::u16string, std::vector<stdx::u16stri
 
 inline Entries EntriesOf(const ConfigEntryList& list) {
   Entries entries;
-  for (const ConfigEntry& entry : list) entries.emplace_back(entry.key, entry.values);
+  for (const ConfigEntry& entry : list.entries) entries.emplace_back(entry.key, entry.values);
   return entries;
 }
 

@@ -2,6 +2,7 @@
 // was in it stays in it.
 
 #include <sys/mount.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <fstream>
@@ -55,19 +56,34 @@ class FullDiskTest : public PrivateMountTest {
 
 using FailingDiskTest = ScratchTest;
 
-TEST_F(FailingDiskTest, LinesThatCouldNotBeReadSurviveTheRewrite) {
+TEST_F(FailingDiskTest, LinesThatCouldNotBeReadAreInTheCopy) {
   const fs::path file = home() / ".Orbex/qlaunch/qlaunch.cfg";
   fs::create_directories(file.parent_path());
   fs::create_symlink("/proc/self/mem", file);  // opens, and fails when it is read
   LauncherConfig store;
   LoadLauncherConfig(store);
-  EXPECT_TRUE(store.own.empty());
+  EXPECT_TRUE(store.own.entries.empty());
   // The disk recovers.
   fs::remove(file);
   WriteFile(file, "A=1\n");
   SetConfigValues(store.own, kTemplatesLocationKey, {u"/templates"});
-  EXPECT_EQ(ThrownBy([&] { SaveLauncherConfig(store); }), 1);
-  EXPECT_EQ(ReadFile(file), "A=1\n");
+  SaveLauncherConfig(store);
+  EXPECT_EQ(ReadFile(file), "ConfigurationTemplatesLocation=/templates\n");
+  EXPECT_EQ(ReadFile(file.string() + ".orig"), "A=1\n");
+}
+
+TEST_F(FullDiskTest, WhereThereIsNoRoomForTheCopyTheFileStaysAsItIs) {
+  const std::string before = LinesOf(5000, "key") + "bad=\xFF\n";
+  WriteFile(Own(), before);
+  FillDisk();
+  std::vector<stdx::u16string> locations;
+  EXPECT_EQ(ThrownBy([&] { RecordTemplateDir(u"/new", locations, false, false); }), 1);
+  EXPECT_EQ(ReadFile(Own()), before);
+  EXPECT_EQ(Tree(Own().parent_path()).size(), 1u) << "no part of a copy";
+  // With room for both, both are there.
+  fs::remove(Disk() / "filler");
+  RecordTemplateDir(u"/new", locations, false, false);
+  EXPECT_EQ(ReadFile(Own().string() + ".orig"), before);
 }
 
 TEST_F(FullDiskTest, LinesThatWereThereSurviveAWriteThatFindsNoRoom) {
@@ -102,6 +118,17 @@ TEST_F(FullDiskTest, AFileThatCouldNotBeBegunIsNotLeftBehind) {
   EXPECT_FALSE(fs::exists(Own()));
 }
 
+TEST_F(FullDiskTest, ALinkToWhatCouldNotBeBegunStaysAndNothingIsBehindIt) {
+  fs::create_directories(Own().parent_path());
+  fs::create_symlink("target", Own());
+  FillDisk();
+  ConfigEntryList list;
+  AddConfigValue(list, u"a", u"1");
+  EXPECT_EQ(ThrownBy([&] { WriteConfigFile(U16(Own()), list); }), 2);
+  EXPECT_TRUE(fs::is_symlink(Own()));
+  EXPECT_FALSE(fs::exists(Own().parent_path() / "target"));
+}
+
 TEST_F(FullDiskTest, AnInstallationThatCannotBeRecordedCostsNoLineAndIsTriedTwice) {
   const std::string before = LinesOf(20000, "key") + "ConfigurationTemplatesLocation=/old\n";
   WriteFile(Own(), before);
@@ -127,8 +154,7 @@ TEST_F(WriteFailureTest, TextWithNoNarrowFormIsFoundBeforeTheFileIsTouched) {
   WriteFile(root() / "f.cfg", "a=1\n");
   for (const bool in_key : {false, true}) {
     ConfigEntryList list;
-    AddConfigValue(list, u"b", u"2");
-    AddConfigValue(list, in_key ? u"k\xD800" : u"k", in_key ? u"v" : u"v\xDFFF");
+    SetConfigValues(list, in_key ? u"k\xD800" : u"k", {u"1", in_key ? u"v" : u"v\xDFFF"});
     EXPECT_THROW(WriteConfigFile(U16(root() / "f.cfg"), list), std::length_error);
     EXPECT_EQ(ReadFile(root() / "f.cfg"), "a=1\n");
   }
@@ -147,6 +173,11 @@ TEST_F(WriteFailureTest, AFileThatCouldNotBePutBackIsNotOpenedForWriting) {
   const fs::path memory = "/proc/self/mem";
   if (!fs::exists(memory)) GTEST_SKIP() << "no such file on this system";
   EXPECT_EQ(ThrownBy([&] { WriteConfigFile(U16(memory), ConfigEntryList()); }), 1);
+}
+
+TEST_F(WriteFailureTest, APipeIsNotWaitedFor) {
+  ASSERT_EQ(mkfifo((root() / "pipe").c_str(), 0600), 0);
+  EXPECT_EQ(ThrownBy([&] { WriteConfigFile(U16(root() / "pipe"), ConfigEntryList()); }), 1);
 }
 
 TEST_F(WriteFailureTest, ASecondTryIsMadeAfterTwoDirectoriesThatAreNotOnThePath) {

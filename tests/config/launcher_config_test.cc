@@ -11,6 +11,7 @@
 namespace quarn::testing {
 namespace {
 
+namespace fs = std::filesystem;
 using U16List = std::vector<stdx::u16string>;
 
 class LauncherConfigTest : public ScratchTest {
@@ -114,160 +115,135 @@ TEST_F(LauncherConfigTest, FilesAddToWhatTheListHolds) {
 }
 
 TEST_F(LauncherConfigTest, FilesThatCannotBeReadAddNothing) {
-  EXPECT_TRUE(Read(root() / "missing").empty());
-  EXPECT_TRUE(Read(root() / "missing" / "too").empty());
-  EXPECT_TRUE(Read(root()).empty());
+  EXPECT_TRUE(Read(root() / "missing").entries.empty());
+  EXPECT_TRUE(Read(root() / "missing" / "too").entries.empty());
+  EXPECT_TRUE(Read(root()).entries.empty());
   ConfigEntryList list;
-  ReadConfigFile(u"/\xD800", list);
-  EXPECT_TRUE(list.empty());
+  EXPECT_THROW(ReadConfigFile(u"/\xD800", list), std::length_error);
+}
+
+// Reading one of these would never end.
+TEST_F(LauncherConfigTest, PipesAndCharacterDevicesAreNotRead) {
+  fs::create_symlink("/dev/zero", root() / "zero");
+  fs::create_symlink("/dev/urandom", root() / "random");
+  ASSERT_EQ(mkfifo((root() / "pipe").c_str(), 0600), 0);
+  for (const char* const name : {"zero", "random", "pipe"}) {
+    EXPECT_TRUE(Read(root() / name).entries.empty()) << name;
+  }
+}
+
+TEST_F(LauncherConfigTest, ADeviceIsWrittenToWithoutBeingRead) {
+  fs::create_symlink("/dev/zero", root() / "zero");
+  ConfigEntryList list = ReadText("a=1\n");
+  list.is_partial = true;
+  WriteConfigFile(U16(root() / "zero"), list);
+  EXPECT_FALSE(fs::exists(root() / "zero.orig")) << "nothing in it can be lost";
 }
 
 // --- What the locale cannot decode or express --------------------------------------------------
 
-TEST_F(LauncherConfigTest, ABlockThatCannotBeDecodedEndsTheReadingAndTheRestIsWrittenBack) {
-  const std::string good(500, 'g');
-  const std::string before = "a=1\nb=" + good + "\nc=" + good + "\n";  // 1010 bytes
-  ASSERT_EQ(before.size(), 1010u);
-  // The line begins in the first block; the second one is bad somewhere.
-  const std::string rest =
-      "d=begun in the good block\ne=2\nf=\xFF\ng=3\n" + std::string(2000, 'z') + "\nlast";
-  const ConfigEntryList list = ReadText(before + rest);
-  const stdx::u16string long_value(500, u'g');
-  EXPECT_EQ(EntriesOf(list), (Entries{{u"a", {u"1"}}, {u"b", {long_value}}, {u"c", {long_value}}}));
-  EXPECT_EQ(list.unread(), rest);
-  EXPECT_EQ(WrittenBytes(root(), list), before + rest);
+/// `text` and a filler line, `size` bytes in all.
+std::string Padded(std::string text, std::size_t size) {
+  return text + std::string(size - text.size() - 1, '#') + "\n";
 }
 
-TEST_F(LauncherConfigTest, ALineThatReadingBrokeOffInIsNotTakenHalf) {
-  const std::string before(1019, 'x');
-  const ConfigEntryList list = ReadText(before + "\nk=v" + "alue\xFF\n");
-  EXPECT_EQ(EntriesOf(list), (Entries{{U16(std::string(1019, 'x')), {u""}}}));
-  EXPECT_EQ(list.unread(), "k=value\xFF\n");
+TEST_F(LauncherConfigTest, ABlockThatCannotBeDecodedIsPassedOver) {
+  const std::string filler(1024 - 5, '#');
+  EXPECT_EQ(EntriesOf(ReadText(Padded("a=1\n", 1024) + Padded("b=2\nc=\xFF\n", 1024) + "d=4\n")),
+            (Entries{{u"a", {u"1"}}, {U16(filler), {u""}}, {u"d", {u"4"}}}));
+  EXPECT_EQ(EntriesOf(ReadText(Padded("b=2\nc=\xFF\n", 1024) + "d=4\n")), (Entries{{u"d", {u"4"}}}))
+      << "also the first one";
+}
+
+TEST_F(LauncherConfigTest, ALineThatRunsThroughABlockPassedOverLosesItsMiddle) {
+  const std::string head = Padded("a=1\n", 1000) + "k=" + std::string(22, 'x');
+  ASSERT_EQ(head.size(), 1024u);
+  const ConfigEntryList list = ReadText(head + std::string(1023, 'y') + "\xFF" + "end\nb=2\n");
+  const auto* const values = FindConfigValues(list, u"k");
+  ASSERT_NE(values, nullptr);
+  EXPECT_EQ(*values, (U16List{U16(std::string(22, 'x') + "end")}));
+  EXPECT_NE(FindConfigValues(list, u"b"), nullptr);
 }
 
 TEST_F(LauncherConfigTest, ACharacterOnTheBorderOfBlocksIsNotPutTogether) {
-  const std::string file = std::string(1021, 'x') + "=\n\xC3\xA9=1\n";
-  ASSERT_EQ(file.substr(1023, 2), "\xC3\xA9");
-  const ConfigEntryList list = ReadText(file);
-  EXPECT_TRUE(list.empty());
-  EXPECT_EQ(list.unread(), file);
-  // One byte earlier it fits.
-  EXPECT_EQ(ReadText(file.substr(1)).size(), 2u);
-}
-
-TEST_F(LauncherConfigTest, WhatIsChangedGoesBeforeWhatCouldNotBeRead) {
-  ConfigEntryList list = ReadText("bad=\xFF\nConfigurationTemplatesLocation=/old");
-  SetConfigValues(list, kTemplatesLocationKey, {u"/new"});
-  EXPECT_EQ(WrittenBytes(root(), list),
-            "ConfigurationTemplatesLocation=/new\nbad=\xFF\nConfigurationTemplatesLocation=/old");
-}
-
-TEST_F(LauncherConfigTest, UnreadPartsOfTwoFilesStayOnLinesOfTheirOwn) {
-  WriteFile(root() / "1", "x\xFF");
-  WriteFile(root() / "2", "y\xFF");
-  ConfigEntryList list;
-  ReadConfigFile(U16(root() / "1"), list);
-  ReadConfigFile(U16(root() / "2"), list);
-  EXPECT_EQ(list.unread(), "x\xFF\ny\xFF");
-}
-
-TEST_F(LauncherConfigTest, UnitsThatNoConversionCanExpressAreReadAndWrittenBackAsTheyWere) {
-  // U+1D800 and U+2D800 both leave the lone surrogate D800 behind.
   const std::string file =
-      "a=1\n"
-      "CommonInfoBases=/\xF0\x9D\xA0\x80/x\n"
-      "CommonInfoBases=/y\n"
-      "k\xF0\x9D\xA0\x80=2\n"
-      "CommonInfoBases=/\xF0\x9D\xA0\x80/z\n"
-      "\xF0\x9D\xA0\x80\n"
-      "b=3\n";
-  const ConfigEntryList list = ReadText(file);
-  EXPECT_EQ(EntriesOf(list), (Entries{{u"a", {u"1"}},
-                                      {u"CommonInfoBases", {u"/\xD800/x", u"/y", u"/\xD800/z"}},
-                                      {u"k\xD800", {u"2"}},
-                                      {u"\xD800", {u""}},
-                                      {u"b", {u"3"}}}));
-  EXPECT_EQ(WrittenBytes(root(), list),
-            "a=1\n"
-            "CommonInfoBases=/\xF0\x9D\xA0\x80/x\n"
-            "CommonInfoBases=/y\n"
-            "CommonInfoBases=/\xF0\x9D\xA0\x80/z\n"
-            "k\xF0\x9D\xA0\x80=2\n"
-            "\xF0\x9D\xA0\x80\n"
-            "b=3\n");
+      std::string(1021, 'x') + "=\n\xC3\xA9=1\n" + std::string(1018, 'y') + "=\nz=1\n";
+  ASSERT_EQ(file.substr(1023, 2), "\xC3\xA9");
+  EXPECT_EQ(EntriesOf(ReadText(file)), (Entries{{u"z", {u"1"}}}));
+  // One byte earlier it fits.
+  EXPECT_EQ(ReadText(file.substr(1)).entries.size(), 4u);
 }
 
-TEST_F(LauncherConfigTest, CharactersThatLoseBitsAreWrittenBackAsTheyWere) {
-  // The last three leave "=", a line feed and a zero unit behind.
-  for (const std::string_view file :
-       {"k=a\xF0\x9F\x98\x80z\n", "\xF0\x9F\x98\x80=v\n", "\xF0\x9F\x98\x80\n",
-        "k\xF0\x90\x80\xBDv\n", "k=v\xF0\x90\x80\x8A\n", "k=v\xF0\x90\x80\x80z\n"}) {
-    SCOPED_TRACE(file);
-    EXPECT_EQ(Rewritten(file), file);
-    EXPECT_EQ(Rewritten(Rewritten(file)), file);
+TEST_F(LauncherConfigTest, WhatAZeroByteHidesEndsWithItsBlock) {
+  using namespace std::string_literals;
+  const std::string block = Padded("a=1\nb=2\0hidden\nc=3\n"s, 1024);
+  EXPECT_EQ(EntriesOf(ReadText(block + "x\nd=4\n")),
+            (Entries{{u"a", {u"1"}}, {u"b", {u"2x"}}, {u"d", {u"4"}}}));
+}
+
+TEST_F(LauncherConfigTest, WhatIsWrittenIsTheTextThatWasReadAndNothingElse) {
+  using namespace std::string_view_literals;
+  struct Row {
+    const char* rule;
+    std::string_view before, after;
+  };
+  for (const Row& row : {
+           Row{"an undecodable block goes", "a=1\nb=\xFF\n", ""},
+           Row{"what a zero byte hides goes", "a=1\nb=2\0c\nd=4\n"sv, "a=1\nb=2\n"},
+           Row{"a character above U+FFFF is cut", "k=a\xF0\x9F\x98\x80z\n", "k=a\xEF\x98\x80z\n"},
+           Row{"also in a key", "\xF0\x9F\x98\x80=v\n", "\xEF\x98\x80=v\n"},
+           Row{"values that are the same after the cut become one",
+               "k=\xF0\x9F\x98\x80\nk=\xF0\xAF\x98\x80\nk=\xEF\x98\x80\nl=1\n",
+               "k=\xEF\x98\x80\nl=1\n"},
+           Row{"in any letter case", "K=a\xF0\x9F\x98\x80\nk=A\xEF\x98\x80\n", "K=a\xEF\x98\x80\n"},
+           Row{"keys too", "\xF0\x9F\x98\x80=1\n\xEF\x98\x80=2\n",
+               "\xEF\x98\x80=1\n\xEF\x98\x80=2\n"},
+           Row{"U+1003D leaves a =", "k\xF0\x90\x80\xBDv\n", "k=v\n"},
+           Row{"U+1000A leaves a line feed", "k=v\xF0\x90\x80\x8Al\n", "k=v\nl=\n"},
+           Row{"U+10000 leaves a zero unit, which ends the text written", "k=v\xF0\x90\x80\x80z\n",
+               "k=v\n"},
+           Row{"a UTF-16 file is not understood",
+               "\xFF\xFE"
+               "a\0=\0"
+               "1\0\n\0"sv,
+               ""},
+       }) {
+    SCOPED_TRACE(row.rule);
+    EXPECT_EQ(Rewritten(row.before), row.after);
   }
 }
 
-TEST_F(LauncherConfigTest, ARemovedOrReplacedValueTakesItsBytesAlong) {
-  ConfigEntryList list = ReadText("k=\xF0\x9F\x98\x80\nl=1\n");
-  SetConfigValues(list, u"k", {u"other", u"\uF600"});
-  EXPECT_EQ(WrittenBytes(root(), list), "k=other\nk=\xF0\x9F\x98\x80\nl=1\n");
-  SetConfigValues(list, u"k", {});
-  EXPECT_EQ(WrittenBytes(root(), list), "l=1\n");
+// The first text is compared with nothing.
+TEST_F(LauncherConfigTest, ComparingATextWithNoNarrowFormThrows) {
+  ConfigEntryList list;
+  EXPECT_TRUE(AddConfigValue(list, u"k", u"a\xD800"));
+  EXPECT_THROW(AddConfigValue(list, u"k", u"b"), std::length_error);
+  EXPECT_THROW(AddConfigValue(list, u"K", u"a\xD800"), std::length_error);
+  EXPECT_THROW(AddConfigValue(list, u"l\xD800", u"b"), std::length_error);
+  EXPECT_THROW(FindConfigValues(list, u"k\xD800"), std::length_error);
+  EXPECT_THROW(SetConfigValues(list, u"k\xD800", {}), std::length_error);
+  EXPECT_TRUE(AddConfigValue(list, u"l", u"b"));
+  EXPECT_EQ(EntriesOf(list), (Entries{{u"k", {u"a\xD800"}}, {u"l", {u"b"}}}));
+
+  ConfigEntryList first;
+  EXPECT_EQ(FindConfigValues(first, u"\xD800"), nullptr);
+  EXPECT_TRUE(AddConfigValue(first, u"k\xD800", u"1"));
+  EXPECT_THROW(AddConfigValue(first, u"l", u"1"), std::length_error);
+  EXPECT_THROW(FindConfigValues(first, u"l"), std::length_error);
 }
 
-TEST_F(LauncherConfigTest, CharactersThatBecomeTheSameAreBothKept) {
-  EXPECT_EQ(Rewritten("k=\xF0\x9F\x98\x80\nk=\xF0\xAF\x98\x80\nk=\xF0\x9F\x98\x80\nl=1\n"),
-            "k=\xF0\x9F\x98\x80\nl=1\nk=\xF0\xAF\x98\x80\n");
+TEST_F(LauncherConfigTest, ValuesAreComparedInTheirOrderUpToAnEqualOne) {
+  ConfigEntryList list;
+  SetConfigValues(list, u"k", {u"a", u"\xD800", u"b"});
+  EXPECT_FALSE(AddConfigValue(list, u"k", u"A"));
+  EXPECT_THROW(AddConfigValue(list, u"k", u"b"), std::length_error);
 }
 
-TEST_F(LauncherConfigTest, BytesThatAZeroByteHidesAreWrittenBack) {
-  using namespace std::string_view_literals;
-  EXPECT_EQ(Rewritten("a=1\nb=2\0hidden\nc=3\n"sv), "a=1\nb=2\0hidden\nc=3\n"sv);
-  EXPECT_EQ(Rewritten("a=1\n\0hidden\nc=3\n"sv), "a=1\n\0hidden\nc=3\n"sv);
-  EXPECT_EQ(Rewritten("a=1\na=1\0hidden\nc=3"sv), "a=1\na=1\0hidden\nc=3\n"sv);
-}
-
-TEST_F(LauncherConfigTest, AUtf16FileIsNotUnderstoodAndBecomesTextWhenItIsRewritten) {
-  const std::u16string text =
-      u"\uFEFFa=1\r\nk=\u00E9\u65E5\U0001F600\nConfigurationTemplatesLocation=/old\n";
-  std::string bytes;
-  for (const char16_t unit : text) {
-    bytes += static_cast<char>(unit & 0xFF);
-    bytes += static_cast<char>(unit >> 8);
-  }
-  WriteFile(root() / "16.cfg", bytes);
-  ASSERT_FALSE(IsNotUnicodeFile(U16(root() / "16.cfg")));
-  ConfigEntryList list = Read(root() / "16.cfg");
-  EXPECT_TRUE(list.empty());
-
-  SetConfigValues(list, kTemplatesLocationKey, {u"/new"});
-  WriteConfigFile(U16(root() / "16.cfg"), list);
-  EXPECT_EQ(ReadFile(root() / "16.cfg"),
-            "ConfigurationTemplatesLocation=/new\n"
-            "a=1\r\nk=\xC3\xA9\xE6\x97\xA5\xF0\x9F\x98\x80\nConfigurationTemplatesLocation=/old\n");
-  EXPECT_TRUE(IsNotUnicodeFile(U16(root() / "16.cfg")));
-  EXPECT_EQ(EntriesOf(Read(root() / "16.cfg")),
-            (Entries{{kTemplatesLocationKey, {u"/new", u"/old"}},
-                     {u"a", {u"1\r"}},
-                     {u"k", {u"\u00E9\u65E5\uF600"}}}));
-}
-
-TEST_F(LauncherConfigTest, AUtf16FileWithBrokenUnitsBecomesTextAsFarAsItGoes) {
-  using namespace std::string_view_literals;
-  WriteFile(root() / "16.cfg",
-            "\xFF\xFE"
-            "a\0\x00\xD8=\0\x00\xDC"
-            "b\0c"sv);
-  const ConfigEntryList list = Read(root() / "16.cfg");
-  WriteConfigFile(U16(root() / "16.cfg"), list);
-  EXPECT_EQ(ReadFile(root() / "16.cfg"), "a?=?b");
-}
-
-TEST_F(LauncherConfigTest, WithoutAUsableLocaleNothingIsLostEither) {
-  setenv("LC_ALL", "C", 1);
-  const std::string file = "a=1\nk=\xD0\x98\xD0\xB2\xD0\xB0\xD0\xBD\nb=2\n";
-  EXPECT_EQ(Rewritten(file), file);
+TEST_F(LauncherConfigTest, ReadingEndsAtAComparisonThatThrowsAndKeepsTheLinesBefore) {
+  WriteFile(root() / "f", "a=1\nk=\xF0\x9D\xA0\x80\nk=2\nb=3\n");
+  ConfigEntryList list;
+  EXPECT_THROW(ReadConfigFile(U16(root() / "f"), list), std::length_error);
+  EXPECT_EQ(EntriesOf(list), (Entries{{u"a", {u"1"}}, {u"k", {u"\xD800"}}}));
 }
 
 // --- The list ----------------------------------------------------------------------------------
@@ -287,23 +263,7 @@ TEST_F(LauncherConfigTest, ComparisonEndsAtAZeroUnit) {
   EXPECT_TRUE(AddConfigValue(list, key, u"1"));
   EXPECT_FALSE(AddConfigValue(list, u"A", u"1"));
   EXPECT_FALSE(AddConfigValue(list, u"a", stdx::u16string(u"1\0x", 3)));
-  EXPECT_EQ(list.size(), 1u);
-}
-
-TEST_F(LauncherConfigTest, TextWithNoNarrowFormEqualsOnlyItself) {
-  ConfigEntryList list;
-  EXPECT_TRUE(AddConfigValue(list, u"k\xD800", u"a\xD800"));
-  EXPECT_FALSE(AddConfigValue(list, u"k\xD800", u"a\xD800"));
-  EXPECT_TRUE(AddConfigValue(list, u"k\xD800", u"A\xD800"));
-  EXPECT_TRUE(AddConfigValue(list, u"K\xD800", u"a\xD800"));
-  EXPECT_TRUE(AddConfigValue(list, u"k", u"a"));
-  EXPECT_EQ(EntriesOf(list), (Entries{{u"k\xD800", {u"a\xD800", u"A\xD800"}},
-                                      {u"K\xD800", {u"a\xD800"}},
-                                      {u"k", {u"a"}}}));
-  EXPECT_EQ(FindConfigValues(list, u"k\xD801"), nullptr);
-  // Nor does it equal a text whose bytes are those of its units.
-  EXPECT_TRUE(AddConfigValue(list, u"a\u0600a", u"1"));
-  EXPECT_TRUE(AddConfigValue(list, u"\xD861\x6180", u"1"));
+  EXPECT_EQ(list.entries.size(), 1u);
 }
 
 TEST_F(LauncherConfigTest, LetterCaseIsFoldedAsTheLocaleFoldsIt) {
@@ -337,6 +297,17 @@ TEST_F(LauncherConfigTest, SettingValuesKeepsPlaceAndSpellingOfTheKey) {
             (Entries{{u"a", {u"1"}}, {u"Key", {u"x", u"y", u"X"}}, {u"b", {u"1"}}}));
   EXPECT_FALSE(AddConfigValue(list, u"key", u"Y"));
   EXPECT_TRUE(AddConfigValue(list, u"key", u"1"));
+}
+
+// Two equal values have one place among the compared ones.
+TEST_F(LauncherConfigTest, EveryValueAddedToEqualOnesIsFoundAgain) {
+  ConfigEntryList list;
+  SetConfigValues(list, u"k", {u"x", u"X", u"y"});
+  EXPECT_TRUE(AddConfigValue(list, u"k", u"z"));
+  for (const char16_t* const value : {u"x", u"y", u"z"}) {
+    EXPECT_FALSE(AddConfigValue(list, u"k", value));
+  }
+  EXPECT_EQ(EntriesOf(list), (Entries{{u"k", {u"x", u"X", u"y", u"z"}}}));
 }
 
 TEST_F(LauncherConfigTest, SettingNoValuesRemovesTheEntryAndLaterOnesMoveUp) {
@@ -404,6 +375,128 @@ TEST_F(LauncherConfigTest, PercentSignsAreTextAsAnyOther) {
   EXPECT_EQ(Rewritten("%s%n=%d%%\n"), "%s%n=%d%%\n");
 }
 
+// --- The copy beside the file ------------------------------------------------------------------
+
+class ConfigCopyTest : public LauncherConfigTest {
+ protected:
+  fs::path File() const { return root() / "q.cfg"; }
+  fs::path Copy() const { return root() / "q.cfg.orig"; }
+
+  /// Rewrites a file with these bytes, as the wizard does. What else lies about is counted.
+  void Rewrite(std::string_view bytes) {
+    WriteFile(File(), bytes);
+    RewriteAgain();
+  }
+  void RewriteAgain() {
+    ConfigEntryList list = Read(File());
+    SetConfigValues(list, kTemplatesLocationKey, {u"/t"});
+    WriteConfigFile(U16(File()), list);
+  }
+  std::size_t FilesBeside() const {
+    std::size_t files = 0;
+    for (const auto& entry : fs::directory_iterator(root())) files += entry.is_regular_file();
+    return files - 1;
+  }
+};
+
+TEST_F(ConfigCopyTest, IsMadeOfAFileThatIsNotUnderstoodToItsLastByte) {
+  using namespace std::string_literals;
+  const std::pair<const char*, std::string> rows[] = {
+      {"an undecodable byte", "a=1\nb=\xFF\n"},
+      {"far behind", Padded("a=1\n", 5000) + "\xFF"},
+      {"a character on the border of blocks", std::string(1023, 'x') + "\xC3\xA9\n"},
+      {"a cut character", "a=\xF0\x9F\x98\x80\n"},
+      {"a cut character with no narrow form",
+       "a=1\nConfigurationTemplatesLocation=\xF0\x9D\xA0\x80\n"},
+      {"a zero byte", "a=1\0\n"s},
+      {"UTF-16",
+       "\xFF\xFE"
+       "a\0=\0"
+       "1\0\n\0"s},
+  };
+  for (const auto& [rule, bytes] : rows) {
+    SCOPED_TRACE(rule);
+    fs::remove(Copy());
+    Rewrite(bytes);
+    ASSERT_TRUE(fs::exists(Copy()));
+    EXPECT_EQ(ReadFile(Copy()), bytes);
+    EXPECT_TRUE(ReadFile(File()).ends_with("ConfigurationTemplatesLocation=/t\n"));
+    EXPECT_EQ(FilesBeside(), 1u) << "nothing else is left";
+    EXPECT_EQ(fs::status(Copy()).permissions(), fs::perms::owner_read | fs::perms::owner_write)
+        << "it is the user's alone";
+  }
+}
+
+// In an eight-bit locale every byte is a character, also those of the mark.
+TEST_F(ConfigCopyTest, IsMadeOfAUtf16FileInALocaleThatDecodesIt) {
+  const std::string locale = (root() / "koi8.KOI8-R").string();
+  if (std::system(("localedef -c -i C -f KOI8-R " + locale + " 2>/dev/null").c_str()) != 0) {
+    GTEST_SKIP() << "no sources of locales on this system";
+  }
+  setenv("LOCPATH", root().c_str(), 1);
+  setenv("LC_ALL", "koi8.KOI8-R", 1);
+  WriteFile(File(), "\xFF\xFE\x14\x04\x3E\x04");  // the mark, and a word of two Cyrillic letters
+  RewriteAgain();
+  EXPECT_TRUE(fs::exists(Copy()));
+  fs::remove(Copy());
+  Rewrite("\xC4\xCF\xCD=1\n");
+  EXPECT_FALSE(fs::exists(Copy())) << "what the locale reads and writes needs none";
+  unsetenv("LOCPATH");
+}
+
+TEST_F(ConfigCopyTest, IsNotMadeOfAFileThatIsUnderstood) {
+  for (const std::string& bytes : {std::string(), std::string("# a\r\n\n=\nA=1\na=1\nk"),
+                                   Padded("k=\xC3\xA9\xE6\x97\xA5\n", 3000)}) {
+    Rewrite(bytes);
+    EXPECT_EQ(FilesBeside(), 0u) << bytes;
+  }
+  fs::remove(File());
+  RewriteAgain();
+  EXPECT_EQ(FilesBeside(), 0u) << "of no file neither";
+}
+
+TEST_F(ConfigCopyTest, IsMadeOfAFileThatWasNotReadToItsEnd) {
+  WriteFile(File(), "a=1\nb=2\n");
+  ConfigEntryList list;
+  AddConfigValue(list, u"a", u"1");
+  list.is_partial = true;
+  WriteConfigFile(U16(File()), list);
+  EXPECT_EQ(ReadFile(Copy()), "a=1\nb=2\n");
+  EXPECT_EQ(ReadFile(File()), "a=1\n");
+}
+
+TEST_F(ConfigCopyTest, IsMadeOnceAndNeverWrittenOver) {
+  Rewrite("first=\xFF\n");
+  Rewrite("second=\xFF\n");
+  EXPECT_EQ(ReadFile(Copy()), "first=\xFF\n");
+  EXPECT_EQ(ReadFile(File()), "ConfigurationTemplatesLocation=/t\n") << "the rewrite goes on";
+
+  fs::remove(Copy());
+  fs::create_symlink("nowhere", Copy());
+  Rewrite("third=\xFF\n");
+  EXPECT_TRUE(fs::is_symlink(Copy())) << "whatever has the name keeps it";
+  EXPECT_FALSE(fs::exists(root() / "nowhere"));
+  EXPECT_EQ(FilesBeside(), 0u);
+}
+
+TEST_F(ConfigCopyTest, ThatCannotBeMadeKeepsTheFileFromBeingRewritten) {
+  // The name is as long as a name may be, so there is none for a copy.
+  const fs::path file = root() / std::string(255, 'n');
+  WriteFile(file, "a=1\nb=\xFF\n");
+  int code = 0;
+  try {
+    WriteConfigFile(U16(file), Read(file));
+  } catch (int thrown) {
+    code = thrown;
+  }
+  EXPECT_EQ(code, 1);
+  EXPECT_EQ(ReadFile(file), "a=1\nb=\xFF\n");
+  WriteFile(file, "a=1\n");
+  WriteConfigFile(U16(file), Read(file));  // where none is needed, none is missed
+}
+
+// --- The file ----------------------------------------------------------------------------------
+
 TEST_F(LauncherConfigTest, AFileIsRewrittenWhereItIsWithItsModeAndThroughALink) {
   WriteFile(root() / "real.cfg", "a=1\na long line that has to go\n");
   chmod((root() / "real.cfg").c_str(), 0604);
@@ -441,6 +534,7 @@ TEST_F(LauncherConfigTest, AFileIsUnicodeOnlyWithTheLittleEndianMark) {
     EXPECT_EQ(IsNotUnicodeFile(U16(root() / "mark")), c.not_unicode);
   }
   EXPECT_FALSE(IsNotUnicodeFile(U16(root() / "missing")));
+  EXPECT_TRUE(IsNotUnicodeFile(U16(root()))) << "opens, and cannot be read";
 }
 
 // --- Places ------------------------------------------------------------------------------------
@@ -472,14 +566,14 @@ TEST_F(LauncherFilesTest, EachProfileReadsItsPairOfFiles) {
   LoadLauncherConfig(ordinary);
   EXPECT_EQ(EntriesOf(ordinary.own), (Entries{{u"which", {u"own"}}}));
   EXPECT_EQ(EntriesOf(ordinary.common), (Entries{{u"which", {u"product"}}}));
-  EXPECT_TRUE(ordinary.extra.empty());
+  EXPECT_TRUE(ordinary.extra.entries.empty());
 
   LauncherConfig alternate;
   alternate.altProfile = true;
   LoadLauncherConfig(alternate);
   EXPECT_EQ(EntriesOf(alternate.own), (Entries{{u"which", {u"alt"}}}));
   EXPECT_EQ(EntriesOf(alternate.common), (Entries{{u"which", {u"own"}}}));
-  EXPECT_TRUE(alternate.extra.empty());
+  EXPECT_TRUE(alternate.extra.entries.empty());
 }
 
 TEST_F(LauncherFilesTest, EachProfileWritesItsOwnFileAndNoOther) {
@@ -499,18 +593,44 @@ TEST_F(LauncherFilesTest, EachProfileWritesItsOwnFileAndNoOther) {
   }
 }
 
-TEST_F(LauncherFilesTest, MissingFilesLeaveTheListsEmpty) {
+TEST_F(LauncherFilesTest, MissingFilesAddNothing) {
   LauncherConfig store;
+  AddConfigValue(store.own, u"a", u"1");
+  AddConfigValue(store.common, u"b", u"2");
   LoadLauncherConfig(store);
-  EXPECT_TRUE(store.own.empty());
-  EXPECT_TRUE(store.common.empty());
+  EXPECT_EQ(EntriesOf(store.own), (Entries{{u"a", {u"1"}}}));
+  EXPECT_EQ(EntriesOf(store.common), (Entries{{u"b", {u"2"}}}));
 }
 
-TEST_F(LauncherFilesTest, AHomeWithNoTextFormLeavesTheListsEmpty) {
-  setenv("HOME", (home() / "\xFF").c_str(), 1);
+TEST_F(LauncherFilesTest, AFileThatCannotBeReadToItsEndKeepsTheOtherFromNothing) {
+  const std::string breaks_off = "a=1\nk=\xF0\x9D\xA0\x80\nk=2\nb=3\n";
+  const Entries before{{u"a", {u"1"}}, {u"k", {u"\xD800"}}}, whole{{u"c", {u"1"}}};
+  for (const bool own_breaks_off : {false, true}) {
+    WriteFile(Own(), own_breaks_off ? breaks_off : "c=1\n");
+    WriteFile(Product(), own_breaks_off ? "c=1\n" : breaks_off);
+    LauncherConfig store;
+    LoadLauncherConfig(store);
+    EXPECT_EQ(EntriesOf(store.own), own_breaks_off ? before : whole);
+    EXPECT_EQ(EntriesOf(store.common), own_breaks_off ? whole : before);
+    EXPECT_EQ(store.own.is_partial, own_breaks_off);
+  }
+}
+
+TEST_F(LauncherFilesTest, AnUnreadableCommonFileIsMissing) {
+  WriteFile(Own(), "a=1\n");
+  fs::create_directories(Product());  // opens, and cannot be read
   LauncherConfig store;
   LoadLauncherConfig(store);
-  EXPECT_TRUE(store.own.empty());
+  EXPECT_EQ(EntriesOf(store.own), (Entries{{u"a", {u"1"}}}));
+  EXPECT_TRUE(store.common.entries.empty());
+}
+
+TEST_F(LauncherFilesTest, AHomeWithNoTextFormAddsNothing) {
+  setenv("HOME", (home() / "\xFF").c_str(), 1);
+  LauncherConfig store;
+  AddConfigValue(store.own, u"a", u"1");
+  LoadLauncherConfig(store);
+  EXPECT_EQ(EntriesOf(store.own), (Entries{{u"a", {u"1"}}}));
   EXPECT_THROW(SaveLauncherConfig(store), std::length_error);
 }
 
@@ -528,16 +648,6 @@ TEST_F(LauncherFilesTest, SavingMakesTheDirectoryOfTheFile) {
                                                 {".Orbex/qlaunch/qlaunch.cfg", "a=1\n"},
                                                 {".Orbex/qlauncht/", ""},
                                                 {".Orbex/qlauncht/qlaunch.cfg", "a=1\n"}}));
-}
-
-TEST_F(LauncherFilesTest, AValueOfTheCommonFileIsWrittenToTheOwnFileAsItWasRead) {
-  WriteFile(Product(), "ConfigurationTemplatesLocation=/\xF0\x9D\xA0\x80/\xF0\x9F\x98\x80\n");
-  LauncherConfig store;
-  LoadLauncherConfig(store);
-  SetConfigValues(store.own, kTemplatesLocationKey,
-                  *FindConfigValues(store.common, kTemplatesLocationKey));
-  SaveLauncherConfig(store);
-  EXPECT_EQ(ReadFile(Own()), ReadFile(Product()));
 }
 
 }  // namespace

@@ -145,6 +145,21 @@ TEST_F(TemplateDirsTest, InstallingIntoARecordedDirectoryMovesItToTheFront) {
   EXPECT_EQ(ReadFile(Own()), Line("/t") + Line("/a"));
 }
 
+TEST_F(TemplateDirsTest, OneSeparatorAtTheEndIsNotRecorded) {
+  for (const auto& [directory, recorded] : {std::pair{u"/t", "/t"},
+                                            {u"/t/", "/t"},
+                                            {u"/t//", "/t/"},
+                                            {u"/t\\", "/t"},
+                                            {u"/t/\\", "/t/"},
+                                            {u"/", ""},
+                                            {u"", ""}}) {
+    fs::remove(Own());
+    U16List locations;
+    RecordTemplateDir(directory, locations, false, false);
+    EXPECT_EQ(ReadFile(Own()), Line(recorded)) << Path(directory);
+  }
+}
+
 // --- The directory to offer --------------------------------------------------------------------
 
 TEST_F(TemplateDirsTest, TheDefaultLiesUnderTheHomeDirectory) {
@@ -152,8 +167,15 @@ TEST_F(TemplateDirsTest, TheDefaultLiesUnderTheHomeDirectory) {
   EXPECT_EQ(GetDefaultTemplateBase(), u"/h/.quarn/Orbex/quarn/");
 }
 
-TEST_F(TemplateDirsTest, WithoutLauncherFilesTheDefaultIsOffered) {
-  // The common file alone is never asked.
+TEST_F(TemplateDirsTest, WithoutAnyLauncherFileTheDefaultIsOffered) {
+  const TemplateDirs dirs = ResolveTemplateDirs();
+  EXPECT_EQ(dirs.chosen, Default());
+  EXPECT_TRUE(dirs.locations.empty());
+  EXPECT_FALSE(dirs.altProfileExists);
+  EXPECT_FALSE(dirs.locationsFromAltProfile);
+}
+
+TEST_F(TemplateDirsTest, TheCommonFileAloneIsNeverAsked) {
   WriteFile(Product(), Line(tmp()));
   const TemplateDirs dirs = ResolveTemplateDirs();
   EXPECT_EQ(dirs.chosen, Default());
@@ -190,6 +212,18 @@ TEST_F(TemplateDirsTest, WhetherADirectoryIsWritableIsAskedOfTheTemporaryDirecto
   EXPECT_FALSE(IsDirectoryWritable(u"/proc"));
 }
 
+// A command of that name in front of the system's sees what file is made.
+TEST_F(TemplateDirsTest, TheTemporaryFileThatAsksIsNamedAfterThePlatform) {
+  WriteFile(root() / "bin/touch", "#!/bin/sh\necho \"$1\" > " + (root() / "seen").string() + "\n");
+  fs::permissions(root() / "bin/touch", fs::perms::owner_all);
+  const std::string path = std::getenv("PATH");
+  setenv("PATH", ((root() / "bin").string() + ":" + path).c_str(), 1);
+  EXPECT_TRUE(IsDirectoryWritable(U16(root())));
+  setenv("PATH", path.c_str(), 1);
+  const std::string seen = ReadFile(root() / "seen");
+  EXPECT_TRUE(seen.starts_with((tmp() / "Orbex").string())) << seen;
+}
+
 TEST_F(TemplateDirsTest, ADirectoryWithNoNarrowFormIsNotWritable) {
   EXPECT_FALSE(IsDirectoryWritable(u"/\xD800"));
   EXPECT_FALSE(IsDirectoryWritable(stdx::u16string(u"/tmp/\0/t", 8)));
@@ -204,9 +238,39 @@ TEST_F(TemplateDirsTest, OfTwoLauncherFilesTheOrdinaryOneGivesTheList) {
   EXPECT_FALSE(dirs.locationsFromAltProfile);
 }
 
-TEST_F(TemplateDirsTest, AHomeWithNoTextFormOffersNothing) {
-  setenv("HOME", (home() / "\xFF").c_str(), 1);
-  EXPECT_EQ(ResolveTemplateDirs().chosen, u"");
+// An empty line in front stands for an empty directory, to which the system prefers its own.
+TEST_F(TemplateDirsTest, ARecordedEmptyLineMakesTheChosenDirectoryEmpty) {
+  fs::create_directories(root() / "good");
+  WriteFile(Own(), Line("") + Line(root() / "good"));
+  const TemplateDirs dirs = ResolveTemplateDirs();
+  EXPECT_EQ(dirs.chosen, u"");
+  EXPECT_EQ(dirs.locations, (U16List{u"", U16(root() / "good")}));
+}
+
+TEST_F(TemplateDirsTest, ADirectoryBehindABlockThatCannotBeDecodedIsOffered) {
+  WriteFile(Own(), "bad=\xFF" + std::string(1018, '#') + "\n" + Line(tmp()));
+  EXPECT_EQ(ResolveTemplateDirs().chosen, U16(tmp()));
+}
+
+TEST_F(TemplateDirsTest, ADirectoryThatCannotBeComparedEndsTheList) {
+  WriteFile(Own(), Line("\\\xF0\x9D\xA0\x80"));
+  WriteFile(Product(), Line(tmp()));
+  const TemplateDirs dirs = ResolveTemplateDirs();
+  EXPECT_EQ(dirs.locations, (U16List{u"/\xD800"}));
+  EXPECT_EQ(dirs.chosen, Default());
+}
+
+TEST_F(TemplateDirsTest, AHomeIsNamedWhereItsNameComesBack) {
+  for (const char* const name : {"/h", "/", "", "/h\xC3\xA9"}) {
+    setenv("HOME", name, 1);
+    EXPECT_TRUE(IsHomeNamed()) << name;
+  }
+  for (const char* const name : {"/\xFF", "/\U0001F600", "/\U00020000/t", "/\U0001D800"}) {
+    setenv("HOME", name, 1);
+    EXPECT_FALSE(IsHomeNamed()) << name;
+  }
+  unsetenv("HOME");
+  EXPECT_TRUE(IsHomeNamed()) << "that of the account then";
 }
 
 // --- Who gets rewritten ------------------------------------------------------------------------
@@ -237,12 +301,9 @@ TEST_F(TemplateDirsTest, AnInstallationIsRecordedInTheseFiles) {
        b + "y=1\n", none, "x=1\n" + t, t + "y=1\n"},
       {"an empty ordinary file counts as one", "", b, none, t, t},
       {"the directory is in the list already", a + Line("/T/"), none, none, t + a, none},
-      {"a list that cannot be read to its end keeps it", "x=1\n" + a + "\xFF\n", none, none,
-       t + "x=1\n" + a + "\xFF\n", none},
-      {"a directory that cannot be expressed stays", "x=1\n" + Line("/\xF0\x9D\xA0\x80") + a, none,
-       none, "x=1\n" + t + Line("/\xF0\x9D\xA0\x80") + a, none},
-      {"also one of the product's", a, none, Line("/\xF0\x9D\xA0\x80") + c,
-       t + a + Line("/\xF0\x9D\xA0\x80") + c, none},
+      {"what cannot be decoded goes", "x=1\n" + a + "\xFF\n", none, none, t, none},
+      {"what a character has lost is lost in the file", Line("/\xF0\x9F\x98\x80"), none, none,
+       t + Line("/\xEF\x98\x80"), none},
   };
   for (const RecordCase& row : cases) {
     SCOPED_TRACE(row.rule);
@@ -264,12 +325,33 @@ TEST_F(TemplateDirsTest, AnInstallationIsRecordedInTheseFiles) {
   }
 }
 
-TEST_F(TemplateDirsTest, WhereTheOrdinaryFileCannotBeSavedTheAlternateOneIsNotTried) {
-  fs::create_directories(Own());  // a directory in its place
-  WriteFile(Alt(), Line("/b"));
-  U16List locations{u"/b"};
-  EXPECT_THROW(RecordTemplateDir(u"/t", locations, false, true), int);
-  EXPECT_EQ(ReadFile(Alt()), Line("/b"));
+// U+29E3D loses its upper bits and is U+9E3D then: two names of one directory, of which the one
+// that was installed into is written.
+TEST_F(TemplateDirsTest, TheDirectoryInstalledIntoIsRecordedAlsoWhereACutOneLooksLikeIt) {
+  const std::string cut = "/\xF0\xA9\xB8\xBD", real = "/\xE9\xB8\xBD";
+  WriteFile(Own(), "X=" + real + "\n" + Line(cut));
+  WriteFile(Product(), "X=" + cut + "\n");
+  TemplateDirs dirs = ResolveTemplateDirs();
+  RecordTemplateDir(U16(real), dirs.locations, dirs.locationsFromAltProfile, dirs.altProfileExists);
+  EXPECT_EQ(ReadFile(Own()), "X=" + real + "\n" + Line(real));
+}
+
+TEST_F(TemplateDirsTest, ALineWithoutNarrowFormInAnotherFileKeepsNothingFromBeingRecorded) {
+  WriteFile(Own(), "configurationtemplateslocation=\\\xF0\x9D\xA0\x80\n");
+  SaveTemplateLocations({u"/t"}, false);
+  EXPECT_EQ(ReadFile(Own()), "configurationtemplateslocation=/t\n");
+}
+
+TEST_F(TemplateDirsTest, EachOfTwoFilesIsSavedWhateverBecomesOfTheOther) {
+  for (const bool own_fails : {true, false}) {
+    SCOPED_TRACE(own_fails);
+    fs::remove_all(home());
+    fs::create_directories(own_fails ? Own() : Alt());  // a directory in its place
+    WriteFile(own_fails ? Alt() : Own(), Line("/b"));
+    U16List locations{u"/b"};
+    EXPECT_THROW(RecordTemplateDir(u"/t", locations, false, true), int);
+    EXPECT_EQ(ReadFile(own_fails ? Alt() : Own()), Line("/t") + Line("/b"));
+  }
 }
 
 }  // namespace

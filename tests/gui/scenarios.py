@@ -2,11 +2,13 @@
 
 import os
 import re
+import shutil
 import socket
+import subprocess
 import time
 
 from desktop import wait_for
-from world import BACK, BROWSE, CANCEL, CHECK_BOX, KIT_TIME, NEXT
+from world import BACK, BROWSE, CANCEL, CHECK_BOX, KIT_TIME, NEXT, Missing
 
 SCENARIOS = {}
 # What a scenario needs of the desktop that the wizard runs on; see bridges.py.
@@ -609,6 +611,30 @@ def a_directory_in_any_script_is_installed_into(world):
     target = home / ".quarn/Orbex/quarn/tmplts"
     world.check_equal(world.installed(target), files, "installed files")
     world.check_equal(config.read_text(), f"ConfigurationTemplatesLocation={target}\n", "launcher file")
+
+
+@scenario
+def a_directory_in_the_users_eight_bit_encoding_is_shown_and_installed_into(world):
+    world.pack({"base.cf": b"base"}, name="Дом", provider="Фирма")
+    locale = world.root / "locales/ru.KOI8-R"
+    locale.parent.mkdir()
+    if not shutil.which("localedef") or subprocess.run(
+            ["localedef", "-c", "-i", "C", "-f", "KOI8-R", str(locale)], stderr=subprocess.DEVNULL).returncode != 0:
+        raise Missing("no sources of locales on this system")
+    target = os.fsencode(world.root) + "/дом".encode("koi8-r")
+    os.mkdir(target)
+    recorded = b"ConfigurationTemplatesLocation=" + target + b"\n"
+    world.launcher_file.parent.mkdir(parents=True)
+    world.launcher_file.write_bytes(recorded)
+    wizard = world.start(language="ru", LANG="ru.KOI8-R", LOCPATH=str(locale.parent))
+    world.check_equal(wizard.main_window().title, world.text("IDR_MAINFRAME", "ru"), "title")
+    wizard.press(NEXT)
+    # The directory goes through the field as it is.
+    wizard.press(NEXT)
+    wait_for(lambda: os.path.exists(target + b"/base.cf"), "the file to be installed")
+    wizard.press(NEXT)
+    wizard.finish()
+    world.check_equal(world.launcher_file.read_bytes(), recorded, "launcher file")
 
 
 # --- Those who do not see the window --------------------------------------------------------------

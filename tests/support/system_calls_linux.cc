@@ -146,6 +146,14 @@ int __wrap_rename(const char* from, const char* to) {
   return Fails("rename") ? -1 : __real_rename(from, to);
 }
 
+int __real_link(const char* from, const char* to);
+int __wrap_link(const char* from, const char* to) {
+  return Fails("link") ? -1 : __real_link(from, to);
+}
+
+int __real_mkstemp64(char* name);
+int __wrap_mkstemp64(char* name) { return Fails("mkstemp") ? -1 : __real_mkstemp64(name); }
+
 int __real_unlink(const char* path);
 int __wrap_unlink(const char* path) { return Fails("unlink") ? -1 : __real_unlink(path); }
 

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "core/text.h"
+#include "l10n/string_table.h"
 #include "tests/support/scratch.h"
 
 namespace quarn::testing {
@@ -14,8 +15,24 @@ class EnvironmentLocale : public ScratchTest {
  protected:
   EnvironmentLocale() {
     for (const char* const name : {"LC_ALL", "LC_MESSAGES", "LC_CTYPE", "LANG"}) unsetenv(name);
+    SetCurrentLanguage(FindLanguageByCode("ru"));
   }
-  ~EnvironmentLocale() override { unsetenv("LC_MESSAGES"); }
+  ~EnvironmentLocale() override {
+    unsetenv("LC_MESSAGES");
+    unsetenv("LOCPATH");
+    SetCurrentLanguage(kNoLanguage);
+  }
+
+  /// Makes the locale "xx.`charset`" and lets LANG name it; skips where the system has no sources.
+  void UseLocale(const std::string& charset) {
+    const std::string name = "xx." + charset;
+    const std::string command =
+        "localedef -c -i C -f " + charset + " " + (root() / name).string() + " 2>/dev/null";
+    is_there_ = std::system(command.c_str()) == 0;
+    setenv("LOCPATH", root().c_str(), 1);
+    setenv("LANG", name.c_str(), 1);
+  }
+  bool is_there_ = true;
 
   static std::string Get(const char* name) {
     const char* const value = std::getenv(name);
@@ -57,11 +74,11 @@ TEST_F(EnvironmentLocale, IsCutBeforeEncodingAndVariant) {
 TEST_F(EnvironmentLocale, StaysWhereItExpressesEveryText) {
   setenv("LC_ALL", "C.UTF-8", 1);
   setenv("LANG", "fr_FR.UTF-8", 1);
-  EnsureUtf8Locale();
+  EnsureTextLocale();
   EXPECT_EQ(Get("LC_ALL"), "C.UTF-8");
   unsetenv("LC_ALL");
   setenv("LANG", "C.UTF-8", 1);
-  EnsureUtf8Locale();
+  EnsureTextLocale();
   EXPECT_EQ(Get("LC_ALL"), "(unset)");
   EXPECT_EQ(Get("LANG"), "C.UTF-8");
 }
@@ -71,7 +88,7 @@ TEST_F(EnvironmentLocale, IsReplacedWhereItIsMissingOrKnowsOnlyAscii) {
     SCOPED_TRACE(value);
     unsetenv("LC_ALL");
     setenv("LANG", value, 1);
-    EnsureUtf8Locale();
+    EnsureTextLocale();
     EXPECT_EQ(Get("LC_ALL"), "C.UTF-8");
     EXPECT_EQ(Get("LANG"), value) << "who reads LANG later must find what the user has set";
     EXPECT_EQ(ToUtf16("Установка"), u"Установка");
@@ -81,7 +98,39 @@ TEST_F(EnvironmentLocale, IsReplacedWhereItIsMissingOrKnowsOnlyAscii) {
 TEST_F(EnvironmentLocale, IsReplacedAsAWholeWhereOneCategoryIsMissing) {
   setenv("LANG", "C.UTF-8", 1);
   setenv("LC_MESSAGES", "xx_YY.UTF-8", 1);
-  EnsureUtf8Locale();
+  EnsureTextLocale();
+  EXPECT_EQ(Get("LC_ALL"), "C.UTF-8");
+}
+
+TEST_F(EnvironmentLocale, StaysInAnEightBitEncodingThatTakesInTheTextsOfTheLanguage) {
+  for (const char* const charset : {"KOI8-R", "ISO-8859-1", "ISO-8859-5"}) {
+    SCOPED_TRACE(charset);
+    UseLocale(charset);
+    if (!is_there_) GTEST_SKIP() << "no sources of locales on this system";
+    for (const auto& [id, entry] : Languages()) {
+      SetCurrentLanguage(id);
+      EnsureTextLocale();
+      EXPECT_EQ(Get("LC_ALL"), "(unset)") << entry.code.view();
+    }
+  }
+}
+
+// In this Arabic encoding many bytes stand for nothing, and Russian letters in UTF-8 need them.
+TEST_F(EnvironmentLocale, IsReplacedWhereItCannotTakeInTheTextsOfTheLanguage) {
+  UseLocale("ISO-8859-6");
+  if (!is_there_) GTEST_SKIP() << "no sources of locales on this system";
+  SetCurrentLanguage(kEnglish);
+  EnsureTextLocale();
+  EXPECT_EQ(Get("LC_ALL"), "(unset)");
+  SetCurrentLanguage(FindLanguageByCode("ru"));
+  EnsureTextLocale();
+  EXPECT_EQ(Get("LC_ALL"), "C.UTF-8");
+}
+
+TEST_F(EnvironmentLocale, OfAsciiAloneIsReplacedForEnglishToo) {
+  SetCurrentLanguage(kEnglish);
+  setenv("LANG", "C", 1);
+  EnsureTextLocale();
   EXPECT_EQ(Get("LC_ALL"), "C.UTF-8");
 }
 

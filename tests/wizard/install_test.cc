@@ -563,8 +563,7 @@ TEST_P(Record, OneSeparatorAtMostIsTakenOff) {
 
 INSTANTIATE_TEST_SUITE_P(Separators, Record,
                          ::testing::Values(Recorded{"None", "", ""}, Recorded{"One", "/", ""},
-                                           Recorded{"Two", "//", "/"},
-                                           Recorded{"Backslash", "\\", ""}),
+                                           Recorded{"Two", "//", "/"}),
                          [](const auto& info) { return info.param.name; });
 
 TEST_F(Install, TheNewDirectoryComesFirstAndOnce) {

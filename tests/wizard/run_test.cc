@@ -99,6 +99,80 @@ TEST_F(Start, NothingLeavesAnApplicationThatCannotBeSetUp) {
   EXPECT_FALSE(toolkit.has_window());
 }
 
+TEST_F(Start, WhatFollowsTheChoiceOfTheLanguageComesBeforeTheFirstText) {
+  WriteKit(ExampleKit());
+  static std::int32_t language;
+  language = kNoLanguage;
+  setenv("LC_ALL", "C", 1);
+  toolkit.Story([&] { toolkit.CloseWithBox(); });
+  const fs::path back = fs::current_path();
+  fs::current_path(start_directory());
+  std::vector<std::string> arguments{"setup", "usecwd", "-Lru"};
+  std::vector<char*> argv;
+  for (std::string& argument : arguments) argv.push_back(argument.data());
+  app.argc = static_cast<std::int32_t>(argv.size());
+  app.argv = argv.data();
+  quarn::Run(app, toolkit, [] {
+    language = FindLanguageByCode(CurrentLanguage()->code);
+    setenv("LC_ALL", "C.UTF-8", 1);
+  });
+  fs::current_path(back);
+  EXPECT_EQ(language, FindLanguageByCode("ru"));
+  EXPECT_EQ(toolkit.title(), TextOf("ru", "IDR_MAINFRAME"));
+}
+
+// --- An eight-bit locale -----------------------------------------------------------------------
+
+/// A Russian user whose files and their names are KOI8-R.
+class EightBit : public Start {
+ protected:
+  void SetUp() override {
+    Start::SetUp();
+    const std::string locale = (root() / "ru.KOI8-R").string();
+    if (std::system(("localedef -c -i C -f KOI8-R " + locale + " 2>/dev/null").c_str()) != 0) {
+      GTEST_SKIP() << "no sources of locales on this system";
+    }
+    setenv("LOCPATH", root().c_str(), 1);
+    setenv("LC_ALL", "ru.KOI8-R", 1);
+    WriteKit(ExampleKit());
+    fs::create_directories(recorded_);
+    WriteFile(own_cfg(), "ConfigurationTemplatesLocation=" + recorded_.string() + "\n");
+  }
+  void TearDown() override { unsetenv("LOCPATH"); }
+
+  static constexpr const char* kHouse = "\xC4\xCF\xCD";  // "дом"
+  const fs::path recorded_ = root() / kHouse;
+};
+
+TEST_F(EightBit, ASilentRunInstallsIntoTheRecordedDirectoryAndRecordsItAsItWas) {
+  RunWizard({"-S", "-Lru"});
+  EXPECT_TRUE(toolkit.messages().empty());
+  EXPECT_TRUE(fs::exists(recorded_ / "ledger"));
+  EXPECT_EQ(ReadFile(own_cfg()), "ConfigurationTemplatesLocation=" + recorded_.string() + "\n");
+}
+
+TEST_F(EightBit, TheUserReadsTheRecordedDirectoryAndTheTextsAndTypesAnother) {
+  toolkit.Story([&] {
+    EXPECT_EQ(toolkit.title(), TextOf("ru", "IDR_MAINFRAME"));
+    EXPECT_TRUE(toolkit.VisibleTexts().at(0).starts_with(TextOf("ru", "IDS_WELCOME_TITLE")));
+    toolkit.Press(TextOf("ru", "IDS_WIZARD_NEXT"));
+    EXPECT_EQ(toolkit.Shown(ControlKind::kField).text, (root() / "дом").string());
+    toolkit.Type((root() / "日本").string());
+    toolkit.Press(TextOf("ru", "IDS_WIZARD_NEXT"));
+    EXPECT_EQ(toolkit.messages().size(), 1u) << "a name that the locale does not have";
+    toolkit.Type((root() / "мой дом").string());
+    toolkit.Press(TextOf("ru", "IDS_WIZARD_NEXT"));
+    EXPECT_EQ(toolkit.VisibleTexts().at(0), kSuccessText);
+    toolkit.Press(TextOf("ru", "IDS_WIZARD_FINISH"));
+  });
+  RunWizard({"-Lru"});
+  const fs::path typed = root() / ("\xCD\xCF\xCA " + std::string(kHouse));
+  EXPECT_TRUE(fs::exists(typed / "ledger"));
+  EXPECT_EQ(ReadFile(own_cfg()), "ConfigurationTemplatesLocation=" + typed.string() +
+                                     "\nConfigurationTemplatesLocation=" + recorded_.string() +
+                                     "\n");
+}
+
 // --- Whole runs --------------------------------------------------------------------------------
 
 class WholeRun : public WizardTest, public ::testing::WithParamInterface<const char*> {
@@ -209,24 +283,45 @@ TEST_F(Start, ASilentRunThatFailsTellsAndEnds) {
   EXPECT_FALSE(fs::exists(own_cfg()));
 }
 
-// A home directory that the system cannot be given by its name has no place for templates.
+// What belongs into a home directory whose name does not come back would go into another one.
 class Homeless : public Start, public ::testing::WithParamInterface<const char*> {};
 
-TEST_P(Homeless, ASilentRunTellsAndInstallsNothing) {
+TEST_P(Homeless, ARunTellsAndEndsBeforeAnythingIsWritten) {
   WriteKit(ExampleKit());
-  setenv("HOME", (home() / GetParam()).c_str(), 1);
-  RunWizard({"-S", "-Len"});
-  setenv("HOME", home().c_str(), 1);
-  EXPECT_EQ(toolkit.messages(),
-            (std::vector<ShownMessage>{Error(TextOf("en", "IDS_SETUP_EMPTYTARGET"))}));
-  EXPECT_EQ(toolkit.turns(), 0) << "no installation began";
-  EXPECT_TRUE(fs::is_empty(home()));
+  const std::map<std::string, std::string> before = Tree(root());
+  for (const bool silent : {true, false}) {
+    SCOPED_TRACE(silent);
+    setenv("HOME", (home() / GetParam()).c_str(), 1);
+    RecordingToolkit other;
+    RunProgram(other, silent ? std::vector<std::string>{"setup", "usecwd", "-S", "-Len"}
+                             : std::vector<std::string>{"setup", "usecwd", "-Len"});
+    setenv("HOME", home().c_str(), 1);
+    EXPECT_EQ(other.messages(),
+              (std::vector<ShownMessage>{Error(TextOf("en", "IDS_SETUP_EMPTYTARGET"))}));
+    EXPECT_FALSE(other.has_window());
+    EXPECT_EQ(other.turns(), 0) << "no installation began";
+    EXPECT_EQ(Tree(root()), before);
+  }
 }
 
 // The last two lose their upper bits: templates would go into the directory above, or to U+F600,
 // and where that cannot be made, its failure would cost the directory above.
 INSTANTIATE_TEST_SUITE_P(Homes, Homeless,
                          ::testing::Values("\xff", "\U0001D800", "\U00020000", "\U0001F600"));
+
+// The empty directory comes first, and it is what a run would install into.
+TEST_F(Start, ASilentRunWithARecordedEmptyLineTellsAndInstallsNothing) {
+  WriteKit(ExampleKit());
+  const std::string recorded =
+      "ConfigurationTemplatesLocation=\nConfigurationTemplatesLocation=" + target().string() + "\n";
+  WriteFile(own_cfg(), recorded);
+  RunWizard({"-S", "-Len"});
+  EXPECT_EQ(toolkit.messages(),
+            (std::vector<ShownMessage>{Error(TextOf("en", "IDS_SETUP_EMPTYTARGET"))}));
+  EXPECT_EQ(toolkit.turns(), 0) << "no installation began";
+  EXPECT_FALSE(fs::exists(target()));
+  EXPECT_EQ(ReadFile(own_cfg()), recorded);
+}
 
 TEST_F(Start, EveryLanguageReachesTheDirectoryPage) {
   WriteKit(ExampleKit());

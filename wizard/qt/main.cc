@@ -5,10 +5,9 @@
 
 int main(int argc, char** argv) {
   quarn::QtToolkit toolkit(quarn::EnvironmentLocaleIdentifier());
-  quarn::EnsureUtf8Locale();
   quarn::CInstallerApp app;
   app.argc = argc;
   app.argv = argv;
-  quarn::Run(app, toolkit);
+  quarn::Run(app, toolkit, quarn::EnsureTextLocale);
   return 0;
 }

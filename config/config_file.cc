@@ -1,0 +1,212 @@
+#include "config/config_file.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+#include "core/text.h"
+
+namespace quarn {
+namespace {
+
+/// What the writer throws.
+constexpr int kCannotOpen = 1;
+constexpr int kCannotWrite = 2;
+
+constexpr std::size_t kBlockSize = 1024;
+constexpr std::string_view kUtf16Mark = "\xFF\xFE";
+
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
+/// False when not everything went out; a full disk may show only with the last block.
+bool WriteAndClose(File file, const stdx::string& bytes) {
+  if (file == nullptr) return false;
+  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
+  return std::fclose(file.release()) == 0 && written;
+}
+
+// --- Reading -----------------------------------------------------------------------------------
+
+/// Puts decoded text together to lines.
+class LineReader {
+ public:
+  explicit LineReader(ConfigEntryList& list) : list_(list) {}
+
+  void Take(const char16_t* text, std::size_t count) {
+    const char16_t* const end = text + count;
+    while (text != end) {
+      const char16_t* const stop = std::find_if(text, end, [this](char16_t unit) {
+        return unit == u'\n' || (unit == u'=' && !in_value_);
+      });
+      (in_value_ ? value_ : key_).append(text, static_cast<std::size_t>(stop - text));
+      if (stop == end) return;
+      if (*stop == u'\n') {
+        EndLine();
+      } else {
+        in_value_ = true;
+      }
+      text = stop + 1;
+    }
+  }
+
+  void EndLine() {
+    if (!key_.empty() || !value_.empty()) StoreConfigLine(list_, key_, value_);
+    key_.clear();
+    value_.clear();
+    in_value_ = false;
+  }
+
+ private:
+  ConfigEntryList& list_;
+  stdx::u16string key_, value_;
+  bool in_value_ = false;
+};
+
+/// Whether reading the file may never end, or its opening wait for ever.
+bool IsEndless(const stdx::string& path) {
+  struct stat status;
+  return stat(path.c_str(), &status) == 0 && (S_ISCHR(status.st_mode) || S_ISFIFO(status.st_mode));
+}
+
+}  // namespace
+
+void ReadConfigFile(const stdx::u16string& path, ConfigEntryList& list) {
+  if (IsEndless(ToNarrow(path))) return;
+  const File file(OpenStdioFile(path.c_str(), u"rt, ccs=UNICODE"));
+  if (file == nullptr) {
+    list.is_partial |= errno != ENOENT && errno != ENOTDIR;
+    // Some platforms refuse one form of the mode and accept the other; no more than a probe.
+    const File probe(OpenStdioFile(path.c_str(), u"rt, ccs=UTF-8"));
+    return;
+  }
+  LineReader reader(list);
+  std::array<char, kBlockSize> block;
+  std::array<char16_t, 2 * kBlockSize> text;
+  while (const std::size_t size = std::fread(block.data(), 1, block.size(), file.get())) {
+    const std::int32_t count = MultibyteToUtf16(block.data(), size, text.data(), text.size());
+    if (count > 0) reader.Take(text.data(), static_cast<std::size_t>(count));
+  }
+  list.is_partial |= std::ferror(file.get()) != 0;
+  reader.EndLine();
+}
+
+// --- What a rewrite must not lose --------------------------------------------------------------
+
+namespace {
+
+/// What a file holds before it is rewritten. Only a regular file holds something that can be lost.
+struct FormerContents {
+  bool exists = false;
+  bool is_regular = false;
+  stdx::string bytes;
+};
+
+/// Throws 1 where it cannot be told what there is.
+FormerContents ReadFormerContents(const stdx::string& path) {
+  FormerContents former;
+  struct stat status;
+  if (stat(path.c_str(), &status) != 0) {
+    if (errno != ENOENT) throw kCannotOpen;
+    return former;
+  }
+  if (S_ISFIFO(status.st_mode)) throw kCannotOpen;  // opening it would wait for a reader
+  former.exists = true;
+  former.is_regular = S_ISREG(status.st_mode);
+  if (!former.is_regular) return former;
+  const File file(std::fopen(path.c_str(), "rb"));
+  if (file == nullptr) throw kCannotOpen;
+  std::array<char, 65536> block;
+  while (const std::size_t size = std::fread(block.data(), 1, block.size(), file.get())) {
+    former.bytes.append(block.data(), size);
+  }
+  if (std::ferror(file.get()) != 0) throw kCannotOpen;
+  return former;
+}
+
+/// The room that the truncated file gave up is what they need, so this works on a full disk.
+void PutBack(const stdx::string& path, const FormerContents& former) {
+  if (former.is_regular) {
+    WriteAndClose(File(std::fopen(path.c_str(), "wb")), former.bytes);
+  } else if (!former.exists) {
+    // Where the name is a link, the file behind it is what was made.
+    std::error_code error;
+    std::remove(std::filesystem::canonical(path.c_str(), error).c_str());
+  }
+}
+
+/// Whether the reader gets every byte as text that can be written again.
+bool IsUnderstood(const stdx::string& bytes) {
+  if (bytes.starts_with(kUtf16Mark)) return false;
+  for (std::size_t at = 0; at < bytes.size(); at += kBlockSize) {
+    if (!SurvivesRoundTrip(bytes.substr(at, kBlockSize))) return false;
+  }
+  return true;
+}
+
+/// Makes the copy "<path>.orig", whole or not at all, unless something has that name. Throws 1.
+void KeepCopy(const stdx::string& path, const stdx::string& bytes) {
+  const stdx::string copy = path + ".orig";
+  struct stat status;
+  if (lstat(copy.c_str(), &status) == 0) return;
+  stdx::string part = copy + ".XXXXXX";
+  const int descriptor = mkstemp(part.data());
+  if (descriptor == -1) throw kCannotOpen;
+  close(descriptor);
+  // A link replaces nothing. Where the volume has none, nobody had the name a moment ago.
+  const bool is_kept = WriteAndClose(File(std::fopen(part.c_str(), "wb")), bytes) &&
+                       (link(part.c_str(), copy.c_str()) == 0 || errno == EEXIST ||
+                        std::rename(part.c_str(), copy.c_str()) == 0);
+  unlink(part.c_str());
+  if (!is_kept) throw kCannotOpen;
+}
+
+stdx::string TextOf(const ConfigEntryList& list) {
+  stdx::string text;
+  for (const ConfigEntry& entry : list.entries) {
+    for (const stdx::u16string& value : entry.values) {
+      text += ToNarrow(entry.key) + "=" + ToNarrow(value) + "\n";
+    }
+  }
+  return text;
+}
+
+}  // namespace
+
+// --- Writing -----------------------------------------------------------------------------------
+
+bool IsNotUnicodeFile(const stdx::u16string& path) {
+  const File file(std::fopen(ToNarrow(path).c_str(), "rb"));
+  if (file == nullptr) return false;
+  std::array<char, kUtf16Mark.size()> mark{};
+  const std::size_t size = std::fread(mark.data(), 1, mark.size(), file.get());
+  return std::string_view(mark.data(), size) != kUtf16Mark;
+}
+
+void WriteConfigFile(const stdx::u16string& path, const ConfigEntryList& list) {
+  // All that can fail beforehand, so that a failure finds the file as it was.
+  const stdx::string text = TextOf(list);
+  const stdx::string narrow_path = ToNarrow(path);
+  const FormerContents former = ReadFormerContents(narrow_path);
+  if (former.is_regular && (list.is_partial || !IsUnderstood(former.bytes))) {
+    KeepCopy(narrow_path, former.bytes);
+  }
+  File file(std::fopen(narrow_path.c_str(), "wt"));
+  if (file == nullptr) throw kCannotOpen;
+  if (WriteAndClose(std::move(file), text)) return;
+  PutBack(narrow_path, former);
+  throw kCannotWrite;
+}
+
+}  // namespace quarn
