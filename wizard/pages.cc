@@ -59,9 +59,8 @@ void DirSelectPage::SetPath(const stdx::u16string& text) {
 
 stdx::u16string DirSelectPage::GetPath() const {
   const stdx::string text = toolkit().GetText(path_);
-  const stdx::u16string path = ToUtf16(text);
-  if (ToNarrow(path) != text) throw std::length_error("a character above U+FFFF");
-  return path;
+  if (!SurvivesRoundTrip(text)) throw std::length_error("a name that loses bits");
+  return ToUtf16(text);
 }
 
 void DirSelectPage::TakeFolder(const stdx::string& path) { toolkit().SetText(path_, path); }
