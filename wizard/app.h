@@ -1,6 +1,7 @@
 // The start of the wizard, from the command line to the end of the controller.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 
 #include "core/basic_string.h"
@@ -14,11 +15,16 @@ struct CInstallerApp {
   char** argv = nullptr;         ///< not owned
   std::int32_t language_id = 0;  ///< 0 while not chosen
   stdx::u16string title;         ///< of the main window
+
+  /// How long a worker that does nothing is waited for behind a closed window: longer than any disk
+  /// takes to get on, and no time for a program that nobody sees any more.
+  std::chrono::milliseconds patience = std::chrono::minutes(1);
 };
 
 /// Runs the wizard: chooses the language, makes the controller and lets it run to its end. Returns
-/// when the wizard is over; no exception leaves it, and every outcome counts as a success of the
-/// program. Main thread, before any other thread exists.
+/// when the wizard is over, unless its worker is stuck: the process then ends here, with status 0.
+/// No exception leaves it, and every outcome counts as a success of the program. Main thread,
+/// before any other thread exists.
 void Run(CInstallerApp& app, Toolkit& toolkit) noexcept;
 
 }  // namespace quarn

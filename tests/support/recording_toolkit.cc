@@ -251,6 +251,12 @@ void RecordingToolkit::CloseWindow(ToolkitWindow* window) {
   closed_ = true;
 }
 
+bool RecordingToolkit::IsClosed(ToolkitWindow* window) {
+  CheckCall();
+  EXPECT_EQ(window, &window_);
+  return closed_;
+}
+
 ToolkitImage* RecordingToolkit::MakeImage(const Picture& picture) {
   CheckCall();
   images_.push_back(std::make_unique<RecordedImage>());

@@ -99,6 +99,7 @@ class QtToolkit::MainWindow : public QWidget, public ToolkitWindow, public HasAc
         drawn_(std::move(drawn)) {}
 
   CInstallerDlg& controller() const { return controller_; }
+  bool is_closed() const { return is_closed_; }
   QAccessible::Role accessible_role() const override { return QAccessible::Window; }
 
  protected:
@@ -114,6 +115,7 @@ class QtToolkit::MainWindow : public QWidget, public ToolkitWindow, public HasAc
   }
   void closeEvent(QCloseEvent* event) override {
     QWidget::closeEvent(event);
+    is_closed_ = true;
     loop_.quit();
   }
 
@@ -121,6 +123,7 @@ class QtToolkit::MainWindow : public QWidget, public ToolkitWindow, public HasAc
   CInstallerDlg& controller_;
   QEventLoop& loop_;
   std::function<void()> drawn_;
+  bool is_closed_ = false;
 };
 
 class QtToolkit::PageView : public QWidget, public ToolkitView, public HasAccessibleRole {
@@ -278,6 +281,10 @@ void QtToolkit::ShowWindow(ToolkitWindow* window) {
 void QtToolkit::RemoveView(ToolkitView* view) { static_cast<PageView*>(view)->setParent(nullptr); }
 
 void QtToolkit::CloseWindow(ToolkitWindow* window) { static_cast<MainWindow*>(window)->close(); }
+
+bool QtToolkit::IsClosed(ToolkitWindow* window) {
+  return static_cast<MainWindow*>(window)->is_closed();
+}
 
 ToolkitImage* QtToolkit::MakeImage(const Picture& picture) {
   return &images_.emplace_back(Image{{}, picture});

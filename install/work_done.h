@@ -1,0 +1,16 @@
+// Tells a worker that gets on, however slowly, from one that waits for what may never come. One
+// implementation per platform.
+#pragma once
+
+#include <pthread.h>
+
+#include <cstdint>
+
+namespace quarn {
+
+/// The processor time that `worker`, which has not been joined yet, and all commands that this
+/// process runs have used so far, in nanoseconds. Only a change means something: a command takes
+/// its share away when it ends. Even a disk that is slow to take a block leaves a trace in it.
+std::uint64_t WorkDone(pthread_t worker) noexcept;
+
+}  // namespace quarn
