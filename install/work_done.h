@@ -4,9 +4,14 @@
 
 #include <pthread.h>
 
+#include <chrono>
 #include <cstdint>
 
 namespace quarn {
+
+/// How long a worker that does nothing is waited for behind a closed window: longer than any disk
+/// takes to get on, and no time for a program that nobody sees any more.
+inline constexpr std::chrono::milliseconds kPatience = std::chrono::minutes(1);
 
 /// The processor time that `worker`, which has not been joined yet, and all commands that this
 /// process runs have used so far, in nanoseconds. Only a change means something: a command takes

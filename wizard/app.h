@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "core/basic_string.h"
+#include "install/work_done.h"
 #include "wizard/toolkit.h"
 
 namespace quarn {
@@ -15,10 +16,7 @@ struct CInstallerApp {
   char** argv = nullptr;         ///< not owned
   std::int32_t language_id = 0;  ///< 0 while not chosen
   stdx::u16string title;         ///< of the main window
-
-  /// How long a worker that does nothing is waited for behind a closed window: longer than any disk
-  /// takes to get on, and no time for a program that nobody sees any more.
-  std::chrono::milliseconds patience = std::chrono::minutes(1);
+  std::chrono::milliseconds patience = kPatience;
 };
 
 /// Runs the wizard: chooses the language, makes the controller and lets it run to its end. Returns

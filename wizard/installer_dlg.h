@@ -39,7 +39,7 @@ class CInstallerDlg final : public CWnd {
   /// window is closed, a worker that does nothing for `patience` is not waited for any longer.
   CInstallerDlg(int argc, char** argv, bool silent, const stdx::string& title,
                 const stdx::u16string& language, bool useCwd, Toolkit& toolkit,
-                std::chrono::milliseconds patience);
+                std::chrono::milliseconds patience = kPatience);
   CInstallerDlg(const CInstallerDlg&) = delete;
   CInstallerDlg& operator=(const CInstallerDlg&) = delete;
   /// Asks a worker that still runs to stop, and waits until its pass has ended; `EndWorker` before

@@ -155,9 +155,7 @@ INSTANTIATE_TEST_SUITE_P(Languages, Pages, ::testing::Values("en", "de"),
 
 class Page : public ScratchTest {
  protected:
-  Page()
-      : controller(0, nullptr, false, "Title", stdx::u16string(u"en"), true, toolkit,
-                   std::chrono::minutes(1)) {
+  Page() : controller(0, nullptr, false, "Title", stdx::u16string(u"en"), true, toolkit) {
     SetCurrentLanguage(kEnglish);
     ToolkitWindow* const window = toolkit.MakeMainWindow(controller, 500, 360, "Title");
     view = toolkit.MakeView(window);

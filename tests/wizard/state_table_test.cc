@@ -184,8 +184,7 @@ INSTANTIATE_TEST_SUITE_P(AllCells, StateTable, ::testing::ValuesIn(kRows), [](co
 });
 
 TEST_F(States, BeforeTheFirstPageNoButtonDoesAnything) {
-  CInstallerDlg controller(0, nullptr, false, "Title", stdx::u16string(u"en"), true, toolkit,
-                           std::chrono::minutes(1));
+  CInstallerDlg controller(0, nullptr, false, "Title", stdx::u16string(u"en"), true, toolkit);
   EXPECT_EQ(controller.page(), kStateConstructed);
   controller.OnBack();
   controller.OnNext();
