@@ -87,6 +87,7 @@ void SaveTemplateLocations(const std::vector<stdx::u16string>& list, bool altPro
 
 bool IsDirectoryWritable(const stdx::u16string& dir) {
   if (!HasNarrowForm(dir)) return false;  // so there is no such directory
+  if (!IsTempDirectoryNamed()) return false;
   try {
     stdx::u16string file;
     if (CreateTempFile(dir, u"Orbex", &file) != SHELL_OK) return false;

@@ -71,6 +71,7 @@ struct DirectFileSystem {
   static std::uint32_t ShellRemoveFile(const stdx::u16string& path);
 
   static constexpr auto GetTempDirectory = &quarn::GetTempDirectory;
+  static constexpr auto IsTempDirectoryNamed = &quarn::IsTempDirectoryNamed;
   /// Creates the file in `directory` itself; only its owner can read it.
   static std::uint32_t CreateTempFile(const stdx::u16string& directory,
                                       const stdx::u16string& prefix, stdx::u16string* name);

@@ -25,20 +25,38 @@ std::uint32_t FailWithErrno() {
 
 int Descriptor(FileHandle handle) { return static_cast<int>(handle); }
 
+/// -1 where it cannot be opened; errno tells why.
+int Open(const stdx::u16string& path, int flags) {
+  // The shells that this process starts have no business with its files.
+  return open(ToNarrow(UpToZero(path)).c_str(), flags | O_CLOEXEC, 0660);
+}
+
 }  // namespace
 
 std::uint32_t FileOpen(const stdx::u16string& path, std::uint32_t access, std::uint32_t,
                        std::uint32_t disposition, std::uint32_t, FileHandle* handle) {
   last_error = FILE_OK;
-  const stdx::string narrow = ToNarrow(UpToZero(path));
   int flags = access >= (FILE_ACCESS_READ | FILE_ACCESS_WRITE) ? O_RDWR
               : (access & FILE_ACCESS_WRITE) != 0              ? O_WRONLY
                                                                : O_RDONLY;
   if (disposition == FILE_TRUNCATE_EXISTING) flags |= O_TRUNC;
   if (disposition == FILE_CREATE_ALWAYS) flags |= O_CREAT;
-  // The shells that this process starts have no business with its files.
-  const int descriptor = open(narrow.c_str(), flags | O_CLOEXEC, 0660);
+  const int descriptor = Open(path, flags);
   if (descriptor == -1) return FailWithErrno();
+  *handle = descriptor;
+  return FILE_OK;
+}
+
+std::uint32_t FileOpenToMap(const stdx::u16string& path, FileHandle* handle) {
+  last_error = FILE_OK;
+  // Without the flag a FIFO is not open before somebody writes to it.
+  const int descriptor = Open(path, O_RDONLY | O_NONBLOCK);
+  if (descriptor == -1) return FailWithErrno();
+  struct stat status;
+  if (fstat(descriptor, &status) == -1 || (!S_ISREG(status.st_mode) && !S_ISBLK(status.st_mode))) {
+    close(descriptor);
+    return Fail(FILE_ERR_INVALID_PARAMETER);
+  }
   *handle = descriptor;
   return FILE_OK;
 }

@@ -60,6 +60,10 @@ constexpr std::uint64_t UnixSecondsToTicks(std::int64_t seconds) noexcept {
 std::uint32_t FileOpen(const stdx::u16string& path, std::uint32_t access, std::uint32_t share_mode,
                        std::uint32_t disposition, std::uint32_t flags, FileHandle* handle);
 
+/// Opens an existing file for reading through mappings. Waits for nobody: what cannot be mapped (a
+/// directory, FIFO, socket or character device) is refused with 87 once it is open.
+std::uint32_t FileOpenToMap(const stdx::u16string& path, FileHandle* handle);
+
 /// Reads `count` bytes, going on after short reads until the end of the file, which is no error:
 /// `*bytes_read` tells. `context` is reserved for asynchronous callers; without both pointers the
 /// call fails, with only `context` it does nothing.

@@ -41,6 +41,7 @@ struct FileSystem {
   static constexpr auto ShellRemoveFile = &quarn::ShellRemoveFile;
 
   static constexpr auto GetTempDirectory = &quarn::GetTempDirectory;
+  static constexpr auto IsTempDirectoryNamed = &quarn::IsTempDirectoryNamed;
   static constexpr auto CreateTempFile = &quarn::CreateTempFile;
 };
 

@@ -18,13 +18,20 @@ namespace {
 constexpr const char* kDiscardErrors = " 2>/dev/null";
 
 /// The path between double quotes, and nothing done about what it holds.
-stdx::string Quoted(const stdx::u16string& path) { return '"' + ToNarrow(path) + '"'; }
+stdx::string Quoted(const stdx::string& path) { return '"' + path + '"'; }
+stdx::string Quoted(const stdx::u16string& path) { return Quoted(ToNarrow(path)); }
 
 int ExitStatus(int status) { return (status >> 8) & 0xff; }
 
 bool IsDirectory(const char* path) {
   struct stat status;
   return stat(path, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+/// The temporary directory as the system knows it.
+stdx::string TempDirectory() {
+  const char* const variable = std::getenv("TMPDIR");
+  return variable != nullptr && IsDirectory(variable) ? variable : "/var/tmp/";
 }
 
 }  // namespace
@@ -65,12 +72,12 @@ stdx::u16string ReadCommandLine(const stdx::u16string& command) {
 }
 
 std::uint32_t GetTempDirectory(stdx::u16string* directory) {
-  const char* const variable = std::getenv("TMPDIR");
-  const bool usable = variable != nullptr && IsDirectory(variable);
-  *directory = ToUtf16(usable ? variable : "/var/tmp/");
+  *directory = ToUtf16(TempDirectory());
   if (!directory->ends_with(u'/')) directory->push_back(u'/');
   return SHELL_OK;
 }
+
+bool IsTempDirectoryNamed() { return SurvivesRoundTrip(TempDirectory()); }
 
 std::uint32_t CreateTempFile(const stdx::u16string& directory, const stdx::u16string& prefix,
                              stdx::u16string* name) {
@@ -81,24 +88,16 @@ std::uint32_t CreateTempFile(const stdx::u16string& directory, const stdx::u16st
       tempnam(ToNarrow(directory).c_str(), ToNarrow(prefix).c_str()));
   name->clear();
   if (narrow == nullptr) return SHELL_ERR_NO_TEMP_FILE;
-  *name = ToUtf16(narrow.get());
-  // A name that loses bits leads to another directory, which nobody gave us to work in, and to
-  // remove in the end.
-  if (!HasNarrowForm(*name) || ToNarrow(*name) != narrow.get()) {
-    name->clear();
-    return SHELL_ERR_NO_TEMP_FILE;
-  }
-  const int status = RunShellCommand("touch " + Quoted(*name) + kDiscardErrors);
+  *name = ToUtf16(narrow.get());  // before there is a file that nobody could name
+  const int status = RunShellCommand("touch " + Quoted(narrow.get()) + kDiscardErrors);
   return status != 0 ? SHELL_ERR_NO_TEMP_FILE : SHELL_OK;
 }
 
 std::uint32_t GetFreeTempSpace(std::uint32_t* bytes) {
   if (bytes == nullptr) return SHELL_ERR_INVALID_PARAMETER;
   *bytes = 0;
-  stdx::u16string directory;
-  GetTempDirectory(&directory);
   struct statvfs volume;
-  if (statvfs(ToNarrow(directory).c_str(), &volume) == 0) {
+  if (statvfs(TempDirectory().c_str(), &volume) == 0) {
     constexpr std::uint64_t kCeiling = std::numeric_limits<std::uint32_t>::max();
     const std::uint64_t blocks = volume.f_bfree;
     const std::uint64_t block_size = volume.f_frsize;

@@ -44,9 +44,14 @@ stdx::u16string ReadCommandLine(const stdx::u16string& command);
 /// The directory that TMPDIR names if it is one, else "/var/tmp/", ending in "/". Always 0.
 std::uint32_t GetTempDirectory(stdx::u16string* directory);
 
+/// Whether that text names the temporary directory. Where its name loses bits in UTF-16, the text
+/// names another directory, which nobody gave us to work in, and to remove in the end: whoever is
+/// going to make files there asks first.
+bool IsTempDirectoryNamed();
+
 /// Creates an empty file with a new name that begins with `prefix`, in `directory` unless the
 /// platform prefers another one (TMPDIR). 1013 when it could not be created; `*name` is set all
-/// the same, but left empty when no name was to be had that comes back from its UTF-16 form.
+/// the same, but left empty when no name was to be had.
 std::uint32_t CreateTempFile(const stdx::u16string& directory, const stdx::u16string& prefix,
                              stdx::u16string* name);
 

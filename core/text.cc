@@ -66,15 +66,11 @@ std::size_t AsLength(std::int32_t count) {
 
 }  // namespace
 
-std::int32_t Utf16ToMultibyte(const char16_t* text, std::size_t unit_count, char* to,
+std::int32_t Utf16ToMultibyte(const char16_t* text, std::size_t /*unit_count*/, char* to,
                               std::size_t to_size) {
-  const auto wide = std::make_unique_for_overwrite<wchar_t[]>(unit_count + 1);
-  std::size_t length = 0;
-  while (length < unit_count && text[length] != 0) {
-    wide[length] = static_cast<wchar_t>(text[length]);
-    ++length;
-  }
-  wide[length] = 0;
+  const std::size_t length = std::char_traits<char16_t>::length(text);
+  const auto wide = std::make_unique_for_overwrite<wchar_t[]>(length + 1);
+  std::copy_n(text, length + 1, wide.get());
 
   SelectEnvironmentLocale();
   const std::int32_t count = AsCount(std::wcstombs(nullptr, wide.get(), 0));

@@ -23,10 +23,11 @@ stdx::string ToNarrow(const stdx::u16string& text);
 /// the locale's encoding.
 stdx::u16string ToUtf16(const stdx::string& text);
 
-/// Converts at most `unit_count` units, ending at a zero unit, into `to`, which is zeroed and then
-/// filled as far as it goes, closed by a zero byte where there is room. Returns the bytes that the
-/// whole text takes, also beyond `to_size`, or -1 when it cannot be converted. An empty text leaves
-/// `to` as it was. `to_size` is in bytes.
+/// Converts `text` up to its first zero unit, which it must have: `unit_count` is what the caller
+/// takes its size to be and does not cut it. `to` is zeroed and then filled as far as it goes,
+/// closed by a zero byte where there is room. Returns the bytes that the whole text takes, also
+/// beyond `to_size`, or -1 when it cannot be converted. An empty text leaves `to` as it was.
+/// `to_size` is in bytes.
 std::int32_t Utf16ToMultibyte(const char16_t* text, std::size_t unit_count, char* to,
                               std::size_t to_size);
 

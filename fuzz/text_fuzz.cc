@@ -13,10 +13,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using quarn::fuzz::Require;
   quarn::fuzz::Scratch();
   const quarn::fuzz::Limits limits(size, 1 << 12, 64);
-  // Exact allocations, without a terminator behind them.
+  // Exact allocations: the bytes without a terminator behind them, the units with one.
   const std::vector<char> bytes(data, data + size);
-  std::vector<char16_t> units(size / 2);
-  for (std::size_t i = 0; i < units.size(); ++i) {
+  std::vector<char16_t> units(size / 2 + 1);
+  for (std::size_t i = 0; i < size / 2; ++i) {
     units[i] = static_cast<char16_t>(data[2 * i] | data[2 * i + 1] << 8);
   }
 
@@ -44,6 +44,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::vector<char16_t> few_units(size % 7);
   quarn::MultibyteToUtf16(bytes.data(), bytes.size(), few_units.data(), few_units.size());
   std::vector<char> few_bytes(size % 11);
-  quarn::Utf16ToMultibyte(units.data(), units.size(), few_bytes.data(), few_bytes.size());
+  quarn::Utf16ToMultibyte(units.data(), size % 13, few_bytes.data(), few_bytes.size());
   return 0;
 }

@@ -7,10 +7,13 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
+#include <thread>
 
 #include "install/install_process.h"
 #include "install/process_data.h"
+#include "install/work_done.h"
 
 namespace quarn {
 
@@ -40,6 +43,7 @@ class BasicInstallThread {
     Join();
     stop_ = false;
     ended_ = false;
+    seen_at_ = Clock::now();
     process_data_ = process_data;
     passes_ = passes;
     creation_result_ = -1;
@@ -58,6 +62,30 @@ class BasicInstallThread {
     creation_result_ = -1;
   }
 
+  /// Whether the worker, looked at now and then, has done nothing for `patience`: it then sits in a
+  /// call of the system that may never return, such as the opening of a FIFO that nobody writes to.
+  bool IsStuck(std::chrono::milliseconds patience) noexcept {
+    if (creation_result_ != 0 || has_ended()) return false;
+    const std::uint64_t work = WorkDone(thread_);
+    const auto now = Clock::now();
+    if (work != work_seen_) {
+      work_seen_ = work;
+      seen_at_ = now;
+    }
+    return now - seen_at_ >= patience;
+  }
+
+  /// `Join`, but false as soon as the worker is stuck. All that it works with must stay then, and
+  /// so must this object.
+  bool JoinUnlessStuck(std::chrono::milliseconds patience) noexcept {
+    while (creation_result_ == 0 && !has_ended()) {
+      if (IsStuck(patience)) return false;
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    Join();
+    return true;
+  }
+
   /// -1 while no worker was started, else the result of `pthread_create`: 0 for success.
   std::int32_t creation_result() const noexcept { return creation_result_; }
   /// Whether the worker that was started last has ended. Where it says yes, all that the worker
@@ -68,6 +96,8 @@ class BasicInstallThread {
   std::uint32_t last_result() const noexcept { return last_result_; }
 
  private:
+  using Clock = std::chrono::steady_clock;
+
   static constexpr int kPauseMilliseconds = 1000;
   static constexpr int kPauseStepMilliseconds = 10;
 
@@ -104,6 +134,8 @@ class BasicInstallThread {
   std::int32_t creation_result_ = -1;
   Passes passes_ = Passes::kUntilStopped;
   std::atomic<std::uint32_t> last_result_ = 0;
+  std::uint64_t work_seen_ = 0;
+  Clock::time_point seen_at_;
 };
 
 using InstallThread = BasicInstallThread<WizardInstallData>;

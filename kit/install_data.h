@@ -11,6 +11,7 @@
 
 #include "core/basic_string.h"
 #include "core/file.h"
+#include "core/shell.h"
 #include "kit/image_reader.h"
 #include "kit/records.h"
 
@@ -72,6 +73,7 @@ class InstallData {
   void MakeImage(const stdx::u16string& kit_path) {
     stdx::u16string directory;
     Check(FileSystem::GetTempDirectory(&directory));
+    if (!FileSystem::IsTempDirectoryNamed()) throw SHELL_ERR_NO_TEMP_FILE;
     Check(FileSystem::CreateTempFile(directory, u"kpt", &image_path_));
     Check(compressor_.Decompress(kit_path, image_path_));
     Check(FileSystem::FileOpen(image_path_, FILE_ACCESS_READ | FILE_ACCESS_WRITE, 0,

@@ -1,7 +1,6 @@
 #include "kit/lz_compressor.h"
 
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <zlib.h>
 
 #include <algorithm>
@@ -9,7 +8,6 @@
 #include <optional>
 
 #include "core/file.h"
-#include "core/text.h"
 
 namespace quarn {
 namespace {
@@ -60,22 +58,13 @@ struct InflateStream : z_stream {
   int status;
 };
 
-/// Opening a FIFO would wait for a writer, and the size of a directory means nothing. What is not
-/// there at all is left for the opening to report.
-bool IsSpecialFile(const stdx::u16string& path) {
-  struct stat status;
-  return stat(ToNarrow(path).c_str(), &status) == 0 && !S_ISREG(status.st_mode);
-}
-
 }  // namespace
 
 std::uint32_t LZCompressor::Decompress(const stdx::u16string& source,
                                        const stdx::u16string& destination) const {
-  if (IsSpecialFile(source)) return FILE_ERR_INVALID_PARAMETER;
   OpenFile kit;
   OpenFile image;
-  std::uint32_t code = FileOpen(source, FILE_ACCESS_READ, 0, FILE_OPEN_EXISTING,
-                                FILE_NORMAL_SEQUENTIAL, &kit.handle);
+  std::uint32_t code = FileOpenToMap(source, &kit.handle);
   if (code != FILE_OK) return code;
   code =
       FileOpen(destination, FILE_ACCESS_WRITE, 0, FILE_CREATE_ALWAYS, FILE_NORMAL, &image.handle);

@@ -16,8 +16,8 @@ inline constexpr std::uint32_t kErrorCorruptKit = 13;
 class LZCompressor {
  public:
   /// Inflates the file `source` into the existing, empty file `destination`. Returns 0, a code of
-  /// the file layer when a file cannot be opened (87 also when `source` is no regular file or
-  /// cannot be mapped), or `kErrorCorruptKit`.
+  /// the file layer when a file cannot be opened (87 also when `source` is nothing that can be
+  /// mapped: a directory, FIFO, socket or character device), or `kErrorCorruptKit`.
   ///
   /// A stream that ends early is no error here: its tables end early, and their reader sees that.
   /// Bytes behind the end of the stream are ignored, and so is the outcome of writing. Of a

@@ -1,5 +1,7 @@
 #include "wizard/app.h"
 
+#include <cstdlib>
+
 #include "core/text.h"
 #include "l10n/language.h"
 #include "l10n/string_table.h"
@@ -30,8 +32,11 @@ void Run(CInstallerApp& app, Toolkit& toolkit, void (*language_chosen)()) noexce
     app.language_id = options.language_id;
     app.title = LoadString("IDR_MAINFRAME");
     CInstallerDlg controller(app.argc, app.argv, options.silent, ToNarrow(app.title),
-                             options.language_code, options.use_current_directory, toolkit);
+                             options.language_code, options.use_current_directory, toolkit,
+                             app.patience);
     controller.RunWizard();
+    // What the worker works with cannot be destroyed under it.
+    if (!controller.EndWorker()) std::_Exit(EXIT_SUCCESS);
   } catch (...) {
     TellFailure(app, options.silent, toolkit);
   }

@@ -43,19 +43,26 @@ bool IsFile(const stdx::u16string& path) {
 }  // namespace
 
 CInstallerDlg::CInstallerDlg(int argc, char** argv, bool silent, const stdx::string& title,
-                             const stdx::u16string& language, bool useCwd, Toolkit& toolkit)
+                             const stdx::u16string& language, bool useCwd, Toolkit& toolkit,
+                             std::chrono::milliseconds patience)
     : m_toolkit(toolkit),
       m_silent(silent),
       m_language(language),
       m_useCwd(useCwd),
       m_argc(argc),
       m_argv(argv),
-      m_title(title) {
+      m_title(title),
+      m_patience(patience) {
   PostStatus(&m_processData, 0, LoadString("IDS_PREPARECOPY"), 0);
   m_isSetUp = m_toolkit.SetUpApplication(m_argc, m_argv, m_silent);
 }
 
 CInstallerDlg::~CInstallerDlg() = default;
+
+bool CInstallerDlg::EndWorker() noexcept {
+  m_thread.RequestStop();
+  return m_thread.JoinUnlessStuck(m_patience);
+}
 
 /// Runs `step`; an exception ends it in a message.
 template <class Step>
@@ -307,6 +314,9 @@ void CInstallerDlg::StartInstall() {
     Guard([&status] { status.message = LoadString("IDS_INSTALL_ERROR"); });
   }
 
+  // There is no outcome where nobody is left to wait for it.
+  if (status.code == 0 && status.percent < 100) return;
+
   // The worker is left to itself; it ends with the controller. Each step is guarded by itself,
   // because none of them may keep the next one from being done.
   if (status.code != 0) {
@@ -333,7 +343,12 @@ void CInstallerDlg::WatchWorker(InstallStatus& status) {
     const bool hit = PumpEvent();
     const bool ended_without_result = ended && status.code == 0 && status.percent < 100;
     if (hit || ended_without_result) status.code = kErrorCancelled;
-  } while (status.code == 0 && status.percent < 100);
+  } while (status.code == 0 && status.percent < 100 && !IsLeftWithStuckWorker());
+}
+
+/// Waiting for a pass behind a closed window is fine, but not without end.
+bool CInstallerDlg::IsLeftWithStuckWorker() {
+  return m_toolkit.IsClosed(m_window) && m_thread.IsStuck(m_patience);
 }
 
 /// Dispatches what has happened; tells whether some of it counts as a cancel.

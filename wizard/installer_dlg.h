@@ -5,6 +5,7 @@
 // through the shared record and the stop flag alone.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -34,12 +35,15 @@ class CInstallerDlg final : public CWnd {
  public:
   /// `argv` and `toolkit` must outlive the controller. `title` is UTF-8; `language` is the code of
   /// the current language. With `useCwd` the kit is looked for in the current directory. Sets the
-  /// application up. Throws std::length_error where the locale cannot express the texts.
+  /// application up. Throws std::length_error where the locale cannot express the texts. Once the
+  /// window is closed, a worker that does nothing for `patience` is not waited for any longer.
   CInstallerDlg(int argc, char** argv, bool silent, const stdx::string& title,
-                const stdx::u16string& language, bool useCwd, Toolkit& toolkit);
+                const stdx::u16string& language, bool useCwd, Toolkit& toolkit,
+                std::chrono::milliseconds patience = kPatience);
   CInstallerDlg(const CInstallerDlg&) = delete;
   CInstallerDlg& operator=(const CInstallerDlg&) = delete;
-  /// Asks a worker that still runs to stop, and waits until its pass has ended.
+  /// Asks a worker that still runs to stop, and waits until its pass has ended; `EndWorker` before
+  /// sees to it that it does.
   ~CInstallerDlg();
 
   stdx::string GetTitle() const override { return m_title; }
@@ -48,6 +52,10 @@ class CInstallerDlg final : public CWnd {
   /// installs at once and returns. Returns early, without a window, when there is no display or
   /// when the preparation fails, which the user has then been told.
   void RunWizard() noexcept;
+
+  /// Asks a worker that still runs to stop, and waits until its pass has ended. False where it is
+  /// stuck: the process can then only end with all that there is, this controller included.
+  bool EndWorker() noexcept;
 
   // What the buttons and keys call. Each does nothing where it has no meaning.
   void OnBack() noexcept;
@@ -79,6 +87,7 @@ class CInstallerDlg final : public CWnd {
   void ShowDirectoryPage();
   void TakeDirectory();
   void StartInstall();
+  bool IsLeftWithStuckWorker();
   void WatchWorker(InstallStatus& status);
   bool PumpEvent();
   bool HitsCancel(Point location) const;
@@ -130,6 +139,7 @@ class CInstallerDlg final : public CWnd {
   stdx::string m_title;
   ToolkitWindow* m_window = nullptr;
   ToolkitView* m_view = nullptr;
+  std::chrono::milliseconds m_patience;
   bool m_isSetUp = false;  ///< whether there is an application to show anything
   InstallThread m_thread;  ///< the last member: it ends before what it works on
 };

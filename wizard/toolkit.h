@@ -101,6 +101,8 @@ class Toolkit {
   virtual void RemoveView(ToolkitView* view) = 0;
   /// Closes the window without asking. The loop of `Run` then ends.
   virtual void CloseWindow(ToolkitWindow* window) = 0;
+  /// Whether the window has been closed, by the user or by `CloseWindow`.
+  virtual bool IsClosed(ToolkitWindow* window) = 0;
 
   /// Decodes one of the program's pictures (BMP or PNG).
   virtual ToolkitImage* MakeImage(const Picture& picture) = 0;

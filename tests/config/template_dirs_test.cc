@@ -224,6 +224,14 @@ TEST_F(TemplateDirsTest, TheTemporaryFileThatAsksIsNamedAfterThePlatform) {
   EXPECT_TRUE(seen.starts_with((tmp() / "Orbex").string())) << seen;
 }
 
+TEST_F(TemplateDirsTest, NoFileIsMadeInATemporaryDirectoryWhoseNameLosesBits) {
+  const fs::path lossy = root() / "\U0001F600";
+  fs::create_directory(lossy);
+  setenv("TMPDIR", lossy.c_str(), 1);
+  EXPECT_FALSE(IsDirectoryWritable(U16(root())));
+  EXPECT_TRUE(fs::is_empty(lossy));
+}
+
 TEST_F(TemplateDirsTest, ADirectoryWithNoNarrowFormIsNotWritable) {
   EXPECT_FALSE(IsDirectoryWritable(u"/\xD800"));
   EXPECT_FALSE(IsDirectoryWritable(stdx::u16string(u"/tmp/\0/t", 8)));

@@ -2,7 +2,9 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -92,6 +94,22 @@ class FileTest : public ScratchTest {
   std::vector<int> opened_;
 };
 
+/// While it lives, an administrator is somebody who may do nothing. Not so where there is nobody
+/// else.
+class AnotherUser {
+ public:
+  AnotherUser() : was_root_(geteuid() == 0), is_other_(!was_root_ || seteuid(65534) == 0) {}
+  AnotherUser(const AnotherUser&) = delete;
+  AnotherUser& operator=(const AnotherUser&) = delete;
+  ~AnotherUser() {
+    EXPECT_TRUE(!was_root_ || seteuid(0) == 0);
+  }
+  explicit operator bool() const { return is_other_; }
+
+ private:
+  bool was_root_, is_other_;
+};
+
 // --- Opening -----------------------------------------------------------------------------------
 
 TEST_F(FileTest, OpeningAMissingFileAnswersNotFoundAndLeavesTheHandle) {
@@ -170,6 +188,41 @@ TEST_F(FileTest, CreateAlwaysKeepsTheContentsOfAnExistingFile) {
   EXPECT_EQ(ReadFile(path), "0123456789" + std::string(90, 'o'));
 }
 
+TEST_F(FileTest, CreateAlwaysGoesThroughALink) {
+  const auto path = Make("file", "0123456789");
+  std::filesystem::create_symlink("file", root() / "link");
+  Write(Opened(root() / "link", FILE_ACCESS_WRITE, FILE_CREATE_ALWAYS), "abc");
+  EXPECT_EQ(ReadFile(path), "abc3456789");
+  // Also where there is nothing yet behind it.
+  std::filesystem::create_symlink("new", root() / "dangling");
+  Write(Opened(root() / "dangling", FILE_ACCESS_WRITE, FILE_CREATE_ALWAYS), "abc");
+  EXPECT_EQ(ReadFile(root() / "new"), "abc");
+  EXPECT_TRUE(std::filesystem::is_symlink(root() / "dangling"));
+}
+
+TEST_F(FileTest, WhatIsDeniedIsAnInvalidParameterAndNotMissing) {
+  const auto path = Make("closed/file", "contents");
+  std::filesystem::permissions(path, std::filesystem::perms::none);
+  std::filesystem::permissions(root(), std::filesystem::perms::others_exec,
+                               std::filesystem::perm_options::add);
+  std::filesystem::permissions(root().parent_path(), std::filesystem::perms::others_exec,
+                               std::filesystem::perm_options::add);
+  const AnotherUser user;
+  if (!user) GTEST_SKIP() << "there is no second user here";
+  for (const std::uint32_t access : {FILE_ACCESS_READ, FILE_ACCESS_WRITE, kReadWrite}) {
+    for (const std::uint32_t disposition : {FILE_CREATE_ALWAYS, FILE_OPEN_EXISTING}) {
+      FileHandle handle = -77;
+      EXPECT_EQ(Open(path, access, disposition, &handle), 87u);
+      EXPECT_EQ(FileGetLastError(), 87u);
+      EXPECT_EQ(handle, -77);
+    }
+  }
+  FileHandle handle = -77;
+  EXPECT_EQ(FileOpenToMap(U16(path), &handle), 87u);
+  EXPECT_EQ(FileGetLastError(), 87u);
+  EXPECT_EQ(handle, -77);
+}
+
 TEST_F(FileTest, TruncateExistingEmptiesAFileAndCreatesNone) {
   const auto path = Make("file", "contents");
   Opened(path, FILE_ACCESS_WRITE, FILE_TRUNCATE_EXISTING);
@@ -231,6 +284,62 @@ TEST_F(FileTest, NamesAreWrittenInTheLocalesEncoding) {
 TEST_F(FileTest, StartedProgramsInheritNoHandle) {
   const FileHandle handle = Opened(Make("file", "x"));
   EXPECT_NE(fcntl(static_cast<int>(handle), F_GETFD) & FD_CLOEXEC, 0);
+}
+
+// --- Opening to map -----------------------------------------------------------------------------
+
+TEST_F(FileTest, AFileIsOpenedToMapForReadingAlone) {
+  const auto path = Make("file", "contents");
+  std::filesystem::create_symlink("file", root() / "link");
+  for (const auto& name : {path, root() / "link"}) {
+    FileHandle handle = kInvalidFile;
+    EXPECT_EQ(FileOpenToMap(U16(name), &handle), 0u);
+    EXPECT_EQ(Read(Keep(handle), 100), "contents");
+    EXPECT_EQ(fcntl(static_cast<int>(handle), F_GETFL) & O_ACCMODE, O_RDONLY);
+    EXPECT_NE(fcntl(static_cast<int>(handle), F_GETFD) & FD_CLOEXEC, 0);
+  }
+  stdx::u16string cut = U16(path);
+  cut.push_back(0);
+  cut.append(u"more");
+  FileHandle handle = kInvalidFile;
+  EXPECT_EQ(FileOpenToMap(cut, &handle), 0u);
+  Keep(handle);
+}
+
+TEST_F(FileTest, WhatIsMissingIsNotOpenedToMap) {
+  std::filesystem::create_symlink("nowhere", root() / "dangling");
+  for (const char* const name : {"missing", "missing/file", "dangling"}) {
+    FileHandle handle = -77;
+    EXPECT_EQ(FileOpenToMap(U16(root() / name), &handle), 2u) << name;
+    EXPECT_EQ(FileGetLastError(), 2u);
+    EXPECT_EQ(handle, -77);
+  }
+}
+
+TEST_F(FileTest, WhatCannotBeMappedIsRefusedWithoutWaitingAndLeftClosed) {
+  const auto fifo = root() / "fifo", bound = root() / "socket";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  const int listener = socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::filesystem::current_path(root());  // an address is short
+  std::strcpy(address.sun_path, "socket");
+  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+  const auto open_descriptors = [] {
+    const std::filesystem::directory_iterator open("/dev/fd");
+    return std::distance(open, std::filesystem::directory_iterator());
+  };
+  const auto before = open_descriptors();
+  for (const std::filesystem::path& path : {home(), fifo, bound, std::filesystem::path("/dev/null"),
+                                            std::filesystem::path("/dev/zero")}) {
+    SCOPED_TRACE(path);
+    FileHandle handle = -77;
+    EXPECT_EQ(FileOpenToMap(U16(path), &handle), 87u);
+    EXPECT_EQ(FileGetLastError(), 87u);
+    EXPECT_EQ(handle, -77);
+    EXPECT_EQ(open_descriptors(), before);
+  }
+  close(listener);
 }
 
 // --- Reading ------------------------------------------------------------------------------------
@@ -576,6 +685,12 @@ TEST_F(FileTest, EveryCallButClosingResetsTheLastError) {
   char buffer[4];
   const std::vector<std::pair<const char*, std::function<void()>>> calls = {
       {"open", [&] { Opened(path); }},
+      {"open to map",
+       [&] {
+         FileHandle mapped = kInvalidFile;
+         FileOpenToMap(U16(path), &mapped);
+         Keep(mapped);
+       }},
       {"read", [&] { FileRead(handle, buffer, 4, &amount, nullptr); }},
       {"write", [&] { FileWrite(handle, buffer, 0, &amount, nullptr); }},
       {"seek", [&] { FileSeek(handle, 0, nullptr, FILE_FROM_START); }},

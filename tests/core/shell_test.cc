@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <set>
@@ -288,15 +289,46 @@ TEST_F(ShellTest, ATemporaryFileGoesToTmpdirBeforeTheDirectoryAskedFor) {
   EXPECT_EQ(Path(name).parent_path(), root() / "asked for");
 }
 
-TEST_F(ShellTest, ANameThatLosesBitsIsNoName) {
+// What the file's name is worth, its user has to ask before.
+TEST_F(ShellTest, ATemporaryFileIsMadeAndNamedAlsoWhereItsNameLosesBits) {
   for (const char* const lossy : {"\U00020000", "\U0001F600", "\U0001D800"}) {
-    fs::create_directory(root() / lossy);
-    setenv("TMPDIR", (root() / lossy).c_str(), 1);
+    const fs::path directory = root() / lossy;
+    fs::create_directory(directory);
+    setenv("TMPDIR", directory.c_str(), 1);
     stdx::u16string name(u"before");
-    EXPECT_EQ(CreateTempFile(U16(tmp()), u"kpt", &name), 1013u);
-    EXPECT_EQ(name, u"");
-    EXPECT_TRUE(fs::is_empty(root() / lossy));
+    EXPECT_EQ(CreateTempFile(U16(tmp()), u"kpt", &name), 0u);
+    ASSERT_EQ(std::distance(fs::directory_iterator(directory), {}), 1) << "in TMPDIR itself";
+    const fs::path file = fs::directory_iterator(directory)->path();
+    EXPECT_EQ(name, ToUtf16(file.c_str()));
   }
+}
+
+TEST_F(ShellTest, ATemporaryFileWhoseNameIsNoTextIsNotMade) {
+  const fs::path directory = root() / "\xFF";
+  fs::create_directory(directory);
+  setenv("TMPDIR", directory.c_str(), 1);
+  stdx::u16string name;
+  EXPECT_THROW(CreateTempFile(U16(tmp()), u"kpt", &name), std::length_error);
+  EXPECT_TRUE(fs::is_empty(directory));
+}
+
+TEST_F(ShellTest, TheTemporaryDirectoryIsNamedWhereItsNameSurvivesUtf16) {
+  const struct {
+    const char* directory;
+    bool named;
+  } rows[] = {
+      {"plain", true},       {"шаблоны/模板", true}, {"\U00020000", false},
+      {"\U0001F600", false}, {"\U0001D800", false},  {"\xFF", false},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.directory);
+    setenv("TMPDIR", (root() / row.directory).c_str(), 1);
+    EXPECT_TRUE(IsTempDirectoryNamed()) << "there is none, so it is /var/tmp/";
+    fs::create_directories(root() / row.directory);
+    EXPECT_EQ(IsTempDirectoryNamed(), row.named);
+  }
+  unsetenv("TMPDIR");
+  EXPECT_TRUE(IsTempDirectoryNamed());
 }
 
 TEST_F(ShellTest, TheNameMayReplaceTheDirectory) {
@@ -345,6 +377,15 @@ TEST_F(FreeSpaceTest, ShrinksByWhatIsWritten) {
   EXPECT_EQ(FreeSpace(), 1048576u - 3 * 4096);
 }
 
+TEST_F(FreeSpaceTest, IsThatOfTmpdirAlsoWhereItsNameLosesBits) {
+  const fs::path lossy = root() / "\U0001F600";
+  fs::create_directory(lossy);
+  const PrivateVolume volume(lossy.string(), 1 << 20);
+  ASSERT_TRUE(volume.mounted());
+  setenv("TMPDIR", lossy.c_str(), 1);
+  EXPECT_EQ(FreeSpace(), 1048576u);
+}
+
 TEST_F(ShellTest, FreeSpaceNeedsAnOutParameter) { EXPECT_EQ(GetFreeTempSpace(nullptr), 87u); }
 
 TEST_F(ShellTest, AFilesSizeIsItsLow32Bits) {
@@ -373,6 +414,19 @@ TEST_F(ShellTest, ADirectoryHasASizeToo) {
   std::uint32_t size = 77;
   EXPECT_EQ(GetFileSize32(U16(root()), &size), 0u);
   EXPECT_EQ(size, static_cast<std::uint32_t>(status.st_size));
+}
+
+TEST_F(ShellTest, ALinkHasTheSizeOfWhatItLeadsTo) {
+  WriteFile(root() / "file", std::string(1000, 'x'));
+  fs::create_symlink("file", root() / "link");
+  fs::create_symlink("link", root() / "link to the link");
+  fs::create_symlink("nowhere", root() / "dangling");
+  std::uint32_t size = 77;
+  EXPECT_EQ(GetFileSize32(At("link"), &size), 0u);
+  EXPECT_EQ(size, 1000u);
+  EXPECT_EQ(GetFileSize32(At("link to the link"), &size), 0u);
+  EXPECT_EQ(size, 1000u);
+  EXPECT_EQ(GetFileSize32(At("dangling"), &size), 1u);
 }
 
 TEST_F(ShellTest, WhatIsMissingHasNoSize) {
@@ -407,6 +461,26 @@ TEST_F(ShellTest, TheFirstLineOfACommandLosesItsLastCharacter) {
   for (const auto& row : rows) {
     EXPECT_EQ(ReadCommandLine(U16(row.command)), U16(row.line)) << row.command;
   }
+}
+
+TEST_F(ShellTest, NothingIsLeftOfACommandThatWasRead) {
+  const auto open_descriptors = [] {
+    return std::distance(fs::directory_iterator("/dev/fd"), fs::directory_iterator());
+  };
+  const auto before = open_descriptors();
+  // Also of one that prints nothing, of one that fails and of one that prints what nobody reads.
+  for (const char16_t* const command :
+       {u"echo hello", u"true", u"exit 3", u"seq 100000 2>/dev/null"}) {
+    ReadCommandLine(command);
+    EXPECT_EQ(open_descriptors(), before);
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "it has not been waited for";
+    EXPECT_EQ(errno, ECHILD);
+  }
+}
+
+TEST_F(ShellTest, ACommandIsWaitedForToItsEnd) {
+  ReadCommandLine(u"echo line; exec >/dev/null; sleep 0.1; touch \"$TMPDIR/end\"");
+  EXPECT_TRUE(fs::exists(tmp() / "end"));
 }
 
 TEST_F(ShellTest, ACommandThatCannotBeRunPrintsNothing) {

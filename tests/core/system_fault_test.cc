@@ -1,5 +1,6 @@
 // The answers of the system that no file and no command can bring about: this program answers some
 // of the system's calls itself while a test asks it to, and writes down what was asked.
+#include <fnmatch.h>
 #include <gmock/gmock.h>
 #include <stdlib.h>
 #include <sys/statvfs.h>
@@ -7,6 +8,7 @@
 
 #include <cstdio>
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -20,7 +22,9 @@ struct System {
   std::function<int(const char*)> run;
   std::function<int(struct statvfs*)> volume;
   std::function<int(wordexp_t*)> words;
+  std::function<int(const char* mask, const char* name)> match;
   std::vector<std::string> commands;
+  std::set<int> match_flags;
   int words_freed = 0;
 };
 System* answers = nullptr;  // of the test that runs
@@ -40,6 +44,12 @@ extern "C" FILE* popen(const char* command, const char*) {
 
 extern "C" int statvfs(const char*, struct statvfs* volume) noexcept {
   return answers != nullptr && answers->volume ? answers->volume(volume) : -1;
+}
+
+extern "C" int fnmatch(const char* mask, const char* name, int flags) {
+  if (answers == nullptr) return FNM_NOMATCH;
+  answers->match_flags.insert(flags);
+  return answers->match ? answers->match(mask, name) : 0;
 }
 
 extern "C" int wordexp(const char* text, wordexp_t* words, int) {
@@ -185,6 +195,31 @@ TEST_F(SystemFaultTest, WithoutANameThereIsNoTemporaryFile) {
   EXPECT_EQ(CreateTempFile(U16(tmp()), u"kpt", &name), 1013u);
   EXPECT_EQ(name, u"");
   EXPECT_THAT(system_.commands, ::testing::IsEmpty());
+}
+
+TEST_F(SystemFaultTest, NamesAreMatchedAsPartsOfAPathAndWithNothingElseToIt) {
+  WriteFile(root() / "scanned" / "file", "");
+  DirScan scan;
+  FindFirst(scan, U16(root() / "scanned" / "f*\\*"));
+  while (scan.stream != nullptr) FindNext(scan);
+  EXPECT_EQ(system_.match_flags, std::set<int>{FNM_PATHNAME});
+}
+
+TEST_F(SystemFaultTest, AMatchThatFailsIsNoResultAndNotTheEnd) {
+  for (const int error : {-1, 2, FNM_NOMATCH + 2}) {
+    SCOPED_TRACE(error);
+    // With a file of the pattern's name every step could answer true.
+    WriteFile(root() / "scanned" / "*", "");
+    int calls = 0;
+    system_.match = [&](const char*, const char*) { return ++calls == 2 ? error : 0; };
+    DirScan scan;
+    EXPECT_TRUE(FindFirst(scan, U16(root() / "scanned") + u"/*"));
+    const stdx::u16string name = GetName(scan);
+    EXPECT_FALSE(FindNext(scan));
+    EXPECT_EQ(calls, 2) << "what failed is not passed over";
+    EXPECT_EQ(GetName(scan), name);
+    EXPECT_TRUE(FindNext(scan));
+  }
 }
 
 TEST_F(SystemFaultTest, TheHomeDirectoryIsTheFirstWord) {

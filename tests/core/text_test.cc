@@ -346,14 +346,23 @@ TEST_F(TextTest, UnitsFillABufferWithoutATerminator) {
   EXPECT_EQ(units[0], 0xF600);
 }
 
-TEST_F(TextTest, NothingIsReadBehindTheZeroWhateverTheCount) {
-  const std::vector<char16_t> text = {u'x', u'y', 0};
-  char to[8] = {};
-  EXPECT_EQ(Utf16ToMultibyte(text.data(), 1000, to, 8), 2);
-  EXPECT_STREQ(to, "xy");
+TEST_F(TextTest, TheFirstZeroUnitEndsATextAndItsCountDoesNot) {
+  // Behind the allocated units nothing may be read.
+  const std::vector<char16_t> text = {u'x', u'\u00E9', u'y', 0};
+  for (const std::size_t count : {0, 1, 2, 3, 4, 1000}) {
+    SCOPED_TRACE(count);
+    char to[8] = {};
+    EXPECT_EQ(Utf16ToMultibyte(text.data(), count, to, 8), 4);
+    EXPECT_STREQ(to, "x\xC3\xA9y");
+  }
+  // However long it is.
+  const std::u16string many(100000, u'\u20AC');
+  std::string to(3 * many.size(), '#');
+  EXPECT_EQ(Utf16ToMultibyte(many.c_str(), 1, to.data(), to.size()), 300000);
+  EXPECT_TRUE(to.ends_with("\xE2\x82\xAC"));
 }
 
-TEST_F(TextTest, ChunksEndAtTheirCountAndNeedNoTerminator) {
+TEST_F(TextTest, NarrowChunksEndAtTheirCountAndNeedNoTerminator) {
   // Each is cut out of a longer text; behind the allocated ones nothing may be read.
   char16_t units[8] = {};
   EXPECT_EQ(MultibyteToUtf16("abcdef", 3, units, 8), 3);
@@ -361,13 +370,6 @@ TEST_F(TextTest, ChunksEndAtTheirCountAndNeedNoTerminator) {
   EXPECT_EQ(MultibyteToUtf16("a\xC3\xA9", 2, units, 8), -1);  // half a character
   const std::vector<char> bytes = {'x', 'y'};
   EXPECT_EQ(MultibyteToUtf16(bytes.data(), bytes.size(), units, 8), 2);
-
-  char to[8] = {};
-  EXPECT_EQ(Utf16ToMultibyte(u"abcdef", 3, to, 8), 3);
-  EXPECT_STREQ(to, "abc");
-  const std::vector<char16_t> text = {u'x', u'y'};
-  EXPECT_EQ(Utf16ToMultibyte(text.data(), text.size(), to, 8), 2);
-  EXPECT_STREQ(to, "xy");
 }
 
 // --- Predicates and streams

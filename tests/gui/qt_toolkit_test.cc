@@ -209,9 +209,11 @@ TEST_F(QtToolkitTest, EscapeReachesTheControllerFromEveryControlOnce) {
 TEST_F(QtToolkitTest, RunEndsWhenTheUserClosesTheWindowAndWhenTheWizardDoes) {
   SetUpWindow();
   Show();
+  EXPECT_FALSE(toolkit_.IsClosed(window_));
   QTimer::singleShot(0, toolkit_.window(), &QWidget::close);
   toolkit_.Run();
   EXPECT_FALSE(toolkit_.window()->isVisible());
+  EXPECT_TRUE(toolkit_.IsClosed(window_));
   toolkit_.Run();  // at once, closed as it is
 
   Show();
@@ -231,7 +233,9 @@ TEST_F(QtToolkitTest, HandlesAreHarmlessWhenTheWindowIsClosed) {
   toolkit_.SetText(field, "kept");
   Show();
   toolkit_.RemoveView(view_);
+  EXPECT_FALSE(toolkit_.IsClosed(window_));
   toolkit_.CloseWindow(window_);
+  EXPECT_TRUE(toolkit_.IsClosed(window_));
   QApplication::processEvents();
 
   for (ToolkitControl* const control : {label, field, bar, box, button}) {

@@ -1,10 +1,13 @@
 #include "install/install_thread.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <map>
 #include <string>
 #include <thread>
@@ -280,6 +283,116 @@ TYPED_TEST(FaultyInstallThreadTest, EveryPassStartsWithTransactionsOfItsOwn) {
   const auto removed = FaultScript::Get().Paths(Op::kRemoveTree);
   for (const std::u16string& path : removed) {
     EXPECT_EQ(path, std::u16string(U16(this->tmp() / "kstage0/").view()));
+  }
+}
+
+// --- A worker that gets stuck
+// ----------------------------------------------------------------------
+
+class StuckWorkerTest : public PrivateMountTest {
+ protected:
+  StuckWorkerTest() {
+    FaultScript::Get().Clear();
+    SetCurrentLanguage(kEnglish);
+    fs::create_directory(target());
+  }
+  ~StuckWorkerTest() override { FaultScript::Get().Clear(); }
+
+  fs::path kit() const { return root() / "quarn.tpk"; }
+  fs::path target() const { return root() / "target"; }
+  /// A program first on PATH, a script of the shell.
+  void FakeProgram(const std::string& name, const std::string& script) const {
+    const fs::path program = root() / "bin" / name;
+    WriteFile(program, "#!/bin/sh\n" + script);
+    fs::permissions(program, fs::perms::owner_all);
+    setenv("PATH", ((root() / "bin").string() + ":" + std::getenv("PATH")).c_str(), 1);
+  }
+  /// What a command does must be seen from here.
+  static bool SeesCommands() { return fs::exists("/proc/thread-self/children"); }
+};
+
+TEST_F(StuckWorkerTest, AWorkerAtAFifoIsNotWaitedForWithoutEnd) {
+  const fs::path fifo = target() / "a" / "1";
+  fs::create_directory(fifo.parent_path());
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  Installation<FileSystem> installation(SmallKit(), kit(), target());
+  InstallThread thread;
+  thread.Start(&installation.record, InstallThread::Passes::kOne);
+  const auto start = Clock::now();
+  EXPECT_FALSE(thread.JoinUnlessStuck(300ms));
+  EXPECT_GE(Clock::now() - start, 300ms);
+  EXPECT_EQ(thread.creation_result(), 0) << "it is still there";
+  EXPECT_FALSE(thread.has_ended());
+  // What moves again is waited for again.
+  const int both_ends = open(fifo.c_str(), O_RDWR | O_NONBLOCK);
+  EXPECT_TRUE(thread.JoinUnlessStuck(10s));
+  close(both_ends);
+  EXPECT_EQ(GetStatus(&installation.record), (InstallStatus{0, FinishText(), 100}));
+}
+
+TEST_F(StuckWorkerTest, AFileThatIsSlowToWriteIsWaitedFor) {
+  using Policy = FaultyFileSystem<FileSystem>;
+  Installation<Policy> installation(SmallKit(), kit(), target());
+  FaultScript::Get().On(Op::kFileWrite, 1, Meanwhile([] {
+                          for (int block = 0; block < 30; ++block) {
+                            std::this_thread::sleep_for(50ms);  // then it takes the next one
+                          }
+                        }));
+  BasicInstallThread<Installation<Policy>::Data> thread;
+  thread.Start(&installation.record, decltype(thread)::Passes::kOne);
+  EXPECT_TRUE(thread.JoinUnlessStuck(700ms));
+  EXPECT_EQ(GetStatus(&installation.record), (InstallStatus{0, FinishText(), 100}));
+}
+
+TEST_F(StuckWorkerTest, ACommandThatIsSlowIsWaitedFor) {
+  if (!SeesCommands()) GTEST_SKIP() << "this system does not tell the commands of a process";
+  FakeProgram("mv",
+              "for i in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15; do sleep 0.1; done\n"
+              "exec /bin/mv \"$@\"\n");
+  WriteFile(target() / "a/1", "old");
+  SetMTime(target() / "a/1", kKitTime - 1000);
+  Installation<FileSystem> installation(SmallKit(), kit(), target());
+  InstallThread thread;
+  thread.Start(&installation.record, InstallThread::Passes::kOne);
+  EXPECT_TRUE(thread.JoinUnlessStuck(700ms));
+  EXPECT_EQ(GetStatus(&installation.record), (InstallStatus{0, FinishText(), 100}));
+}
+
+TEST_F(StuckWorkerTest, ACommandThatDoesNothingIsNotWaitedForWithoutEnd) {
+  const fs::path fifo = root() / "fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  FakeProgram("mkdir", "read line <'" + fifo.string() + "'\nexec /bin/mkdir \"$@\"\n");
+  Installation<FileSystem> installation(SmallKit(), kit(), target());
+  InstallThread thread;
+  thread.Start(&installation.record, InstallThread::Passes::kOne);
+  EXPECT_FALSE(thread.JoinUnlessStuck(300ms));
+  while (!thread.has_ended()) {
+    const int writer = open(fifo.c_str(), O_WRONLY | O_NONBLOCK);
+    if (writer != -1) close(writer);
+    std::this_thread::sleep_for(1ms);
+  }
+  EXPECT_TRUE(thread.JoinUnlessStuck(300ms));
+}
+
+TEST_F(StuckWorkerTest, WhoDoesNotWorkIsNotStuck) {
+  InstallThread thread;
+  EXPECT_FALSE(thread.IsStuck(0ms)) << "never started";
+  EXPECT_TRUE(thread.JoinUnlessStuck(0ms));
+  Installation<FileSystem> installation(SmallKit(), kit(), target());
+  thread.Start(&installation.record, InstallThread::Passes::kOne);
+  EXPECT_TRUE(WaitFor([&] { return thread.has_ended(); }));
+  EXPECT_FALSE(thread.IsStuck(0ms)) << "has ended";
+  EXPECT_TRUE(thread.JoinUnlessStuck(0ms));
+}
+
+TEST_F(StuckWorkerTest, AWorkerInItsPauseGetsOn) {
+  Installation<FileSystem> installation(SmallKit(), kit(), target());
+  InstallThread thread;
+  thread.Start(&installation.record);
+  ASSERT_TRUE(WaitForSuccess(installation.record));
+  for (const auto end = Clock::now() + 800ms; Clock::now() < end;) {
+    EXPECT_FALSE(thread.IsStuck(700ms));
+    std::this_thread::sleep_for(1ms);
   }
 }
 

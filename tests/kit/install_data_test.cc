@@ -56,6 +56,32 @@ KitBuilder SmallKit() {
       .File(u"dir\\sub\\file.ext", "contents", Ticks(2000000000, 1234567));
 }
 
+// Its text names another directory: the one above it, U+F600, a lone surrogate, "/x".
+TYPED_TEST(InstallDataTest, ATemporaryDirectoryWhoseNameLosesBitsGetsNoImageAndNoOtherDoes) {
+  this->Write(SmallKit());
+  for (const char* const name : {"\U00020000", "\U0001F600", "\U0001D800", "\U0001002Fx"}) {
+    for (const bool others_exist : {false, true}) {
+      SCOPED_TRACE(name);
+      const fs::path directory = this->tmp() / name;
+      const fs::path others[] = {directory, this->tmp() / "\uF600", this->tmp() / "x"};
+      fs::create_directory(directory);
+      if (others_exist) {
+        for (const fs::path& other : others) fs::create_directory(other);
+      }
+      setenv("TMPDIR", directory.c_str(), 1);
+      typename TestFixture::Data data;
+      EXPECT_EQ(data.Read(this->kit()), 1013u);
+      this->ExpectNothingOpen(data);
+      for (const fs::path& other : others) {
+        EXPECT_EQ(fs::exists(other), others_exist || other == directory);
+        fs::remove(other);  // and empty
+        EXPECT_FALSE(fs::exists(other));
+      }
+      EXPECT_TRUE(fs::is_empty(this->tmp()));
+    }
+  }
+}
+
 TYPED_TEST(InstallDataTest, StartsEmptyWithItsBuffer) {
   typename TestFixture::Data data;
   this->ExpectNothingOpen(data);

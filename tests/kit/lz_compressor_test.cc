@@ -14,6 +14,7 @@
 
 #include "core/file.h"
 #include "tests/support/kit_builder.h"
+#include "tests/support/private_mounts.h"
 #include "tests/support/scratch.h"
 
 namespace quarn::testing {
@@ -266,6 +267,20 @@ TEST_F(DecompressTest, ADeviceIsNoKit) {
     fs::create_symlink(device, kit());
     EXPECT_EQ(InflateKit().code, FILE_ERR_INVALID_PARAMETER) << device;
   }
+}
+
+// What has room for a stream and can be mapped is as good as a file.
+TEST_F(DecompressTest, ABlockDeviceIsAKit) {
+  const std::string bytes = Compressible(100000);
+  WriteFile(root() / "disk", Deflate(bytes));
+  fs::resize_file(root() / "disk", 1 << 20);
+  const LoopDevice device(root() / "disk");
+  if (!device) GTEST_SKIP() << "needs a free loop device and the right to use it";
+  fs::remove(kit());
+  fs::create_symlink(device.path(), kit());
+  const auto [code, image] = InflateKit();
+  EXPECT_EQ(code, 0u);
+  EXPECT_TRUE(image == bytes);
 }
 
 TEST_F(DecompressTest, LinksAreFollowed) {

@@ -234,6 +234,7 @@ struct FaultyFileSystem {
     if (const auto fault = Enter(Op::kGetTempDirectory)) return fault->code;
     return Base::GetTempDirectory(directory);
   }
+  static bool IsTempDirectoryNamed() { return Base::IsTempDirectoryNamed(); }
   static std::uint32_t CreateTempFile(const Text& directory, const Text& prefix, Text* name) {
     if (const auto fault = Enter(Op::kCreateTempFile, directory)) return fault->code;
     return Base::CreateTempFile(directory, prefix, name);

@@ -28,4 +28,20 @@ class PrivateVolume {
   bool mounted_;
 };
 
+/// A block device whose contents are those of a file. Not there where the system has none to spare
+/// or does not allow it.
+class LoopDevice {
+ public:
+  explicit LoopDevice(const std::string& file);
+  LoopDevice(const LoopDevice&) = delete;
+  LoopDevice& operator=(const LoopDevice&) = delete;
+  ~LoopDevice();
+  explicit operator bool() const noexcept { return device_ != -1; }
+  const std::string& path() const noexcept { return path_; }
+
+ private:
+  int device_ = -1;
+  std::string path_;
+};
+
 }  // namespace quarn::testing

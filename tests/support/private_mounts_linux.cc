@@ -1,4 +1,7 @@
+#include <fcntl.h>
+#include <linux/loop.h>
 #include <sched.h>
+#include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <unistd.h>
 
@@ -45,6 +48,27 @@ PrivateVolume::~PrivateVolume() {
 
 bool PrivateVolume::MakeReadOnly() {
   return mount("none", directory_.c_str(), "", MS_REMOUNT | MS_RDONLY, nullptr) == 0;
+}
+
+LoopDevice::LoopDevice(const std::string& file) {
+  const int control = open("/dev/loop-control", O_RDWR | O_CLOEXEC);
+  const int number = control == -1 ? -1 : ioctl(control, LOOP_CTL_GET_FREE);
+  if (control != -1) close(control);
+  if (number < 0) return;
+  path_ = "/dev/loop" + std::to_string(number);
+  const int backing = open(file.c_str(), O_RDWR | O_CLOEXEC);
+  device_ = open(path_.c_str(), O_RDWR | O_CLOEXEC);
+  if (device_ != -1 && ioctl(device_, LOOP_SET_FD, backing) == -1) {
+    close(device_);
+    device_ = -1;
+  }
+  close(backing);
+}
+
+LoopDevice::~LoopDevice() {
+  if (device_ == -1) return;
+  ioctl(device_, LOOP_CLR_FD, 0);
+  close(device_);
 }
 
 }  // namespace quarn::testing

@@ -11,4 +11,8 @@ PrivateVolume::~PrivateVolume() = default;
 
 bool PrivateVolume::MakeReadOnly() { return false; }
 
+LoopDevice::LoopDevice(const std::string&) {}
+
+LoopDevice::~LoopDevice() = default;
+
 }  // namespace quarn::testing

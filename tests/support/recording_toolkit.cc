@@ -295,6 +295,12 @@ void RecordingToolkit::CloseWindow(ToolkitWindow* window) {
   closed_ = true;
 }
 
+bool RecordingToolkit::IsClosed(ToolkitWindow* window) {
+  CheckCall();
+  EXPECT_EQ(window, &window_);
+  return closed_;
+}
+
 ToolkitImage* RecordingToolkit::MakeImage(const Picture& picture) {
   CheckCall();
   Record("load image");

@@ -176,6 +176,7 @@ class RecordingToolkit final : public Toolkit {
   void ShowWindow(ToolkitWindow* window) override;
   void RemoveView(ToolkitView* view) override;
   void CloseWindow(ToolkitWindow* window) override;
+  bool IsClosed(ToolkitWindow* window) override;
   ToolkitImage* MakeImage(const Picture& picture) override;
   ToolkitControl* MakeLabel(ToolkitView* view, const Frame& frame,
                             const stdx::string& text) override;

@@ -104,17 +104,25 @@ TEST_F(Prepare, AnExceptionIsADamagedKit) {
 
 TEST_F(Prepare, ATemporaryDirectoryWhoseNameLosesBitsGetsNoImageAndNoOtherDoesInItsPlace) {
   WriteKit(ExampleKit());
+  // Whether it can be written to is asked by making a file in the temporary directory.
+  WriteFile(own_cfg(), "ConfigurationTemplatesLocation=" + home().string() + "\n");
   // Read as the directory above, as U+F600, as a lone surrogate and as "/x".
   for (const char* const name : {"\U00020000", "\U0001F600", "\U0001D800", "\U0001002Fx"}) {
-    SCOPED_TRACE(name);
-    const fs::path others[] = {tmp() / name, tmp() / "\uF600", tmp() / "x"};
-    for (const fs::path& other : others) fs::create_directories(other);
-    setenv("TMPDIR", (tmp() / name).c_str(), 1);
-    RecordingToolkit other_toolkit;
-    RunProgram(other_toolkit, {"setup", "usecwd", "-Len"});
-    EXPECT_EQ(other_toolkit.messages(), (std::vector<ShownMessage>{Error(kDamaged)}));
-    EXPECT_FALSE(ImageLeft());
-    for (const fs::path& other : others) EXPECT_TRUE(fs::is_empty(other)) << other;
+    for (const bool others_exist : {false, true}) {
+      SCOPED_TRACE(name);
+      fs::remove_all(tmp());
+      fs::create_directories(tmp() / name);
+      const fs::path others[] = {tmp() / "\uF600", tmp() / "x"};
+      if (others_exist) {
+        for (const fs::path& other : others) fs::create_directories(other);
+      }
+      const auto before = Tree(root());
+      setenv("TMPDIR", (tmp() / name).c_str(), 1);
+      RecordingToolkit other_toolkit;
+      RunProgram(other_toolkit, {"setup", "usecwd", "-Len"});
+      EXPECT_EQ(other_toolkit.messages(), (std::vector<ShownMessage>{Error(kDamaged)}));
+      EXPECT_EQ(Tree(root()), before);
+    }
   }
   setenv("TMPDIR", tmp().c_str(), 1);
 }

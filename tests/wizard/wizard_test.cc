@@ -92,7 +92,8 @@ void WizardTest::RunProgram(Toolkit& desktop, std::vector<std::string> arguments
   app = CInstallerApp{.argc = static_cast<std::int32_t>(arguments.size()),
                       .argv = argv.data(),
                       .language_id = 0,
-                      .title = {}};
+                      .title = {},
+                      .patience = patience};
   quarn::Run(app, desktop);
 }
 

@@ -3,6 +3,7 @@
 // holds the real worker at a file.
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -82,6 +83,9 @@ class WizardTest : public PrivateMountTest {
 
   RecordingToolkit toolkit;
   CInstallerApp app;
+  /// Of the next run. Without end: a test must hang where its process would end as if all were
+  /// well.
+  std::chrono::milliseconds patience = std::chrono::hours(24);
 };
 
 inline const std::string kSuccessText = "Конфигурация успешно установлена.";

@@ -63,7 +63,8 @@ struct StreamFileSystem : ToolFileSystem {
                                 std::uint32_t method);
   static std::uint32_t FileClose(FileHandle handle);
   static std::uint32_t FileGetLastError() noexcept;
-  /// An image that is no file has no name.
+  /// An image that is no file has no name, and needs no directory.
+  static bool IsTempDirectoryNamed() noexcept { return true; }
   static std::uint32_t CreateTempFile(const stdx::u16string& directory,
                                       const stdx::u16string& prefix, stdx::u16string* name);
 

@@ -34,11 +34,7 @@ fs::path Make(int& lock) {
 }  // namespace
 
 fs::path TempDirectory() {
-  if (const char* const variable = getenv("TMPDIR")) {
-    // The engine would take another directory for one that it cannot name.
-    const auto text = Utf16FromUtf8(variable);
-    if (!text || !IsExpressible(text->view())) return "/var/tmp/";
-  }
+  if (!IsTempDirectoryNamed()) return "/var/tmp/";
   stdx::u16string directory;
   GetTempDirectory(&directory);
   return Utf8FromUtf16(directory.view());

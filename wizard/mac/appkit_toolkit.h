@@ -29,6 +29,7 @@ class AppKitToolkit : public Toolkit {
   void ShowWindow(ToolkitWindow* window) override;
   void RemoveView(ToolkitView* view) override;
   void CloseWindow(ToolkitWindow* window) override;
+  bool IsClosed(ToolkitWindow* window) override;
 
   ToolkitImage* MakeImage(const Picture& picture) override;
 

@@ -296,6 +296,11 @@ void AppKitToolkit::CloseWindow(ToolkitWindow* window) {
   [static_cast<Window*>(window)->object close];
 }
 
+bool AppKitToolkit::IsClosed(ToolkitWindow* window) {
+  // With the whole application out of sight nothing is closed.
+  return ![static_cast<Window*>(window)->object isVisible] && ![NSApp isHidden];
+}
+
 // --- Controls ---------------------------------------------------------------------------------
 
 ToolkitImage* AppKitToolkit::MakeImage(const Picture& picture) {

@@ -103,6 +103,7 @@ class QtToolkit::MainWindow : public QWidget, public ToolkitWindow, public HasAc
         drawn_(std::move(drawn)) {}
 
   CInstallerDlg& controller() const { return controller_; }
+  bool is_closed() const { return is_closed_; }
   QAccessible::Role accessible_role() const override { return QAccessible::Window; }
 
   void MoveTo(QPoint place) {
@@ -128,6 +129,7 @@ class QtToolkit::MainWindow : public QWidget, public ToolkitWindow, public HasAc
   }
   void closeEvent(QCloseEvent* event) override {
     QWidget::closeEvent(event);
+    is_closed_ = true;
     loop_.quit();
   }
 
@@ -136,6 +138,7 @@ class QtToolkit::MainWindow : public QWidget, public ToolkitWindow, public HasAc
   QEventLoop& loop_;
   std::function<void()> drawn_;
   QPoint asked_place_;  // where it was to stand on the screen
+  bool is_closed_ = false;
 };
 
 class QtToolkit::PageView : public QWidget, public ToolkitView, public HasAccessibleRole {
@@ -266,6 +269,10 @@ void QtToolkit::ShowWindow(ToolkitWindow* window) {
 void QtToolkit::RemoveView(ToolkitView* view) { static_cast<PageView*>(view)->setParent(nullptr); }
 
 void QtToolkit::CloseWindow(ToolkitWindow* window) { static_cast<MainWindow*>(window)->close(); }
+
+bool QtToolkit::IsClosed(ToolkitWindow* window) {
+  return static_cast<MainWindow*>(window)->is_closed();
+}
 
 ToolkitImage* QtToolkit::MakeImage(const Picture& picture) {
   return &images_.emplace_back(Image{{}, picture});

@@ -35,6 +35,7 @@ class QtToolkit : public Toolkit {
   void ShowWindow(ToolkitWindow* window) override;
   void RemoveView(ToolkitView* view) override;
   void CloseWindow(ToolkitWindow* window) override;
+  bool IsClosed(ToolkitWindow* window) override;
 
   ToolkitImage* MakeImage(const Picture& picture) override;
 
