@@ -2,20 +2,20 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <fnmatch.h>
+#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cwctype>
 #include <filesystem>
 #include <memory>
-#include <string_view>
+#include <string>
 #include <system_error>
 #include <utility>
 
-#include "core/dir_scan.h"
 #include "core/text.h"
 
 namespace quarn {
@@ -33,16 +33,16 @@ bool Exists(const char* path, struct stat* status) {
 
 fs::path AsPath(const stdx::u16string& path) { return fs::path(ToNarrow(path).c_str()); }
 
-std::uint32_t Attributes(const struct stat& status) {
-  return S_ISDIR(status.st_mode) ? kDirectoryAttribute : 0;
-}
-
 class Descriptor {
  public:
   explicit Descriptor(int value) : value_(value) {}
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() { Close(); }
+  ~Descriptor() {
+    const int error = errno;  // closing has a reason of its own
+    Close();
+    errno = error;
+  }
   bool Close() {
     const int value = std::exchange(value_, -1);
     return value == -1 || close(value) == 0;
@@ -52,6 +52,25 @@ class Descriptor {
 
  private:
   int value_;
+};
+
+/// A file that goes again, with errno kept, unless it becomes complete.
+class Unfinished {
+ public:
+  explicit Unfinished(const fs::path& path) : path_(path) {}
+  Unfinished(const Unfinished&) = delete;
+  Unfinished& operator=(const Unfinished&) = delete;
+  ~Unfinished() {
+    const int error = errno;
+    if (!complete_) unlink(path_.c_str());
+    errno = error;
+  }
+  /// Returns `complete`.
+  bool Finish(bool complete) { return complete_ = complete; }
+
+ private:
+  const fs::path& path_;
+  bool complete_ = false;
 };
 
 bool WriteAll(int to, const char* bytes, std::size_t count) {
@@ -74,53 +93,94 @@ bool CopyContents(int from, int to) {
   }
 }
 
-/// Copies a regular file with its write time, permissions and, where allowed, its owner.
-bool CopyFile(const fs::path& from, const struct stat& status, const fs::path& to) {
-  Descriptor source(open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
-  Descriptor target(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-  if (!source || !target || !CopyContents(source.value(), target.value())) return false;
-  if (fchown(target.value(), status.st_uid, status.st_gid) != 0 && errno != EPERM) return false;
-  if (fchmod(target.value(), status.st_mode & 07777) != 0 || !target.Close()) return false;
+/// Gives the file `to` the write time of the file `from`.
+bool CopyWriteTime(const fs::path& from, const fs::path& to) {
   std::error_code error;
   const fs::file_time_type time = fs::last_write_time(from, error);
   if (!error) fs::last_write_time(to, time, error);
+  errno = error.value();
   return !error;
 }
 
-/// Copies a link with its write time, in whole seconds, and, where allowed, its owner.
-bool CopyLink(const fs::path& from, const struct stat& status, const fs::path& to) {
-  std::error_code error;
-  fs::copy_symlink(from, to, error);
-  if (error) return false;
-  if (lchown(to.c_str(), status.st_uid, status.st_gid) != 0 && errno != EPERM) return false;
-  const timespec times[2] = {{status.st_atime, 0}, {status.st_mtime, 0}};
-  return utimensat(AT_FDCWD, to.c_str(), times, AT_SYMLINK_NOFOLLOW) == 0;
+/// Copies a regular file with its write time, permissions and, where allowed, its owner. False with
+/// errno; EEXIST says that nothing was made.
+bool CopyFile(const fs::path& from, const struct stat& status, const fs::path& to) {
+  Descriptor source(open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+  if (!source) return false;
+  Descriptor target(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  if (!target) return false;
+  Unfinished copy(to);
+  return copy.Finish(
+      CopyContents(source.value(), target.value()) &&
+      (fchown(target.value(), status.st_uid, status.st_gid) == 0 || errno == EPERM) &&
+      fchmod(target.value(), status.st_mode & 07777) == 0 && target.Close() &&
+      CopyWriteTime(from, to));
 }
 
-class TemporaryName {
- public:
-  explicit TemporaryName(fs::path path) : path_(std::move(path)) {}
-  TemporaryName(const TemporaryName&) = delete;
-  TemporaryName& operator=(const TemporaryName&) = delete;
-  /// Nothing is left under the name, unless it was renamed.
-  ~TemporaryName() { unlink(path_.c_str()); }
-  const fs::path& path() const { return path_; }
-
- private:
-  fs::path path_;
-};
+/// Copies a link with its write time, in whole seconds, and, where allowed, its owner. False as
+/// `CopyFile`.
+bool CopyLink(const fs::path& from, const struct stat& status, const fs::path& to) {
+  std::error_code error;
+  const fs::path destination = fs::read_symlink(from, error);
+  errno = error.value();
+  if (error || symlink(destination.c_str(), to.c_str()) != 0) return false;
+  const timespec times[2] = {{status.st_atime, 0}, {status.st_mtime, 0}};
+  Unfinished copy(to);
+  return copy.Finish((lchown(to.c_str(), status.st_uid, status.st_gid) == 0 || errno == EPERM) &&
+                     utimensat(AT_FDCWD, to.c_str(), times, AT_SYMLINK_NOFOLLOW) == 0);
+}
 
 /// Moves to another volume: a copy beside the destination gets its name once it is complete.
 bool MoveAcross(const fs::path& from, const struct stat& status, const fs::path& to) {
-  // A name of its own, because the destination's may be as long as names can be.
-  const TemporaryName partial(to.parent_path() / (".partial" + std::to_string(getpid())));
-  const bool copied = S_ISLNK(status.st_mode)   ? CopyLink(from, status, partial.path())
-                      : S_ISREG(status.st_mode) ? CopyFile(from, status, partial.path())
-                                                : false;
-  if (!copied || rename(partial.path().c_str(), to.c_str()) != 0) return false;
-  // Standing at both places, the file is lost at neither.
+  // A short name, because the destination's may be as long as names can be. A file that has it
+  // already is somebody else's.
+  fs::path copy;
+  bool copied = false;
+  errno = EEXIST;
+  for (unsigned n = 0; !copied && errno == EEXIST; ++n) {
+    copy = to.parent_path() / (".partial" + std::to_string(getpid()) + "-" + std::to_string(n));
+    errno = EINVAL;
+    if (S_ISLNK(status.st_mode)) copied = CopyLink(from, status, copy);
+    if (S_ISREG(status.st_mode)) copied = CopyFile(from, status, copy);
+  }
+  if (!copied) return false;
+  Unfinished unnamed(copy);
+  if (!unnamed.Finish(rename(copy.c_str(), to.c_str()) == 0)) return false;
+  // At both places, the file is lost at neither.
   unlink(from.c_str());
   return true;
+}
+
+/// `name` with the letter case of its first letter changed; without a letter as it is.
+stdx::u16string WithOtherCase(stdx::u16string name) {
+  for (char16_t& unit : name) {
+    const std::wint_t lower = std::towlower(unit);
+    const std::wint_t other = lower != unit ? lower : std::towupper(unit);
+    if (other == unit || other > 0xFFFF) continue;
+    unit = static_cast<char16_t>(other);
+    break;
+  }
+  return name;
+}
+
+bool IsSameFile(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+/// The name in `directory` of the file that is found there as `name`; `name` where it is listed so.
+std::string ListedName(const fs::path& directory, const std::string& name) {
+  struct stat wanted;
+  if (!Exists((directory / name).c_str(), &wanted)) return name;
+  std::string same_letters, same_file;
+  for (const auto& entry : fs::directory_iterator(directory)) {
+    const std::string listed = entry.path().filename().native();
+    if (listed == name) return name;
+    struct stat status;
+    // Not every volume that folds letters gives a file one number under all its names.
+    if (strcasecmp(listed.c_str(), name.c_str()) == 0) same_letters = listed;
+    if (lstat(entry.path().c_str(), &status) == 0 && IsSameFile(wanted, status)) same_file = listed;
+  }
+  return !same_letters.empty() ? same_letters : !same_file.empty() ? same_file : name;
 }
 
 }  // namespace
@@ -130,68 +190,38 @@ std::uint32_t DirectFileSystem::FileOpen(const stdx::u16string& path, std::uint3
                                          std::uint32_t flags, FileHandle* handle) {
   struct stat status;
   if (stat(ToNarrow(UpToZero(path)).c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-    return FILE_ERR_INVALID_PARAMETER;
+    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    return FileSetLastError(FILE_ERR_INVALID_PARAMETER);
   }
   return quarn::FileOpen(path, access, share_mode, disposition, flags, handle);
 }
 
-bool DirectFileSystem::FileExists(const stdx::u16string& path) {
+std::uint32_t DirectFileSystem::FileCreateNew(const stdx::u16string& path, FileHandle* handle) {
+  const int descriptor =
+      open(ToNarrow(UpToZero(path)).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0660);
+  if (descriptor == -1) {
+    return FileSetLastError(errno == ENOENT ? FILE_ERR_NOT_FOUND : FILE_ERR_INVALID_PARAMETER);
+  }
+  *handle = descriptor;
+  return FileSetLastError(FILE_OK);
+}
+
+DirectFileSystem::Node DirectFileSystem::Look(const stdx::u16string& path) {
   struct stat status;
-  return Exists(ToNarrow(path).c_str(), &status) && !S_ISDIR(status.st_mode);
+  if (!Exists(ToNarrow(path).c_str(), &status)) return Node::kNothing;
+  return S_ISDIR(status.st_mode) ? Node::kDirectory : Node::kFile;
 }
 
-bool DirectFileSystem::FindFirst(Scan& scan, const stdx::u16string& pattern) {
-  scan.entries.clear();
-  scan.current = 0;
-  const std::size_t separator = pattern.rfind(u'/');
-  const std::size_t mask_start = separator == stdx::u16string::npos ? 0 : separator + 1;
-  const stdx::u16string mask = pattern.substr(mask_start);
-  if (!mask.contains(u'*')) {
-    struct stat status;
-    if (!Exists(ToNarrow(pattern).c_str(), &status)) return false;
-    scan.entries.push_back({mask, Attributes(status)});
-    return true;
-  }
-  const fs::path directory = AsPath(pattern.substr(0, mask_start));
-  const std::unique_ptr<DIR, int (*)(DIR*)> stream(
-      opendir(directory.empty() ? "." : directory.c_str()), &closedir);
-  if (stream == nullptr) {
-    if (errno == ENOENT || errno == ENOTDIR) return false;
-    throw std::system_error(errno, std::generic_category());
-  }
-  const stdx::string narrow_mask = ToNarrow(mask);
-  for (;;) {
-    errno = 0;
-    const dirent* const entry = readdir(stream.get());
-    if (entry == nullptr) break;
-    const std::string_view name = entry->d_name;
-    if (name == "." || name == ".." || fnmatch(narrow_mask.c_str(), entry->d_name, 0) != 0) {
-      continue;
-    }
-    struct stat status;
-    if (!Exists((directory / name).c_str(), &status)) continue;  // gone since
-    scan.entries.push_back({ToUtf16(entry->d_name), Attributes(status)});
-  }
-  if (errno != 0) throw std::system_error(errno, std::generic_category());
-  return !scan.entries.empty();
-}
-
-bool DirectFileSystem::FindNext(Scan& scan) noexcept {
-  if (scan.current < scan.entries.size()) ++scan.current;
-  return scan.current < scan.entries.size();
-}
-
-stdx::u16string DirectFileSystem::GetName(const Scan& scan) {
-  return scan.current < scan.entries.size() ? scan.entries[scan.current].name : stdx::u16string();
-}
-
-std::uint32_t DirectFileSystem::GetAttributes(const Scan& scan) noexcept {
-  return scan.current < scan.entries.size() ? scan.entries[scan.current].attributes : 0;
-}
-
-void DirectFileSystem::CloseScan(Scan& scan) noexcept {
-  scan.entries.clear();
-  scan.current = 0;
+stdx::u16string DirectFileSystem::ListedPath(const stdx::u16string& path) {
+  const std::size_t separator = path.rfind(u'/');
+  const std::size_t start = separator == stdx::u16string::npos ? 0 : separator + 1;
+  const stdx::u16string directory = path.substr(0, start), name = path.substr(start);
+  // Most directories tell letters of either case apart: one look, instead of a listing, shows that.
+  const stdx::u16string other = WithOtherCase(name);
+  if (other == name || Look(directory + other) == Node::kNothing) return path;
+  return directory +
+         ToUtf16(ListedName(directory.empty() ? "." : AsPath(directory), AsPath(name).native())
+                     .c_str());
 }
 
 std::uint32_t DirectFileSystem::ShellMakeDirectory(const stdx::u16string& path) {
@@ -205,10 +235,8 @@ std::uint32_t DirectFileSystem::ShellMakeDirectory(const stdx::u16string& path) 
   return exists ? SHELL_ERR_ALREADY_EXISTS : SHELL_ERR_COMMAND_FAILED;
 }
 
-std::uint32_t DirectFileSystem::ShellRemoveTree(const stdx::u16string& path) {
-  std::error_code ignored;
-  fs::remove_all(AsPath(path), ignored);
-  return SHELL_OK;
+std::uint32_t DirectFileSystem::RemoveEmptyDirectory(const stdx::u16string& path) {
+  return rmdir(ToNarrow(path).c_str()) == 0 ? SHELL_OK : SHELL_ERR_COMMAND_FAILED;
 }
 
 std::uint32_t DirectFileSystem::ShellMove(const stdx::u16string& from, const stdx::u16string& to) {

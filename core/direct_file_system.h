@@ -1,15 +1,12 @@
-// The file-system policy that does its work inside the process instead of through the shell. It
-// has the vocabulary of the ordinary one but answers precisely, and with that the very same
-// installation pass restores on rollback exactly what was there before:
-//   - making a directory that exists answers 183, so a rollback never removes it,
-//   - a scan lists what is there, so moved-aside files come back,
-//   - a directory standing where a file is to go is a failure (87), not something to move away.
-// Paths reach the system as they are: no shell ever sees them.
+// The file-system policy that works inside the process instead of through the shell and answers
+// precisely: whether a directory was there or made, what is at a path, that a file is new. On it an
+// installation can restore exactly what was there before.
+//
+// Paths reach the system as they are: no shell ever sees them. Functions that answer a code leave
+// the reason of a failure in errno.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <vector>
 
 #include "core/basic_string.h"
 #include "core/file.h"
@@ -18,24 +15,15 @@
 namespace quarn {
 
 struct DirectFileSystem {
-  /// The entries of one directory, listed when the scan begins: entries may be moved away while it
-  /// runs. "." and ".." are left out.
-  struct Scan {
-    struct Entry {
-      stdx::u16string name;
-      std::uint32_t attributes = 0;
-    };
-    std::vector<Entry> entries;
-    std::size_t current = 0;
-  };
-
-  static constexpr bool kRestoresOnRollback = true;
-  static constexpr bool kReadsAhead = false;
+  /// What is at a path; a link counts as a file, wherever it leads.
+  enum class Node { kNothing, kFile, kDirectory };
 
   /// As the file layer's, but nothing other than a regular file is opened (87).
   static std::uint32_t FileOpen(const stdx::u16string& path, std::uint32_t access,
                                 std::uint32_t share_mode, std::uint32_t disposition,
                                 std::uint32_t flags, FileHandle* handle);
+  /// Creates a file and opens it for writing. 87 where there is something at `path`, be it a link.
+  static std::uint32_t FileCreateNew(const stdx::u16string& path, FileHandle* handle);
   static constexpr auto FileRead = &quarn::FileRead;
   static constexpr auto FileWrite = &quarn::FileWrite;
   static constexpr auto FileSeek = &quarn::FileSeek;
@@ -45,27 +33,24 @@ struct DirectFileSystem {
   static constexpr auto FileTruncate = &quarn::FileTruncate;
   static constexpr auto FileGetLastError = &quarn::FileGetLastError;
 
-  // Neither of the next two says no to what it cannot find out: they throw std::system_error then.
+  // The next two throw std::system_error where they cannot find out: "no" would be a licence to use
+  // the name.
 
-  /// Whether a file or link, dangling or not, stands at `path`; false for a directory.
-  static bool FileExists(const stdx::u16string& path);
-
-  /// Scans a directory and a mask with "*", or asks for one plain path. A link counts as a file.
-  static bool FindFirst(Scan& scan, const stdx::u16string& pattern);
-  static bool FindNext(Scan& scan) noexcept;
-  static stdx::u16string GetName(const Scan& scan);
-  static std::uint32_t GetAttributes(const Scan& scan) noexcept;
-  static void CloseScan(Scan& scan) noexcept;
+  static Node Look(const stdx::u16string& path);
+  /// `path` with the name that its directory has for what is there: another one where the directory
+  /// takes letters of either case for the same.
+  static stdx::u16string ListedPath(const stdx::u16string& path);
 
   /// Makes one directory, its parent being there: 0, 183 when it exists, 3 without a parent, 2
   /// otherwise.
   static std::uint32_t ShellMakeDirectory(const stdx::u16string& path);
-  /// Removes a tree. Always 0.
-  static std::uint32_t ShellRemoveTree(const stdx::u16string& path);
-  /// Renames a file or link over what stands at `to`, or copies it there where `to` lies on another
+  /// Removes a directory if there is nothing in it. 0, or 2 where it stays or was not there.
+  static std::uint32_t RemoveEmptyDirectory(const stdx::u16string& path);
+  /// Renames a file or link over what is at `to`, or copies it there where `to` is on another
   /// volume, with its write time (a link's in whole seconds), permissions and owner. The copy gets
-  /// its name when it is complete. 2 when `from` does not exist, 87 for a directory and every other
-  /// failure, with `from` and `to` as they were.
+  /// its name when it is complete; where `from` cannot be removed then, both are there. 2 when
+  /// `from` does not exist, 87 for a directory and every other failure, with `from` and `to` as they
+  /// were.
   static std::uint32_t ShellMove(const stdx::u16string& from, const stdx::u16string& to);
   /// Removes a file. Always 0.
   static std::uint32_t ShellRemoveFile(const stdx::u16string& path);

@@ -144,4 +144,6 @@ std::uint32_t FileTruncate(FileHandle handle) {
 
 std::uint32_t FileGetLastError() noexcept { return last_error; }
 
+std::uint32_t FileSetLastError(std::uint32_t code) noexcept { return last_error = code; }
+
 }  // namespace quarn

@@ -100,4 +100,7 @@ std::uint32_t FileTruncate(FileHandle handle);
 /// The code of the latest failing call of this thread, 0 where every call since succeeded.
 std::uint32_t FileGetLastError() noexcept;
 
+/// Makes `code` the last error and returns it: for a layer that refuses what this one would do.
+std::uint32_t FileSetLastError(std::uint32_t code) noexcept;
+
 }  // namespace quarn

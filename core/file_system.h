@@ -13,12 +13,6 @@ namespace quarn {
 struct FileSystem {
   using Scan = DirScan;
 
-  /// Whether a rollback puts back exactly what was there before. This one does not: it removes
-  /// every directory that received a file.
-  static constexpr bool kRestoresOnRollback = false;
-  /// Whether a copy always reads a whole buffer, also beyond the file's end in the image.
-  static constexpr bool kReadsAhead = true;
-
   static constexpr auto FileOpen = &quarn::FileOpen;
   static constexpr auto FileRead = &quarn::FileRead;
   static constexpr auto FileWrite = &quarn::FileWrite;

@@ -1,11 +1,13 @@
-// The installation over the ordinary policies, compiled once.
+// The wizard's installation, compiled once.
 #include "install/install_process.h"
 
 #include "install/install_thread.h"
+#include "install/ordinary_transaction.h"
 
 namespace quarn {
 
-template class InstallProcess<WizardInstallData>;
+template class OrdinaryTransaction<FileSystem>;
+template class InstallPass<WizardInstallData, OrdinaryTransaction<FileSystem>>;
 template class BasicInstallThread<WizardInstallData>;
 
 }  // namespace quarn

@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <thread>
 
-#include "install/install_process.h"
+#include "install/ordinary_transaction.h"
 #include "install/process_data.h"
 #include "install/work_done.h"
 

@@ -64,6 +64,7 @@ class InstallData {
   /// `kInvalidFile` while no kit is open.
   FileHandle image_handle() const noexcept { return image_handle_; }
   std::span<std::byte> copy_buffer() noexcept { return {copy_buffer_.get(), copy_buffer_size_}; }
+  FileSystem& file_system() noexcept { return file_system_; }
 
  private:
   static void Check(std::uint32_t code) {

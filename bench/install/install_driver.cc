@@ -16,7 +16,8 @@
 #include <string>
 
 #include "core/direct_file_system.h"
-#include "install/install_process.h"
+#include "install/ordinary_transaction.h"
+#include "install/restoring_transaction.h"
 #include "tests/support/kit_builder.h"
 
 namespace {
@@ -73,8 +74,16 @@ bool Install(const fs::path& kit, const fs::path& target) {
   if (data.Read(U16(kit)) != 0) return false;
   quarn::BasicInstallProcessData<decltype(data)> record;
   quarn::SetJob(&record, &data, U16(target));
-  quarn::InstallTransactions transactions;
-  return quarn::RunInstall(transactions, &record, [] {}) == 0;
+  if constexpr (quarn::RestoringFileSystem<Policy>) {
+    stdx::u16string temporary;
+    quarn::GetTempDirectory(&temporary);
+    quarn::RestoringTransaction transaction(data.file_system(), temporary + u"staged/");
+    using Pass = quarn::InstallPass<decltype(data), decltype(transaction)>;
+    return Pass(transaction, &record).Run([] {}) == 0;
+  } else {
+    quarn::InstallTransactions transactions;
+    return quarn::RunInstall(transactions, &record, [] {}) == 0;
+  }
 }
 
 void Warm(std::size_t bytes) {

@@ -10,7 +10,7 @@
 
 #include "bench/kit/rounds.h"
 
-#include "install/install_process.h"
+#include "install/ordinary_transaction.h"
 #include "tests/support/kit_builder.h"
 
 namespace {

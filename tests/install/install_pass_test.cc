@@ -30,6 +30,8 @@ class InstallPassTest : public InstallTest {
 
 using Policies = ::testing::Types<FileSystem, DirectFileSystem>;
 TYPED_TEST_SUITE(InstallPassTest, Policies);
+using OrdinaryPassTest = InstallPassTest<FileSystem>;
+using RestoringPassTest = InstallPassTest<DirectFileSystem>;
 
 KitBuilder NestedKit() {
   return KitBuilder()
@@ -133,7 +135,7 @@ TYPED_TEST(InstallPassTest, AKitTimeWithTheHighestBitIsNewerThanAnyFile) {
   EXPECT_EQ(ReadFile(this->target() / "a"), "kit");
 }
 
-TYPED_TEST(InstallPassTest, StagingTakesTheFirstFreeNumber) {
+TEST_F(OrdinaryPassTest, StagingTakesTheFirstFreeNumber) {
   struct Case {
     std::vector<const char*> taken;
     const char* staging;
@@ -143,27 +145,27 @@ TYPED_TEST(InstallPassTest, StagingTakesTheFirstFreeNumber) {
                         {{"kstage0", "kstage1", "kstage2"}, "kstage3/"},
                         {{"kstage1"}, "kstage0/"},
                         {{"kstage00"}, "kstage0/"}}) {
-    for (const char* const name : c.taken) fs::create_directory(this->tmp() / name);
-    auto installation = this->Prepare(NestedKit());
+    for (const char* const name : c.taken) fs::create_directory(tmp() / name);
+    auto installation = Prepare(NestedKit());
     EXPECT_EQ(installation.Run(), 0u);
     ASSERT_EQ(installation.transactions.size(), 1u);
-    EXPECT_EQ(installation.transactions[0].staging_directory, U16(this->tmp() / c.staging));
-    EXPECT_EQ(installation.transactions[0].target_directory, U16(this->target()) + u'/');
+    EXPECT_EQ(installation.transactions[0].staging_directory, U16(tmp() / c.staging));
+    EXPECT_EQ(installation.transactions[0].target_directory, U16(target()) + u'/');
     for (const char* const name : c.taken) {
-      EXPECT_TRUE(fs::is_directory(this->tmp() / name)) << "a foreign directory stays";
-      fs::remove(this->tmp() / name);
+      EXPECT_TRUE(fs::is_directory(tmp() / name)) << "a foreign directory stays";
+      fs::remove(tmp() / name);
     }
-    this->ExpectNoStaging();
-    fs::remove_all(this->target());
+    ExpectNoStaging();
+    fs::remove_all(target());
   }
 }
 
-TYPED_TEST(InstallPassTest, AFileNamedLikeAStagingDirectoryIsPassedOver) {
-  WriteFile(this->tmp() / "kstage0", "foreign");
-  auto installation = this->Prepare(NestedKit());
+TEST_F(OrdinaryPassTest, AFileNamedLikeAStagingDirectoryIsPassedOver) {
+  WriteFile(tmp() / "kstage0", "foreign");
+  auto installation = Prepare(NestedKit());
   EXPECT_EQ(installation.Run(), 0u);
-  EXPECT_EQ(installation.transactions[0].staging_directory, U16(this->tmp() / "kstage1/"));
-  EXPECT_EQ(ReadFile(this->tmp() / "kstage0"), "foreign");
+  EXPECT_EQ(installation.transactions[0].staging_directory, U16(tmp() / "kstage1/"));
+  EXPECT_EQ(ReadFile(tmp() / "kstage0"), "foreign");
 }
 
 TYPED_TEST(InstallPassTest, ASuccessRemovesOnlyTheStagingDirectory) {
@@ -304,33 +306,11 @@ TYPED_TEST(InstallPassTest, AKitThatNamesAFileTwiceInstallsTheNewerOne) {
   }
 }
 
-TYPED_TEST(InstallPassTest, ATargetBelowTheRootOfAVolumeGetsItsSlash) {
-  auto installation = this->Prepare(NestedKit());
-  SetJob(&installation.record, &installation.data, U16(this->target()) + u"/");
+TEST_F(OrdinaryPassTest, ATargetBelowTheRootOfAVolumeGetsItsSlash) {
+  auto installation = Prepare(NestedKit());
+  SetJob(&installation.record, &installation.data, U16(target()) + u"/");
   EXPECT_EQ(installation.Run(), 0u);
-  EXPECT_EQ(installation.transactions[0].target_directory, U16(this->target()) + u"/");
-}
-
-// Without a target nothing is staged, and names count from the current directory.
-TYPED_TEST(InstallPassTest, AnEmptyTargetPreparesNoStaging) {
-  fs::current_path(this->target());
-  this->WriteOld("d/old", "old");
-  auto installation = this->Prepare(KitBuilder().File(u"d\\old", "new").File(u"e\\f", "new"));
-  SetJob(&installation.record, &installation.data, u"");
-  EXPECT_EQ(installation.Run(), 0u);
-  ASSERT_EQ(installation.transactions.size(), 1u);
-  EXPECT_EQ(installation.transactions[0].staging_directory, u"");
-  EXPECT_EQ(Tree(this->target()),
-            (TreeMap{{"d/", ""}, {"d/old", "new"}, {"e/", ""}, {"e/f", "new"}}));
-}
-
-// Deliberate: without any "/" the whole path stands for the parent directory.
-TYPED_TEST(InstallPassTest, ANameAloneWithoutATargetBecomesADirectoryAndFails) {
-  fs::current_path(this->target());
-  auto installation = this->Prepare(KitBuilder().File(u"name", "contents"));
-  SetJob(&installation.record, &installation.data, u"");
-  EXPECT_EQ(installation.Run(), FILE_ERR_INVALID_PARAMETER);
-  EXPECT_EQ(Tree(this->target()), TreeMap());
+  EXPECT_EQ(installation.transactions[0].target_directory, U16(target()) + u"/");
 }
 
 TYPED_TEST(InstallPassTest, WithoutAJobAPassEndsAtOnce) {
@@ -356,80 +336,121 @@ TYPED_TEST(InstallPassTest, ATimeBefore1970IsInstalled) {
   EXPECT_EQ(ReadFile(this->target() / "a"), "newer");
 }
 
+// Without a target nothing is staged, and names count from the current directory.
+TEST_F(OrdinaryPassTest, AnEmptyTargetPreparesNoStaging) {
+  fs::current_path(target());
+  WriteOld("d/old", "old");
+  auto installation = Prepare(KitBuilder().File(u"d\\old", "new").File(u"e\\f", "new"));
+  SetJob(&installation.record, &installation.data, u"");
+  EXPECT_EQ(installation.Run(), 0u);
+  ASSERT_EQ(installation.transactions.size(), 1u);
+  EXPECT_EQ(installation.transactions[0].staging_directory, u"");
+  EXPECT_EQ(Tree(target()), (TreeMap{{"d/", ""}, {"d/old", "new"}, {"e/", ""}, {"e/f", "new"}}));
+}
+
+// Deliberate: without any "/" the whole path stands for the parent directory.
+TEST_F(OrdinaryPassTest, ANameAloneWithoutATargetBecomesADirectoryAndFails) {
+  fs::current_path(target());
+  auto installation = Prepare(KitBuilder().File(u"name", "contents"));
+  SetJob(&installation.record, &installation.data, u"");
+  EXPECT_EQ(installation.Run(), FILE_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(Tree(target()), TreeMap());
+}
+
+TEST_F(RestoringPassTest, ANameAloneWithoutATargetIsInstalledAndUndoneInTheCurrentDirectory) {
+  fs::current_path(target());
+  WriteOld("old", "old");
+  for (const bool fails : {false, true}) {
+    KitBuilder kit_builder = KitBuilder().File(u"old", "new").File(u"name", "contents");
+    if (fails) kit_builder.FileAt(u"z", 0, 1000);
+    WriteOld("old", "old");
+    fs::remove(target() / "name");
+    auto installation = Prepare(kit_builder);
+    SetJob(&installation.record, &installation.data, u"");
+    EXPECT_EQ(installation.Run(), fails ? 87u : 0u);
+    EXPECT_EQ(Tree(target()),
+              fails ? (TreeMap{{"old", "old"}}) : (TreeMap{{"name", "contents"}, {"old", "new"}}));
+  }
+}
+
 // --- Steps by themselves -------------------------------------------------------------------------
 
-TYPED_TEST(InstallPassTest, TheRootDirectoryIsAlwaysThereAndNeverRecorded) {
-  Installation<TypeParam> installation(NestedKit(), this->kit(), this->target());
+TEST_F(OrdinaryPassTest, TheRootDirectoryIsAlwaysThereAndNeverRecorded) {
+  FileSystem files;
   InstallTransactions transactions(1);
-  InstallProcess process(transactions, &installation.record);
+  OrdinaryTransaction process(files, transactions);
   EXPECT_EQ(process.MakeDirectoryRecorded(u"/"), 0u);
   EXPECT_TRUE(transactions[0].created_directories.empty());
 }
 
-TYPED_TEST(InstallPassTest, MakeDirectoryRecordsNothing) {
-  Installation<TypeParam> installation(NestedKit(), this->kit(), this->target());
+TEST_F(OrdinaryPassTest, MakeDirectoryRecordsNothing) {
+  FileSystem files;
   InstallTransactions transactions(1);
-  InstallProcess process(transactions, &installation.record);
-  EXPECT_EQ(process.MakeDirectory(U16(this->target() / "x" / "y")), 0u);
-  EXPECT_TRUE(fs::is_directory(this->target() / "x/y"));
+  OrdinaryTransaction process(files, transactions);
+  EXPECT_EQ(process.MakeDirectory(U16(target() / "x" / "y")), 0u);
+  EXPECT_TRUE(fs::is_directory(target() / "x/y"));
   EXPECT_TRUE(transactions[0].created_directories.empty());
 }
 
-TYPED_TEST(InstallPassTest, ADirectoryThatCannotBeMadeHasNoPathToTryAtItsEnd) {
-  Installation<TypeParam> installation(NestedKit(), this->kit(), this->target());
+TEST_F(OrdinaryPassTest, ADirectoryThatCannotBeMadeHasNoPathToTryAtItsEnd) {
+  FileSystem files;
   InstallTransactions transactions(1);
-  InstallProcess process(transactions, &installation.record);
-  fs::current_path(this->target());
-  WriteFile(this->target() / "file", "");
+  OrdinaryTransaction process(files, transactions);
+  fs::current_path(target());
+  WriteFile(target() / "file", "");
   EXPECT_EQ(process.MakeDirectoryRecorded(u"file"), SHELL_ERR_PATH_NOT_FOUND);
   EXPECT_EQ(process.MakeDirectoryRecorded(u""), SHELL_ERR_PATH_NOT_FOUND);
   // The root of a drive has no parent either.
-  WriteFile(this->target() / "c:", "");
+  WriteFile(target() / "c:", "");
   EXPECT_EQ(process.MakeDirectoryRecorded(u"c:/x"), SHELL_ERR_PATH_NOT_FOUND);
   EXPECT_TRUE(transactions[0].created_directories.empty());
 }
 
-TYPED_TEST(InstallPassTest, ARollbackOfNothingReturnsItsCode) {
-  Installation<TypeParam> installation(NestedKit(), this->kit(), this->target());
+TEST_F(OrdinaryPassTest, ARollbackOfNothingReturnsItsCode) {
+  FileSystem files;
   InstallTransactions transactions;
-  EXPECT_EQ(InstallProcess(transactions, &installation.record).Rollback(5), 5u);
+  EXPECT_EQ(OrdinaryTransaction(files, transactions).Rollback(5), 5u);
 }
 
-TYPED_TEST(InstallPassTest, ARollbackDeletesTheFilesThatWereListedForIt) {
-  WriteFile(this->target() / "listed", "");
-  WriteFile(this->target() / "kept", "");
-  Installation<TypeParam> installation(NestedKit(), this->kit(), this->target());
+TEST_F(OrdinaryPassTest, ARollbackDeletesTheFilesThatWereListedForIt) {
+  WriteFile(target() / "listed", "");
+  WriteFile(target() / "kept", "");
+  FileSystem files;
   InstallTransactions transactions(1);
-  transactions[0].files_to_delete = {U16(this->target() / "listed"), U16(this->target() / "gone")};
-  EXPECT_EQ(InstallProcess(transactions, &installation.record).Rollback(7), 7u);
-  EXPECT_EQ(Tree(this->target()), (TreeMap{{"kept", ""}}));
+  transactions[0].files_to_delete = {U16(target() / "listed"), U16(target() / "gone")};
+  EXPECT_EQ(OrdinaryTransaction(files, transactions).Rollback(7), 7u);
+  EXPECT_EQ(Tree(target()), (TreeMap{{"kept", ""}}));
 }
 
-TYPED_TEST(InstallPassTest, RemoveTreeTakesADirectoryWithAllItHolds) {
-  using Process = InstallProcess<typename Installation<TypeParam>::Data>;
+TEST_F(OrdinaryPassTest, RemoveTreeTakesADirectoryWithAllItHolds) {
+  FileSystem files;
+  InstallTransactions transactions;
+  OrdinaryTransaction transaction(files, transactions);
   for (const char* const end : {"", "/"}) {
-    WriteFile(this->target() / "x" / "y" / "file", "");
-    WriteFile(this->target() / "x" / "*", "");
-    fs::create_symlink(this->kit(), this->target() / "x" / "link");
-    EXPECT_EQ(Process::RemoveTree(U16((this->target() / "x").string() + end)), 0u);
-    EXPECT_EQ(Tree(this->target()), TreeMap());
+    WriteFile(target() / "x" / "y" / "file", "");
+    WriteFile(target() / "x" / "*", "");
+    fs::create_symlink(kit(), target() / "x" / "link");
+    EXPECT_EQ(transaction.RemoveTree(U16((target() / "x").string() + end)), 0u);
+    EXPECT_EQ(Tree(target()), TreeMap());
   }
   // A backslash at the end counts as separator enough, and names another directory.
-  WriteFile(this->target() / "x\\" / "file", "");
-  WriteFile(this->target() / "x" / "file", "");
-  EXPECT_EQ(Process::RemoveTree(U16(this->target() / "x") + u'\\'), 0u);
-  EXPECT_TRUE(fs::exists(this->target() / "x" / "file"));
-  EXPECT_EQ(Process::RemoveTree(U16(this->target() / "missing")), 0u);
-  EXPECT_EQ(Process::RemoveTree(u""), 0u);
+  WriteFile(target() / "x\\" / "file", "");
+  WriteFile(target() / "x" / "file", "");
+  EXPECT_EQ(transaction.RemoveTree(U16(target() / "x") + u'\\'), 0u);
+  EXPECT_TRUE(fs::exists(target() / "x" / "file"));
+  EXPECT_EQ(transaction.RemoveTree(U16(target() / "missing")), 0u);
+  EXPECT_EQ(transaction.RemoveTree(u""), 0u);
 }
 
-TYPED_TEST(InstallPassTest, RemoveTreeTakesNamesThatTheLocaleCannotExpress) {
-  using Process = InstallProcess<typename Installation<TypeParam>::Data>;
+TEST_F(OrdinaryPassTest, RemoveTreeTakesNamesThatTheLocaleCannotExpress) {
+  FileSystem files;
+  InstallTransactions transactions;
+  OrdinaryTransaction transaction(files, transactions);
   for (int i = 0; i < 20; ++i) {
-    WriteFile(this->target() / "x" / ("\xff name " + std::to_string(i)), "");
+    WriteFile(target() / "x" / ("\xff name " + std::to_string(i)), "");
   }
-  EXPECT_EQ(Process::RemoveTree(U16(this->target() / "x")), 0u);
-  EXPECT_EQ(Tree(this->target()), TreeMap());
+  EXPECT_EQ(transaction.RemoveTree(U16(target() / "x")), 0u);
+  EXPECT_EQ(Tree(target()), TreeMap());
 }
 
 }  // namespace

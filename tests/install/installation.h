@@ -8,7 +8,8 @@
 
 #include "core/direct_file_system.h"
 #include "core/file_system.h"
-#include "install/install_process.h"
+#include "install/ordinary_transaction.h"
+#include "install/restoring_transaction.h"
 #include "kit/install_data.h"
 #include "kit/lz_compressor.h"
 #include "l10n/string_table.h"
@@ -17,6 +18,35 @@
 #include "tests/support/scratch.h"
 
 namespace quarn {
+
+template <class Data>
+concept RestoringData = RestoringFileSystem<typename Data::FileSystemType>;
+
+/// A pass in a restoring transaction, staged as an ordinary one is, so that both can be tested in
+/// the same words. `steps` gets what can still be undone.
+template <RestoringData Data, class Pause>
+std::uint32_t RunRestoring(std::vector<UndoStep>& steps, BasicInstallProcessData<Data>* record,
+                           Pause pause) {
+  using Direct = DirectFileSystem;
+  typename Data::FileSystemType files;
+  stdx::u16string temporary, staging;
+  GetTempDirectory(&temporary);
+  std::int32_t n = 0;
+  do {
+    staging = temporary + u"kstage" + stdx::u16string(n++, std::uint32_t{10});
+  } while (Direct::Look(staging) != Direct::Node::kNothing);
+  RestoringTransaction transaction(files, staging + u'/');
+  const std::uint32_t code =
+      InstallPass<Data, decltype(transaction)>(transaction, record).Run(pause);
+  steps = transaction.steps();
+  return code;
+}
+
+template <RestoringData Data, class Pause>
+std::uint32_t RunInstall(InstallTransactions&, BasicInstallProcessData<Data>* record, Pause pause) {
+  std::vector<UndoStep> steps;
+  return RunRestoring(steps, record, pause);
+}
 
 inline bool operator==(const InstallStatus& a, const InstallStatus& b) {
   return a.code == b.code && a.message == b.message && a.percent == b.percent;
@@ -75,9 +105,16 @@ class Installation {
     statuses.clear();
     pauses = 0;
     transactions.clear();
+    steps.clear();
     last_ = GetStatus(&record);
     FaultScript::Get().Observe([this](const FaultScript::Call&) { LookAtStatus(); });
-    const std::uint32_t result = RunInstall(transactions, &record, [this] { ++pauses; });
+    const auto pause = [this] { ++pauses; };
+    std::uint32_t result = 0;
+    if constexpr (RestoringFileSystem<Policy>) {
+      result = RunRestoring(steps, &record, pause);
+    } else {
+      result = RunInstall(transactions, &record, pause);
+    }
     LookAtStatus();
     FaultScript::Get().Observe(nullptr);
     return result;
@@ -85,7 +122,8 @@ class Installation {
 
   Data data;
   BasicInstallProcessData<Data> record;
-  InstallTransactions transactions;
+  InstallTransactions transactions;     ///< of an ordinary pass
+  std::vector<UndoStep> steps;          ///< of a restoring pass, as `RunRestoring` leaves them
   std::vector<InstallStatus> statuses;  ///< what the last pass posted, in order
   int pauses = 0;
 

@@ -192,15 +192,17 @@ TEST_F(OrdinaryPolicyTest, APlainFileInTheWayCostsTheDirectoryThatHoldsItAndThen
 }
 
 TEST_F(OrdinaryPolicyTest, AScanFindsNothingUnlessAFileIsNamedLikeItsMask) {
-  using Process = InstallProcess<Installation<FileSystem>::Data>;
+  FileSystem files;
+  InstallTransactions transactions;
+  OrdinaryTransaction transaction(files, transactions);
   const stdx::u16string staging = U16(tmp() / "kstage0/"), into = U16(target()) + u'/';
   WriteFile(tmp() / "kstage0/a", "a");
-  Process::RestoreTree(into, staging);
+  transaction.RestoreTree(into, staging);
   EXPECT_EQ(Tree(target()), TreeMap()) << "a scan for \"*\" finds nothing";
 
   fs::remove(tmp() / "kstage0/a");
   WriteFile(tmp() / "kstage0/*", "star");
-  Process::RestoreTree(into, staging);
+  transaction.RestoreTree(into, staging);
   EXPECT_EQ(Tree(target()), (TreeMap{{"*", "star"}})) << "unless a file has that name";
 }
 

@@ -190,8 +190,8 @@ std::uint32_t PassModel::Extract(const ModelFile& file, const std::string& path)
     Enter(Op::kFileClose);
     throw;
   }
-  const Fault* const fault = Enter(Op::kFileClose);
-  return code == 0 && fault != nullptr ? fault->code : code;
+  Enter(Op::kFileClose);
+  return code;
 }
 
 std::uint32_t PassModel::Fill(const ModelFile& file, ModelNode& node) {
@@ -217,8 +217,8 @@ std::uint32_t PassModel::Fill(const ModelFile& file, ModelNode& node) {
     written += amount;
     position += there;
   }
-  if (const Fault* fault = Enter(Op::kFileTruncate)) return fault->code;
-  node.contents.resize(file.size);
+  // A file that cannot be cut keeps its tail and counts as installed.
+  if (Enter(Op::kFileTruncate) == nullptr) node.contents.resize(file.size);
   if (Enter(Op::kFileSetWriteTime) == nullptr) node.seconds = file.seconds;
   return 0;
 }

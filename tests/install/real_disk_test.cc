@@ -24,7 +24,7 @@ constexpr std::size_t kPage = 4096;
 template <class Policy>
 class RealDiskTest : public InstallTest {
  protected:
-  static constexpr bool kRestores = Policy::kRestoresOnRollback;
+  static constexpr bool kRestores = RestoringFileSystem<Policy>;
 
   void SetUp() override { ASSERT_TRUE(HasPrivateMounts()); }
 

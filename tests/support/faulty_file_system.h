@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -12,11 +13,14 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
 #include "core/basic_string.h"
+#include "core/direct_file_system.h"
 #include "core/file.h"
+#include "core/file_system.h"
 
 namespace quarn::testing {
 
@@ -37,6 +41,8 @@ enum class Op {
   kRemoveFile,
   kGetTempDirectory,
   kCreateTempFile,
+  kLook,
+  kRemoveEmptyDirectory,
 };
 
 /// What a call does instead of its work.
@@ -141,12 +147,10 @@ class FaultScript {
   std::function<void(const Call&)> observer_;
 };
 
+/// What the policies around which there is a faulty one have in common.
 template <class Base>
-struct FaultyFileSystem {
-  using Scan = typename Base::Scan;
+struct FaultyBase {
   using Text = stdx::u16string;
-  static constexpr bool kRestoresOnRollback = Base::kRestoresOnRollback;
-  static constexpr bool kReadsAhead = Base::kReadsAhead;
 
   static std::uint32_t FileOpen(const Text& path, std::uint32_t access, std::uint32_t share_mode,
                                 std::uint32_t disposition, std::uint32_t flags,
@@ -205,22 +209,9 @@ struct FaultyFileSystem {
     return FaultScript::Get().last_error.value_or(Base::FileGetLastError());
   }
 
-  static bool FileExists(const Text& path) { return Base::FileExists(path); }
-  static bool FindFirst(Scan& scan, const Text& pattern) {
-    return !Enter(Op::kFindFirst, pattern) && Base::FindFirst(scan, pattern);
-  }
-  static bool FindNext(Scan& scan) { return !Enter(Op::kFindNext) && Base::FindNext(scan); }
-  static Text GetName(const Scan& scan) { return Base::GetName(scan); }
-  static std::uint32_t GetAttributes(const Scan& scan) { return Base::GetAttributes(scan); }
-  static void CloseScan(Scan& scan) { Base::CloseScan(scan); }
-
   static std::uint32_t ShellMakeDirectory(const Text& path) {
     if (const auto fault = Enter(Op::kMakeDirectory, path)) return fault->code;
     return Base::ShellMakeDirectory(path);
-  }
-  static std::uint32_t ShellRemoveTree(const Text& path) {
-    if (const auto fault = Enter(Op::kRemoveTree, path)) return fault->code;
-    return Base::ShellRemoveTree(path);
   }
   static std::uint32_t ShellMove(const Text& from, const Text& to) {
     if (const auto fault = Enter(Op::kMove, from)) return fault->code;
@@ -240,10 +231,50 @@ struct FaultyFileSystem {
     return Base::CreateTempFile(directory, prefix, name);
   }
 
- private:
+ protected:
   static std::optional<Fault> Enter(Op op, std::u16string_view path = {}, std::uint32_t count = 0) {
     FaultScript::Get().last_error.reset();
     return FaultScript::Get().Enter(op, path, count);
+  }
+};
+
+template <class Base>
+struct FaultyFileSystem;
+
+template <>
+struct FaultyFileSystem<FileSystem> : FaultyBase<FileSystem> {
+  using Base = FileSystem;
+  using Scan = Base::Scan;
+  static bool FindFirst(Scan& scan, const Text& pattern) {
+    return !Enter(Op::kFindFirst, pattern) && Base::FindFirst(scan, pattern);
+  }
+  static bool FindNext(Scan& scan) { return !Enter(Op::kFindNext) && Base::FindNext(scan); }
+  static Text GetName(const Scan& scan) { return Base::GetName(scan); }
+  static std::uint32_t GetAttributes(const Scan& scan) { return Base::GetAttributes(scan); }
+  static void CloseScan(Scan& scan) { Base::CloseScan(scan); }
+  static std::uint32_t ShellRemoveTree(const Text& path) {
+    if (const auto fault = Enter(Op::kRemoveTree, path)) return fault->code;
+    return Base::ShellRemoveTree(path);
+  }
+};
+
+template <>
+struct FaultyFileSystem<DirectFileSystem> : FaultyBase<DirectFileSystem> {
+  using Base = DirectFileSystem;
+  using Node = Base::Node;
+  /// A fault with a code is a look that cannot tell.
+  static Node Look(const Text& path) {
+    if (Enter(Op::kLook, path)) throw std::system_error(EIO, std::generic_category());
+    return Base::Look(path);
+  }
+  static Text ListedPath(const Text& path) { return Base::ListedPath(path); }
+  static std::uint32_t FileCreateNew(const Text& path, FileHandle* handle) {
+    if (const auto fault = Enter(Op::kFileOpen, path)) return fault->code;
+    return Base::FileCreateNew(path, handle);
+  }
+  static std::uint32_t RemoveEmptyDirectory(const Text& path) {
+    if (const auto fault = Enter(Op::kRemoveEmptyDirectory, path)) return fault->code;
+    return Base::RemoveEmptyDirectory(path);
   }
 };
 

@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <memory>
 
 #include "tests/support/scratch.h"
@@ -28,27 +30,34 @@ class InstallPlaceTest : public testing::ScratchTest {
                                           [this](const std::string& text) { told_ += text; });
   }
 
-  /// What a killed run leaves of its place: all but the lock.
-  void KilledRun(const std::vector<std::string>& names) {
+  /// What a run leaves of its place, all but the lock, that is killed after it has begun with its
+  /// first `begun` files.
+  void KilledRun(const std::vector<std::string>& names, std::size_t begun = SIZE_MAX) {
     auto place = Open();
-    place->Begin(names);
+    place->Plan(names);
+    for (std::size_t i = 0; i < std::min(begun, names.size()); ++i) EXPECT_TRUE(place->Begin(i));
     left_ = place->path();
     fs::copy(left_, root() / "copy", fs::copy_options::recursive);
     place.reset();
     fs::rename(root() / "copy", left_);
     told_.clear();
   }
-  /// As the pass does it.
-  void MoveAside(const std::string& name) {
-    const fs::path to = left_ / "kstage0" / name;
-    fs::create_directories(to.parent_path());
-    fs::rename(target() / name, to);
+  /// As the pass does it with file number `file`.
+  void MoveAside(const std::string& name, std::size_t file) {
+    fs::create_directories(left_ / "staged");
+    fs::rename(target() / name, left_ / "staged" / std::to_string(file));
   }
 
   void ExpectFailure(const char* code) {
-    const fs::path lock = fs::relative(left_ / "lock", root());
-    auto before = Tree(root());
-    before.erase(lock);
+    // The lock comes and goes, and the journal keeps what could not be undone.
+    const auto look = [this] {
+      auto tree = Tree(root());
+      for (const char* const name : {"lock", "journal"}) {
+        tree.erase(fs::relative(left_ / name, root()));
+      }
+      return tree;
+    };
+    const auto before = look();
     try {
       Open();
       ADD_FAILURE() << "no failure";
@@ -56,9 +65,7 @@ class InstallPlaceTest : public testing::ScratchTest {
       EXPECT_EQ(failure.code(), code) << failure.what();
       EXPECT_EQ(failure.exit_code(), ExitCode::kInputOutput);
     }
-    auto after = Tree(root());
-    after.erase(lock);
-    EXPECT_EQ(after, before) << "touched";
+    EXPECT_EQ(look(), before) << "touched";
   }
 
   std::string told_;
@@ -70,14 +77,14 @@ TEST_F(InstallPlaceTest, LiesInTheTargetOrInTheNearestFolderThatExists) {
   {
     const auto place = Open();
     EXPECT_EQ(place->path().parent_path(), root() / "top");
-    EXPECT_EQ(getenv("TMPDIR"), place->path().string());
+    EXPECT_EQ(place->Staging(), testing::U16(place->path() / "staged" / ""));
+    EXPECT_EQ(place->target(), target());
     struct stat status {};
     ASSERT_EQ(stat(place->path().c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777u, 0700u);
     EXPECT_FALSE(fs::exists(target()));
   }
   EXPECT_TRUE(fs::is_empty(root() / "top"));
-  EXPECT_EQ(getenv("TMPDIR"), tmp().string());
   fs::create_directories(target());
   {
     const auto place = Open();
@@ -105,7 +112,7 @@ TEST_F(InstallPlaceTest, ASecondRunIsRefusedAndTouchesNothing) {
   for (const bool exists : {false, true}) {
     if (exists) fs::create_directories(target());
     const auto first = Open();
-    first->Begin({"a"});
+    first->Plan({"a"});
     left_ = first->path();
     WriteFile(target() / "a", "half");
     ExpectFailure("busy");
@@ -131,12 +138,12 @@ TEST_F(InstallPlaceTest, WhatAKilledRunDidIsUndone) {
   WriteFile(target() / "d" / "kept", "before");
   const auto before = Tree(root() / "top");
   KilledRun({"d/old", "d/kept", "d/new", "e/f/new", "twice", "twice"});
-  MoveAside("d/old");
+  MoveAside("d/old", 0);
   WriteFile(target() / "d" / "old", "half");
   WriteFile(target() / "d" / "new", "new");
   WriteFile(target() / "e" / "f" / "new", "new");
   WriteFile(target() / "twice", "first");
-  MoveAside("twice");
+  MoveAside("twice", 5);
   WriteFile(target() / "twice", "second");
   EXPECT_TRUE(InstallPlace::LeftBehind(target()));
   Open().reset();
@@ -146,6 +153,36 @@ TEST_F(InstallPlaceTest, WhatAKilledRunDidIsUndone) {
   told_.clear();
   Open().reset();
   EXPECT_EQ(told_, "") << "once is enough";
+}
+
+TEST_F(InstallPlaceTest, WhatTheKilledRunHadNotBegunWithIsNotUndone) {
+  fs::create_directories(target());
+  KilledRun({"begun", "later"}, 1);
+  WriteFile(target() / "begun", "half");
+  WriteFile(target() / "later", "mine");
+  Open().reset();
+  EXPECT_EQ(Tree(target()), (std::map<std::string, std::string>{{"later", "mine"}}));
+}
+
+TEST_F(InstallPlaceTest, AFileThatTwoNamesLeadToIsUndoneFromItsLastStepToItsFirst) {
+  WriteFile(target() / "dir" / "f", "before");
+  fs::create_directory_symlink("dir", target() / "link");
+  const auto before = Tree(root() / "top");
+  KilledRun({"dir/f", "link/f"});
+  MoveAside("dir/f", 0);
+  WriteFile(target() / "dir" / "f", "first");
+  MoveAside("link/f", 1);
+  WriteFile(target() / "link" / "f", "second");
+  Open().reset();
+  EXPECT_EQ(Tree(root() / "top"), before);
+  fs::remove(target() / "dir" / "f");
+  const auto without = Tree(root() / "top");
+  KilledRun({"dir/f", "link/f"});
+  WriteFile(target() / "dir" / "f", "first");
+  MoveAside("link/f", 1);
+  WriteFile(target() / "link" / "f", "second");
+  Open().reset();
+  EXPECT_EQ(Tree(root() / "top"), without) << "what was moved aside was the run's own";
 }
 
 TEST_F(InstallPlaceTest, FoldersThatWereMissingGoUnlessSomebodyUsesThem) {
@@ -168,7 +205,7 @@ TEST_F(InstallPlaceTest, FoldersThatWereMissingGoUnlessSomebodyUsesThem) {
 TEST_F(InstallPlaceTest, ARunThatWasKilledBehindItsCommitIsNotUndone) {
   WriteFile(target() / "old", "before");
   KilledRun({"old", "new"});
-  MoveAside("old");
+  MoveAside("old", 0);
   WriteFile(target() / "old", "after");
   WriteFile(target() / "new", "after");
   fs::rename(left_ / "journal", left_ / "done");
@@ -198,11 +235,11 @@ TEST_F(InstallPlaceTest, UndoingCanBeInterruptedItself) {
     WriteFile(target() / "b", "before b");
     const auto before = Tree(root() / "top");
     KilledRun({"a", "b", "new/c"});
-    MoveAside("a");
-    MoveAside("b");
+    MoveAside("a", 0);
+    MoveAside("b", 1);
     WriteFile(target() / "new" / "c", "half");
     if (done > 0) fs::remove(target() / "new" / "c");
-    if (done > 1) fs::rename(left_ / "kstage0" / "a", target() / "a");
+    if (done > 1) fs::rename(left_ / "staged" / "1", target() / "b");
     Open().reset();
     EXPECT_EQ(Tree(root() / "top"), before) << done;
   }
@@ -211,10 +248,12 @@ TEST_F(InstallPlaceTest, UndoingCanBeInterruptedItself) {
 TEST_F(InstallPlaceTest, WhatCannotBeUnderstoodIsLeftAlone) {
   WriteFile(target() / "new", "mine");
   left_ = target() / ".tpk-install";
-  const std::string journal = EncodeJournal({"", {"new"}, {}});
+  const JournalStep made{UndoStep::Kind::kFileMade, "new", 0};
+  const JournalStep outside{UndoStep::Kind::kFileMade, "../top", 0};
+  const std::string journal = EncodeJournal({"", "", {made}, 1});
   for (const std::string& bytes :
        {std::string(), journal.substr(0, journal.size() - 1), journal + "x",
-        EncodeJournal({"elsewhere", {"new"}, {}}), EncodeJournal({"", {"../top"}, {}})}) {
+        EncodeJournal({"elsewhere", "", {made}, 1}), EncodeJournal({"", "", {outside}, 1})}) {
     WriteFile(left_ / "journal", bytes);
     ExpectFailure("journal");
   }
@@ -222,7 +261,7 @@ TEST_F(InstallPlaceTest, WhatCannotBeUnderstoodIsLeftAlone) {
   WriteFile(left_ / "photo.jpg", "mine");
   ExpectFailure("journal");
   fs::remove_all(left_);
-  fs::create_directories(left_ / "kstage0");
+  fs::create_directories(left_ / "staged");
   ExpectFailure("journal");
   fs::remove_all(left_);
   WriteFile(left_, "a file");
@@ -236,10 +275,15 @@ TEST_F(InstallPlaceTest, WhatCannotBePutBackIsKeptForTheNextRun) {
   WriteFile(target() / "a", "before");
   WriteFile(target() / "b", "before");
   const auto before = Tree(root() / "top");
-  KilledRun({"a", "b"});
-  MoveAside("a");
+  KilledRun({"a", "b", "c"});
+  MoveAside("a", 0);
   fs::create_directory(target() / "a");
   ExpectFailure("undo");
+  // What was undone is the user's again.
+  WriteFile(target() / "c", "mine");
+  ExpectFailure("undo");
+  EXPECT_EQ(ReadFile(target() / "c"), "mine");
+  fs::remove(target() / "c");
   fs::remove(target() / "a");
   Open().reset();
   EXPECT_EQ(Tree(root() / "top"), before);
@@ -249,13 +293,15 @@ TEST_F(InstallPlaceTest, AFailedRunThatHoldsFilesLeavesThemWithTheirJournal) {
   WriteFile(target() / "a", "before");
   {
     auto place = Open();
-    place->Begin({"a"});
+    place->Plan({"a"});
     EXPECT_FALSE(place->HoldsFiles());
     left_ = place->path();
-    MoveAside("a");
+    EXPECT_TRUE(place->Begin(0));
+    MoveAside("a", 0);
     EXPECT_TRUE(place->HoldsFiles());
+    place->Keep({{UndoStep::Kind::kFileReplaced, testing::U16(target() / "a"), 0}});
   }
-  EXPECT_EQ(ReadFile(left_ / "kstage0" / "a"), "before");
+  EXPECT_EQ(ReadFile(left_ / "staged" / "0"), "before");
   Open().reset();
   EXPECT_EQ(Tree(target()), (std::map<std::string, std::string>{{"a", "before"}}));
 }
@@ -264,9 +310,10 @@ TEST_F(InstallPlaceTest, ACommitDiscardsWhatIsHeld) {
   WriteFile(target() / "a", "before");
   {
     auto place = Open();
-    place->Begin({"a"});
+    place->Plan({"a"});
     left_ = place->path();
-    MoveAside("a");
+    EXPECT_TRUE(place->Begin(0));
+    MoveAside("a", 0);
     WriteFile(target() / "a", "after");
     place->Commit();
     EXPECT_FALSE(InstallPlace::LeftBehind(target()));

@@ -16,6 +16,12 @@ def ticks(seconds):
     return (seconds + 11644473600) * 10**7
 
 
+def journal(*steps):
+    """The journal of an installation that was killed in the middle of its last step."""
+    records = ("t", "b", *steps, f"e{2 + len(steps)}")
+    return f"tpk install journal 2\nbegun {len(steps):010}\n{chr(0).join(records)}\0".encode()
+
+
 class Install(ToolTest):
     def make(self, *files, name="kit.tpk", products=()):
         self.write(name, kit.write(kit.Kit(list(products), list(files))))
@@ -208,8 +214,8 @@ class Install(ToolTest):
             self.tpk("install", "kit.tpk", "--to", "target", code=0)
             after = self.tree("target")
             # As if it had been killed behind its last file.
-            self.write("target/.tpk-install/kstage0/d/old", "user", OLD)
-            self.write("target/.tpk-install/journal", b"tpk install journal 1\nt\0fd/new\0e2\0")
+            self.write("target/.tpk-install/staged/0", "user", OLD)
+            self.write("target/.tpk-install/journal", journal("r0:d/old", "f1:d/new"))
             killed = self.tree("target")
             *_, note, result = self.json(*verb, "kit.tpk", "--to", "target")
             if verb == ["install"]:
@@ -228,8 +234,8 @@ class Install(ToolTest):
     def test_a_journal_that_makes_no_sense_stops_everything(self):
         self.make(kit.File("d\\new", b"kit"))
         self.write("target/d/new", "user", OLD)
-        for journal in (b"", b"tpk install journal 1\nt\0f../new\0e2\0", b"something else"):
-            self.write("target/.tpk-install/journal", journal)
+        for nonsense in (b"", journal("f0:../new"), b"something else"):
+            self.write("target/.tpk-install/journal", nonsense)
             before = self.tree("target")
             (error,) = self.json("install", "kit.tpk", "--to", "target", code=3)
             self.assertEqual(error["code"], "journal")
@@ -239,7 +245,7 @@ class Install(ToolTest):
 
     def test_a_second_installation_into_the_same_folder_is_refused(self):
         self.make(kit.File("d\\new", b"kit"))
-        self.write("target/.tpk-install/journal", b"tpk install journal 1\nt\0fd/new\0e2\0")
+        self.write("target/.tpk-install/journal", journal("f0:d/new"))
         self.write("target/d/new", "half")
         before = self.tree("target")
         with open(self.work / "target/.tpk-install/lock", "w") as lock:

@@ -4,7 +4,7 @@
 
 #include <random>
 
-#include "install/install_process.h"
+#include "install/restoring_transaction.h"
 #include "tests/support/kit_builder.h"
 #include "tests/support/scratch.h"
 
@@ -31,8 +31,8 @@ class KitDataTest : public testing::ScratchTest {
     ToolFileSystem::StartOver();
     BasicInstallProcessData<Kit> job;
     SetJob(&job, &kit, U16(root() / target));
-    InstallTransactions transactions;
-    return RunInstall(transactions, &job, [] {});
+    RestoringTransaction transaction(kit.file_system(), U16(tmp() / "staged" / ""));
+    return InstallPass<Kit, decltype(transaction)>(transaction, &job).Run([] {});
   }
 };
 
@@ -94,26 +94,6 @@ TEST_F(KitDataTest, UsingAKitFallsBackOnAnImageAndLeavesNothingBehind) {
   EXPECT_EQ(ReadFile(root() / "target" / "a"), "z");
   EXPECT_EQ(ReadFile(root() / "target" / "b"), "x");
   EXPECT_TRUE(fs::is_empty(tmp()));
-}
-
-TEST_F(KitDataTest, PassAfterPassFindsItsDirectories) {
-  // The staging directory of one pass is gone when the next one makes it anew.
-  const fs::path first = Write(KitBuilder().File(u"d\\a", "1", testing::Ticks(1000)));
-  StreamKit kit;
-  ASSERT_TRUE(OpenStream(kit, first));
-  WriteFile(root() / "target" / "d" / "a", "0");
-  testing::SetMTime(root() / "target" / "d" / "a", 500);
-  BasicInstallProcessData<StreamKit> job;
-  SetJob(&job, &kit, U16(root() / "target"));
-  InstallTransactions transactions;
-  ASSERT_EQ(RunInstall(transactions, &job, [] {}), 0u);
-  WriteFile(root() / "kit.tpk", KitBuilder().File(u"d\\a", "2", testing::Ticks(2000)).Kit());
-  StreamKit next;
-  ASSERT_TRUE(OpenStream(next, root() / "kit.tpk"));
-  SetJob(&job, &next, U16(root() / "target"));
-  InstallTransactions again;
-  ASSERT_EQ(RunInstall(again, &job, [] {}), 0u);
-  EXPECT_EQ(ReadFile(root() / "target" / "d" / "a"), "2");
 }
 
 TEST_F(KitDataTest, ADamagedKitIsDescribedAndLeavesNothingBehind) {

@@ -138,6 +138,20 @@ bool Wanted(const Options& options, const std::vector<Pattern>& patterns, const 
                      [&](const Pattern& pattern) { return pattern.Matches(name); });
 }
 
+/// Writes file `index` of the kit to `path`, over an earlier file of the kit that has the same
+/// name.
+template <class Kit>
+std::uint32_t Extract(Kit& kit, std::size_t index, const stdx::u16string& path) {
+  auto& files = kit.file_system();
+  FileHandle output = kInvalidFile;
+  std::uint32_t code =
+      files.FileOpen(path, FILE_ACCESS_WRITE, 0, FILE_CREATE_ALWAYS, FILE_NORMAL, &output);
+  if (code != 0) return code;
+  code = CopyContents(kit, index, output, kCheckedCopy);
+  const std::uint32_t close_code = files.FileClose(output);
+  return code == 0 ? close_code : code;
+}
+
 template <class Kit>
 void WriteFiles(Kit& kit, const std::vector<std::size_t>& chosen, const fs::path& root,
                 std::uint64_t total, Output& output) {
@@ -152,7 +166,7 @@ void WriteFiles(Kit& kit, const std::vector<std::size_t>& chosen, const fs::path
     std::error_code error;
     fs::create_directories(path.parent_path(), error);
     if (error) throw SystemFailure("cannot extract " + Printable(name), error.value());
-    const std::uint32_t code = InstallProcess<Kit>::ExtractFile(kit, index, EnginePath(path));
+    const std::uint32_t code = Extract(kit, index, EnginePath(path));
     ThrowIfCancelled();
     if (code != 0) ThrowProblem("cannot extract " + Printable(name));
     progress.Update(done += file.data_size);

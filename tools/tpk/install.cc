@@ -8,7 +8,8 @@
 #include <mutex>
 #include <thread>
 
-#include "install/install_thread.h"
+#include "install/install_process.h"
+#include "install/restoring_transaction.h"
 #include "tools/tpk/cancel.h"
 #include "tools/tpk/checks.h"
 #include "tools/tpk/command.h"
@@ -92,13 +93,11 @@ std::vector<std::string> InstalledNames(const Kit& kit) {
 }
 
 template <class Kit>
-std::uint32_t RunPass(Kit& kit, const fs::path& target, Output& output) {
-  using Worker = BasicInstallThread<Kit>;
+std::uint32_t RunPass(Kit& kit, InstallPlace& place, Output& output) {
   const auto bytes = BytesByPercent(kit);
   const std::uint64_t start = ToolFileSystem::BytesWritten();
   BasicInstallProcessData<Kit> job;
-  SetJob(&job, &kit, EnginePath(target));
-  Worker worker;
+  SetJob(&job, &kit, EnginePath(place.target()));
   Progress progress(output, "installing", bytes.back());
   const Ticker ticker([&] {
     if (CancelRequested()) SetCancel(&job, true);
@@ -106,25 +105,19 @@ std::uint32_t RunPass(Kit& kit, const fs::path& target, Output& output) {
     const auto percent = static_cast<std::size_t>(GetStatus(&job).percent);
     progress.Update(std::max(bytes[percent], ToolFileSystem::BytesWritten() - start));
   });
-  worker.Start(&job, Worker::Passes::kOne);
-  if (worker.creation_result() != 0) {
-    throw SystemFailure("cannot start a thread", worker.creation_result());
-  }
-  worker.Join();
-  return worker.last_result();
+  RestoringTransaction transaction(kit.file_system(), place.Staging(), &place);
+  return InstallPass<Kit, decltype(transaction)>(transaction, &job).Run([] {});
 }
 
 template <class Kit>
 ExitCode Install(Kit& kit, const fs::path& target, Output& output) {
   const std::vector<std::string> names = InstalledNames(kit);
   InstallPlace place(target, [&output](const std::string& text) { output.Note(text); });
-  place.Begin(names);
+  place.Plan(names);
   ThrowIfCancelled();
   ToolFileSystem::StartOver();
-  ToolFileSystem::AtCommit([&place] { place.Commit(); });
   const std::uint64_t written_before = ToolFileSystem::FilesWritten();
-  const std::uint32_t code = RunPass(kit, target, output);
-  ToolFileSystem::AtCommit(nullptr);
+  const std::uint32_t code = RunPass(kit, place, output);
   if (code != 0) {
     const std::string end = place.HoldsFiles()
                                 ? fmt::format(

@@ -7,20 +7,22 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <fstream>
 #include <iterator>
 #include <system_error>
 #include <unordered_map>
-#include <unordered_set>
 #include <utility>
 
 #include "core/direct_file_system.h"
+#include "install/install_process.h"
 #include "tools/tpk/failure.h"
 #include "tools/tpk/journal.h"
 #include "tools/tpk/kit_data.h"
 #include "tools/tpk/leftovers.h"
+#include "tools/tpk/private_temp.h"
 #include "tools/tpk/utf.h"
 
 namespace quarn::tpk {
@@ -34,8 +36,7 @@ constexpr const char* kLock = "lock";
 constexpr const char* kJournal = "journal";
 constexpr const char* kUnfinished = "journal.new";
 constexpr const char* kDone = "done";
-// Where the engine stages in an empty temporary directory.
-constexpr const char* kStaging = "kstage0";
+constexpr const char* kStaging = "staged";
 
 std::string Quoted(const fs::path& path) { return Printable(path.native()); }
 
@@ -138,48 +139,85 @@ Failure NotUnderstood(const fs::path& path, const std::string& what) {
                  "missed");
 }
 
-/// Puts back what the staging directory holds. `made` are the files that the installation made.
-void PutBack(const fs::path& staging, const fs::path& target,
-             const std::unordered_set<std::string>& made) {
-  std::vector<fs::path> files;
-  std::error_code error;
-  for (fs::recursive_directory_iterator it(staging, error), end; !error && it != end;
-       it.increment(error)) {
-    if (it->is_symlink() || !it->is_directory()) files.push_back(it->path());
-  }
-  if (error && error != std::errc::no_such_file_or_directory) {
-    throw SystemFailure("cannot read " + Quoted(staging), error.value());
-  }
-  for (const fs::path& file : files) {
-    const std::string name = file.lexically_relative(staging).native();
-    // What a kit names twice has moved its own first copy aside.
-    if (made.contains(name)) continue;
-    const fs::path to = target / name;
-    fs::create_directories(to.parent_path(), error);
-    errno = error.value();
-    if (error || DirectFileSystem::ShellMove(EnginePath(file), EnginePath(to)) != SHELL_OK) {
-      throw Failure(ExitCode::kInputOutput, "undo",
-                    fmt::format("an installation was interrupted, and {} cannot be put back: {}",
-                                Quoted(to), std::generic_category().message(errno)),
-                    "it lies in " + Quoted(staging) + "; the next tpk install tries again");
+/// As the engine takes it, ending in "/".
+stdx::u16string StagingOf(const Place& place) { return EnginePath(place.path / kStaging / ""); }
+
+/// The folders on the way to the target, which were missing, and then what the journal has.
+std::vector<UndoStep> StepsToUndo(const Place& place, const Journal& journal,
+                                  const fs::path& target) {
+  std::vector<UndoStep> steps;
+  // Of the way to a place among the temporary files nobody knows what was missing.
+  if (const fs::path way = place.way; way.is_relative()) {
+    fs::path folder = place.path.parent_path();
+    for (const fs::path& part : way) {
+      folder /= part;
+      steps.push_back({UndoStep::Kind::kDirectoryMade, EnginePath(folder), 0});
     }
   }
+  for (const JournalStep& step : StepsBegun(journal, BootIdentifier())) {
+    steps.push_back({step.kind, EnginePath(target / step.name), step.file});
+  }
+  return steps;
 }
 
-void Undo(const Place& place, const Journal& journal, const fs::path& target) {
-  // First, because what comes back from another volume may need the room.
-  for (const std::string& file : journal.files) unlink((target / file).c_str());
-  PutBack(place.path / kStaging, target, {journal.files.begin(), journal.files.end()});
-  // Only what is empty goes: something may have been put there since.
-  for (auto folder = journal.folders.rbegin(); folder != journal.folders.rend(); ++folder) {
-    rmdir((target / *folder).c_str());
+void WriteToDisk(const fs::path& path, std::string_view bytes) {
+  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  bool written = file != -1;
+  while (written && !bytes.empty()) {
+    const ssize_t amount = write(file, bytes.data(), bytes.size());
+    written = amount > 0;
+    if (written) bytes.remove_prefix(static_cast<std::size_t>(amount));
   }
-  const fs::path parent = place.path.parent_path();
-  if (!fs::path(place.way).is_relative()) return;
-  for (fs::path folder = target; folder != parent && folder.has_relative_path();
-       folder = folder.parent_path()) {
-    rmdir(folder.c_str());
+  written = written && fsync(file) == 0;
+  const int error = errno;
+  if (file != -1) close(file);
+  if (!written) throw SystemFailure("cannot write " + Quoted(path), error);
+}
+
+void SyncDirectory(const fs::path& path) {
+  // Not every file system has something to do here.
+  const int directory = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (directory == -1) return;
+  static_cast<void>(fsync(directory));
+  close(directory);
+}
+
+/// The journal has its name when it is complete and on the disk.
+void WriteJournal(const Place& place, const Journal& journal) {
+  const fs::path unfinished = place.path / kUnfinished;
+  WriteToDisk(unfinished, EncodeJournal(journal));
+  if (rename(unfinished.c_str(), (place.path / kJournal).c_str()) != 0) {
+    throw SystemFailure("cannot write to " + Quoted(place.path), errno);
   }
+  SyncDirectory(place.path);
+}
+
+/// Leaves in the journal what could not be undone: what was undone is the user's again.
+void KeepSteps(const Place& place, const fs::path& target, const std::vector<UndoStep>& left) {
+  Journal journal;
+  journal.target = place.way;
+  journal.boot = BootIdentifier();
+  for (const UndoStep& step : left) {
+    const fs::path path = Utf8FromUtf16(step.path.view());
+    const std::string name = path.lexically_relative(target).native();
+    if (!StaysBelow(name)) continue;
+    journal.steps.push_back({step.kind, name, step.file});
+    journal.begun = std::max(journal.begun, step.file + 1);
+  }
+  WriteJournal(place, journal);
+}
+
+void UndoInstallation(const Place& place, const Journal& journal, const fs::path& target) {
+  DirectFileSystem files;
+  const UndoResult result = Undo(files, StagingOf(place), StepsToUndo(place, journal, target));
+  if (result.left.empty()) return;
+  KeepSteps(place, target, result.left);
+  throw Failure(
+      ExitCode::kInputOutput, "undo",
+      fmt::format("an installation was interrupted, and {} cannot be put back: {}",
+                  Shown(result.left.front().path), std::generic_category().message(result.error)),
+      fmt::format("what was there is in {}; the next tpk install tries again",
+                  Quoted(place.path / kStaging)));
 }
 
 /// Leaves a place that was entered empty, having undone what it tells of.
@@ -193,7 +231,7 @@ void Recover(const Place& place, const fs::path& target, const InstallPlace::Tel
     if (journal->target != place.way) {
       throw NotUnderstood(journal_path, "is the journal of an installation into another folder");
     }
-    Undo(place, *journal, target);
+    UndoInstallation(place, *journal, target);
     if (rename(journal_path.c_str(), (place.path / kDone).c_str()) != 0) {
       throw SystemFailure("cannot write to " + Quoted(place.path), errno);
     }
@@ -257,46 +295,42 @@ Place MakePlace(const fs::path& target) {
   return place;
 }
 
-void WriteToDisk(const fs::path& path, std::string_view bytes) {
-  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-  bool written = file != -1;
-  while (written && !bytes.empty()) {
-    const ssize_t amount = write(file, bytes.data(), bytes.size());
-    written = amount > 0;
-    if (written) bytes.remove_prefix(static_cast<std::size_t>(amount));
-  }
-  written = written && fsync(file) == 0;
-  const int error = errno;
-  if (file != -1) close(file);
-  if (!written) throw SystemFailure("cannot write " + Quoted(path), error);
-}
-
-void SyncDirectory(const fs::path& path) {
-  // Not every file system has something to do here.
-  const int directory = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (directory == -1) return;
-  static_cast<void>(fsync(directory));
-  close(directory);
-}
-
 bool IsMissing(const fs::path& path, bool folder) {
   struct stat status;
   const int result = folder ? stat(path.c_str(), &status) : lstat(path.c_str(), &status);
   return result != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 
-/// Finds out what is missing, each folder looked at once.
+/// The path below the target that a name leads to. Empty where it leads elsewhere, which the user
+/// has allowed: that is not undone.
+std::string NameBelow(const std::string& name) {
+  if (name.starts_with('/')) return {};
+  fs::path plain;
+  for (const fs::path& part : fs::path(name)) {
+    if (part == "..") return {};
+    if (!part.empty() && part != ".") plain /= part;
+  }
+  return plain.native();
+}
+
+/// Finds out which steps an installation will have to make, each folder looked at once.
 class Surveyor {
  public:
   explicit Surveyor(const fs::path& target) : target_(target) {
     known_.emplace("", IsMissing(target, true));
   }
 
-  void Look(const std::string& name, Journal& journal) {
+  void Look(std::size_t file, const std::string& name, Journal& journal) {
     const std::size_t end = name.rfind('/');
-    const bool in_missing =
-        end != name.npos ? FolderMissing(name.substr(0, end), journal) : FolderMissing("", journal);
-    if (in_missing || IsMissing(target_ / name, false)) journal.files.push_back(name);
+    const bool in_missing = FolderMissing(end == name.npos ? "" : name.substr(0, end), journal);
+    if (in_missing || IsMissing(target_ / name, false)) {
+      journal.steps.push_back({UndoStep::Kind::kFileMade, name, file});
+      return;
+    }
+    const stdx::u16string listed = DirectFileSystem::ListedPath(EnginePath(target_ / name));
+    const std::string last = fs::path(Utf8FromUtf16(listed.view())).filename().native();
+    journal.steps.push_back({UndoStep::Kind::kFileReplaced,
+                             end == name.npos ? last : name.substr(0, end + 1) + last, file});
   }
 
  private:
@@ -305,7 +339,7 @@ class Surveyor {
     const std::size_t end = name.rfind('/');
     const bool missing = FolderMissing(end == name.npos ? "" : name.substr(0, end), journal) ||
                          IsMissing(target_ / name, true);
-    if (missing) journal.folders.push_back(name);
+    if (missing) journal.steps.push_back({UndoStep::Kind::kDirectoryMade, name, 0});
     known_.emplace(name, missing);
     return missing;
   }
@@ -317,6 +351,7 @@ class Surveyor {
 }  // namespace
 
 InstallPlace::InstallPlace(const fs::path& target, const Tell& tell) : target_(Resolved(target)) {
+  RequireEnginePath(target_);
   RemoveLeftovers(TempDirectory());
   // Before: what is undone may take away the folder that the new place would lie in.
   RecoverAll(target_, {}, tell);
@@ -329,11 +364,10 @@ InstallPlace::InstallPlace(const fs::path& target, const Tell& tell) : target_(R
     Leave(place_);
     throw;
   }
-  variable_.emplace(place_.path);
 }
 
 InstallPlace::~InstallPlace() {
-  variable_.reset();
+  if (journal_ != -1) close(journal_);
   if (committed_ || !HoldsFiles()) {
     Commit();
     Empty(place_.path);
@@ -341,21 +375,26 @@ InstallPlace::~InstallPlace() {
   Leave(place_);
 }
 
-void InstallPlace::Begin(const std::vector<std::string>& names) {
+stdx::u16string InstallPlace::Staging() const { return StagingOf(place_); }
+
+void InstallPlace::Plan(const std::vector<std::string>& names) {
   Journal journal;
   journal.target = place_.way;
+  journal.boot = BootIdentifier();
   Surveyor surveyor(target_);
-  for (const std::string& name : names) {
-    const std::string normal = fs::path(name).lexically_normal().native();
-    // What leads elsewhere was allowed by the user and is not undone.
-    if (StaysBelow(normal)) surveyor.Look(normal, journal);
+  for (std::size_t file = 0; file < names.size(); ++file) {
+    const std::string name = NameBelow(names[file]);
+    if (!name.empty()) surveyor.Look(file, name, journal);
   }
-  const fs::path unfinished = place_.path / kUnfinished;
-  WriteToDisk(unfinished, EncodeJournal(journal));
-  if (rename(unfinished.c_str(), (place_.path / kJournal).c_str()) != 0) {
-    throw SystemFailure("cannot write to " + Quoted(place_.path), errno);
-  }
-  SyncDirectory(place_.path);
+  WriteJournal(place_, journal);
+  journal_ = open((place_.path / kJournal).c_str(), O_WRONLY | O_CLOEXEC);
+  if (journal_ == -1) throw SystemFailure("cannot write to " + Quoted(place_.path), errno);
+}
+
+bool InstallPlace::Begin(std::size_t file) noexcept {
+  const std::string begun = EncodeBegun(file + 1);
+  return pwrite(journal_, begun.data(), begun.size(), kBegunOffset) ==
+         static_cast<ssize_t>(begun.size());
 }
 
 void InstallPlace::Commit() noexcept {
@@ -363,14 +402,17 @@ void InstallPlace::Commit() noexcept {
   rename((place_.path / kJournal).c_str(), (place_.path / kDone).c_str());
 }
 
+void InstallPlace::Keep(const std::vector<UndoStep>& left) noexcept {
+  if (left.empty()) return;
+  // The journal of all steps does as well where this one cannot be written.
+  Quietly([&] { KeepSteps(place_, target_, left); });
+}
+
 bool InstallPlace::HoldsFiles() const {
   std::error_code error;
-  for (fs::recursive_directory_iterator it(place_.path / kStaging, error), end; !error && it != end;
-       it.increment(error)) {
-    if (it->is_symlink() || !it->is_directory()) return true;
-  }
+  const bool empty = fs::is_empty(place_.path / kStaging, error);
   // What cannot be looked into may hold something.
-  return error && error != std::errc::no_such_file_or_directory;
+  return error ? error != std::errc::no_such_file_or_directory : !empty;
 }
 
 bool InstallPlace::LeftBehind(const fs::path& target) {

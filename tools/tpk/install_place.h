@@ -8,7 +8,7 @@
 //     lock       held by the run that uses the place
 //     journal    complete as soon as it has this name; gone when nothing is to be undone any more
 //     done       its name from then on
-//     kstage0/   what was moved aside
+//     staged/    what was moved aside, by the numbers of the kit's files
 #pragma once
 
 #include <filesystem>
@@ -17,18 +17,20 @@
 #include <string>
 #include <vector>
 
-#include "tools/tpk/private_temp.h"
+#include "core/basic_string.h"
+#include "install/undo.h"
 
 namespace quarn::tpk {
 
-/// Exists while one installation runs; TMPDIR points to it. Main thread, but for `Commit`.
-class InstallPlace {
+/// Exists while one installation runs. Main thread, but for what a journal is told.
+class InstallPlace final : public UndoJournal {
  public:
   using Tell = std::function<void(const std::string&)>;
 
   /// Undoes what killed installations into `target`, an absolute path, have left, telling of it,
   /// and makes a place for the next one. Throws Failure where another installation into it runs,
-  /// and where what lies there cannot be understood or undone; that is left as it is then.
+  /// where what lies there cannot be understood or undone (that is left as it is then), and where
+  /// the engine cannot work in the folder that links lead to.
   InstallPlace(const std::filesystem::path& target, const Tell& tell);
   InstallPlace(const InstallPlace&) = delete;
   InstallPlace& operator=(const InstallPlace&) = delete;
@@ -36,13 +38,18 @@ class InstallPlace {
   ~InstallPlace();
 
   const std::filesystem::path& path() const noexcept { return place_.path; }
+  /// The target without links on the way: the installation works on this path.
+  const std::filesystem::path& target() const noexcept { return target_; }
+  /// The directory for what is moved aside, as the engine takes it; not made yet.
+  stdx::u16string Staging() const;
 
-  /// Writes the journal. `names` are those of all files that will be installed, below the target.
-  /// Comes before anything is changed.
-  void Begin(const std::vector<std::string>& names);
+  /// Writes the journal. `names` are those of all files of the kit, below the target and in the
+  /// kit's order. Comes before anything is changed.
+  void Plan(const std::vector<std::string>& names);
 
-  /// From here on nothing is undone any more. Any thread.
-  void Commit() noexcept;
+  bool Begin(std::size_t file) noexcept override;
+  void Commit() noexcept override;
+  void Keep(const std::vector<UndoStep>& left) noexcept override;
 
   /// After an installation that failed: whether something could not be put back.
   bool HoldsFiles() const;
@@ -60,7 +67,7 @@ class InstallPlace {
  private:
   std::filesystem::path target_;
   Place place_;
-  std::optional<TempVariable> variable_;
+  int journal_ = -1;  ///< open while the installation runs
   bool committed_ = false;
 };
 

@@ -1,30 +1,57 @@
-// The journal of an installation: what was not there when it began. With it and with what was moved
-// aside a later run can undo an installation that was killed.
+// The journal of an installation: the steps that it may make, in their order, written before the
+// first of them, and how far it has come. With it and with what was moved aside a later run can
+// undo an installation that was killed.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "install/undo.h"
+
 namespace quarn::tpk {
 
-/// Names are paths below the target, in the bytes of the file system, with "/" between folders and
-/// without empty, "." and ".." parts.
-struct Journal {
-  /// The way to the target from the folder that the journal's directory lies in; empty where that
-  /// folder is the target. Its folders were missing.
-  std::string target;
-  std::vector<std::string> files;    ///< that were missing
-  std::vector<std::string> folders;  ///< that were missing, each behind the one it lies in
+/// A step of an installation (install/undo.h) in the journal's terms. Names are paths below the
+/// target, in the bytes of the file system, with "/" between folders and without empty, "." and
+/// ".." parts.
+struct JournalStep {
+  UndoStep::Kind kind = UndoStep::Kind::kDirectoryMade;
+  std::string name;
+  std::size_t file = 0;  ///< its number in the kit; of no meaning for a folder
+
+  friend bool operator==(const JournalStep&, const JournalStep&) = default;
 };
 
-/// Whether a name may stand in a journal: nothing is ever removed outside the target.
+struct Journal {
+  /// The way to the target from the folder that the journal's directory is in; empty where that
+  /// folder is the target. Its folders were missing.
+  std::string target;
+  /// Tells one start of the machine from another; may be empty.
+  std::string boot;
+  std::vector<JournalStep> steps;
+  /// How many files of the kit the installation has begun with.
+  std::size_t begun = 0;
+};
+
+/// What this machine's `Journal::boot` is until it starts again; empty where it does not tell.
+std::string BootIdentifier();
+
+/// Whether a name may be in a journal: nothing is ever removed outside the target.
 bool StaysBelow(std::string_view name);
 
 std::string EncodeJournal(const Journal& journal);
 
 /// Nothing where `bytes` are no journal from their first to their last one.
 std::optional<Journal> DecodeJournal(std::string_view bytes);
+
+/// Where `begun` is in the bytes of every journal, and how it is written there.
+inline constexpr std::size_t kBegunOffset = 28;
+std::string EncodeBegun(std::size_t begun);
+
+/// The steps that the installation may have made. How far it has come was never forced to the disk:
+/// it counts only until the machine starts again, and then every step counts.
+std::vector<JournalStep> StepsBegun(const Journal& journal, std::string_view boot);
 
 }  // namespace quarn::tpk

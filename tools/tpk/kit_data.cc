@@ -47,7 +47,6 @@ struct Problem {
   std::string text;
 };
 
-std::function<void()> at_commit;
 std::atomic<std::uint64_t> files_written = 0;
 std::atomic<std::uint64_t> bytes_written_in_all = 0;
 
@@ -106,9 +105,6 @@ fs::path AsPath(const stdx::u16string& path) { return Utf8FromUtf16(path.view())
 
 // The file that is being written: writing knows only its handle.
 thread_local stdx::u16string file_in_work;
-// Directories that are there. An installation asks for the same two, the target's and the staged
-// one, for one file after the other.
-thread_local stdx::u16string known_directories[2];
 
 }  // namespace
 
@@ -122,7 +118,6 @@ void ToolFileSystem::NoteProblem(ExitCode exit_code, const stdx::u16string& path
 }
 
 void ToolFileSystem::StartOver() {
-  for (stdx::u16string& known : known_directories) known.clear();
   const std::lock_guard lock(TheProblem().mutex);
   TheProblem().text.clear();
 }
@@ -151,14 +146,23 @@ void ThrowProblemAt(const std::string& what, const std::string& then) {
   Throw(problem, text + "; " + then);
 }
 
-void ToolFileSystem::WillCommit() {
-  if (at_commit) at_commit();
-}
-
-void ToolFileSystem::AtCommit(std::function<void()> action) { at_commit = std::move(action); }
-
 std::uint64_t ToolFileSystem::FilesWritten() noexcept { return files_written; }
 std::uint64_t ToolFileSystem::BytesWritten() noexcept { return bytes_written_in_all; }
+
+namespace {
+
+/// A file that is opened for writing is the one in work.
+std::uint32_t NoteOutput(const stdx::u16string& path, std::uint32_t code) {
+  if (code == FILE_OK) {
+    files_written.fetch_add(1, std::memory_order_relaxed);
+    file_in_work = path;
+  } else {
+    ToolFileSystem::NoteProblem(ExitCode::kInputOutput, path, Reason(errno));
+  }
+  return code;
+}
+
+}  // namespace
 
 std::uint32_t ToolFileSystem::FileOpen(const stdx::u16string& path, std::uint32_t access,
                                        std::uint32_t share_mode, std::uint32_t disposition,
@@ -166,15 +170,12 @@ std::uint32_t ToolFileSystem::FileOpen(const stdx::u16string& path, std::uint32_
   errno = 0;
   const std::uint32_t code =
       DirectFileSystem::FileOpen(path, access, share_mode, disposition, flags, handle);
-  if (disposition == FILE_CREATE_ALWAYS) {
-    if (code == FILE_OK) {
-      files_written.fetch_add(1, std::memory_order_relaxed);
-      file_in_work = path;
-    } else {
-      NoteProblem(ExitCode::kInputOutput, path, Reason(errno));
-    }
-  }
-  return code;
+  return disposition == FILE_CREATE_ALWAYS ? NoteOutput(path, code) : code;
+}
+
+std::uint32_t ToolFileSystem::FileCreateNew(const stdx::u16string& path, FileHandle* handle) {
+  errno = 0;
+  return NoteOutput(path, DirectFileSystem::FileCreateNew(path, handle));
 }
 
 std::uint32_t ToolFileSystem::FileWrite(FileHandle handle, const void* buffer, std::uint32_t count,
@@ -197,21 +198,10 @@ std::uint32_t ToolFileSystem::FileRead(FileHandle handle, void* buffer, std::uin
 }
 
 std::uint32_t ToolFileSystem::ShellMakeDirectory(const stdx::u16string& path) {
-  for (const stdx::u16string& known : known_directories) {
-    if (path == known) return SHELL_ERR_ALREADY_EXISTS;
-  }
   errno = 0;
   const std::uint32_t code = DirectFileSystem::ShellMakeDirectory(path);
-  if (code == SHELL_OK || code == SHELL_ERR_ALREADY_EXISTS) {
-    known_directories[0] = std::exchange(known_directories[1], path);
-  }
   if (code == SHELL_ERR_COMMAND_FAILED) NoteProblem(ExitCode::kInputOutput, path, Reason(errno));
   return code;
-}
-
-std::uint32_t ToolFileSystem::ShellRemoveTree(const stdx::u16string& path) {
-  for (stdx::u16string& known : known_directories) known.clear();
-  return DirectFileSystem::ShellRemoveTree(path);
 }
 
 std::uint32_t ToolFileSystem::ShellMove(const stdx::u16string& from, const stdx::u16string& to) {

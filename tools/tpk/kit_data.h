@@ -8,7 +8,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <string>
 
@@ -28,8 +27,8 @@ struct ToolFileSystem : DirectFileSystem {
                                 std::uint32_t flags, FileHandle* handle);
   static std::uint32_t FileWrite(FileHandle handle, const void* buffer, std::uint32_t count,
                                  std::uint32_t* bytes_written, void* context);
+  static std::uint32_t FileCreateNew(const stdx::u16string& path, FileHandle* handle);
   static std::uint32_t ShellMakeDirectory(const stdx::u16string& path);
-  static std::uint32_t ShellRemoveTree(const stdx::u16string& path);
   static std::uint32_t ShellMove(const stdx::u16string& from, const stdx::u16string& to);
 
   static std::uint32_t FileRead(FileHandle handle, void* buffer, std::uint32_t count,
@@ -39,16 +38,10 @@ struct ToolFileSystem : DirectFileSystem {
   static std::uint64_t FilesWritten() noexcept;
   static std::uint64_t BytesWritten() noexcept;
 
-  /// Called by an installation whose files are all there, before it discards what it moved aside.
-  static void WillCommit();
-  /// What `WillCommit` does; nothing at first. Between two pieces of work.
-  static void AtCommit(std::function<void()> action);
-
   /// Keeps the first problem that is noted after `StartOver`, and the path that it is about, if
   /// any. Any thread.
   static void NoteProblem(ExitCode exit_code, const stdx::u16string& path, std::string problem);
-  /// Forgets the problem, and what this thread knows of directories that others may remove: call it
-  /// before each piece of work.
+  /// Forgets the problem: call it before each piece of work.
   static void StartOver();
 };
 

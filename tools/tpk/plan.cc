@@ -28,8 +28,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using Pass = InstallProcess<StreamKit>;
-
 constexpr std::array<const char*, 5> kProspects = {"missing", "older", "same", "newer", "blocked"};
 
 const char* Name(Prospect prospect) { return kProspects[static_cast<std::size_t>(prospect)]; }
@@ -67,9 +65,10 @@ PlannedFile Look(const CheckedFile& file, const fs::path& target) {
     if (finding.check->is_error) return {name, Prospect::kBlocked, finding.message, true};
   }
   const fs::path path = target / name;
+  ToolFileSystem files;
   const std::optional<std::uint64_t> installed =
-      Pass::InstalledTime(InstalledPath(EnginePath(target), u'/' + file.name));
-  if (Pass::IsUpToDate(installed, file.time)) {
+      InstalledTime(files, InstalledPath(EnginePath(target), u'/' + file.name));
+  if (IsUpToDate(installed, file.time)) {
     return *installed == file.time
                ? PlannedFile{name, Prospect::kSame, "", false}
                : PlannedFile{name, Prospect::kNewer, "installed " + FormatTime(*installed), false};

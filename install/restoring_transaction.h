@@ -1,0 +1,162 @@
+// The transaction of an installation that restores: a rollback leaves every file, time, mode, owner
+// and link below the target as it was before the pass.
+//
+// Each step is noted before it is made, and a rollback undoes the steps from the last to the first
+// (install/undo.h). What is replaced is moved aside; nothing is ever written into a file that was
+// there. A directory goes only when it is empty.
+//
+// Belongs to the thread of its pass.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "core/basic_string.h"
+#include "core/shell.h"
+#include "core/text.h"
+#include "install/install_process.h"
+#include "install/undo.h"
+
+namespace quarn {
+
+/// What a restoring transaction asks of its file system. `Look` and `ListedPath` throw
+/// std::system_error where they cannot know; the others answer codes and leave the reason of a
+/// failure in errno.
+template <class Files>
+concept RestoringFileSystem = InstalledFiles<Files> &&
+    requires(Files& files, const stdx::u16string& path, FileHandle* handle) {
+  { files.Look(path) } -> std::same_as<typename Files::Node>;
+  { files.ListedPath(path) } -> std::same_as<stdx::u16string>;
+  { files.FileCreateNew(path, handle) } -> std::same_as<std::uint32_t>;
+  { files.ShellMakeDirectory(path) } -> std::same_as<std::uint32_t>;
+  { files.RemoveEmptyDirectory(path) } -> std::same_as<std::uint32_t>;
+  { files.ShellMove(path, path) } -> std::same_as<std::uint32_t>;
+  { files.ShellRemoveFile(path) } -> std::same_as<std::uint32_t>;
+};
+
+template <RestoringFileSystem Files>
+class RestoringTransaction {
+ public:
+  static constexpr CopyRules kCopyRules = kCheckedCopy;
+
+  /// `staging_directory` ends in "/"; what it holds must be nobody else's. It is made with the
+  /// first step and removed with the last one. `journal` may be null.
+  RestoringTransaction(Files& files, stdx::u16string staging_directory,
+                       UndoJournal* journal = nullptr)
+      : files_(files), staging_(std::move(staging_directory)), journal_(journal) {}
+
+  std::uint32_t Begin(const stdx::u16string&) { return MakeDirectory(staging_); }
+
+  /// Makes the directory of `path` and moves aside what is at `path`. 87 for a directory there.
+  std::uint32_t MakeWay(std::size_t file, const stdx::u16string& path) {
+    if (journal_ != nullptr && !journal_->Begin(file)) return FILE_ERR_INVALID_PARAMETER;
+    is_replacement_ = false;
+    const std::size_t separator = path.rfind(u'/');
+    if (separator != stdx::u16string::npos) {
+      const std::uint32_t code = MakeDirectory(path.substr(0, separator));
+      if (code != 0) return code;
+    }
+    switch (files_.Look(path)) {
+      case Files::Node::kNothing:
+        return 0;
+      case Files::Node::kDirectory:
+        return FILE_ERR_INVALID_PARAMETER;
+      default:
+        return MoveAside(file, files_.ListedPath(path));
+    }
+  }
+
+  /// Creates the file: nothing may be at `path` any more.
+  std::uint32_t OpenOutput(std::size_t file, const stdx::u16string& path, FileHandle* handle) {
+    if (is_replacement_) return files_.FileCreateNew(path, handle);
+    return Noted({UndoStep::Kind::kFileMade, path, file},
+                 [&] { return files_.FileCreateNew(path, handle); });
+  }
+
+  void Rollback() {
+    UndoResult result = Undo(files_, staging_, std::move(steps_));
+    steps_ = std::move(result.left);
+    if (journal_ != nullptr) journal_->Keep(steps_);
+  }
+
+  /// Discards what was moved aside. The installed files stay, whatever fails here.
+  void Commit() {
+    if (journal_ != nullptr) journal_->Commit();
+    // Once more where something stayed: unwinding may have freed memory for it.
+    bool is_gone = false;
+    for (int tries = 0; tries < 2 && !is_gone; ++tries) {
+      for (const UndoStep& step : steps_) {
+        if (step.kind != UndoStep::Kind::kFileReplaced) continue;
+        Quietly([&] { files_.ShellRemoveFile(BackupPath(staging_, step.file)); });
+      }
+      Quietly([&] { is_gone = files_.RemoveEmptyDirectory(staging_) == 0; });
+    }
+  }
+
+  /// What was done so far; after a rollback what could not be undone.
+  const std::vector<UndoStep>& steps() const noexcept { return steps_; }
+
+ private:
+  /// Notes the step, then makes it: without a note there must be no step. A step that answers
+  /// anything but 0 was not made.
+  template <class Step>
+  std::uint32_t Noted(UndoStep note, Step step) {
+    steps_.push_back(std::move(note));
+    std::uint32_t code = FILE_ERR_INVALID_PARAMETER;
+    try {
+      code = step();
+    } catch (...) {
+      steps_.pop_back();
+      throw;
+    }
+    if (code != 0) steps_.pop_back();
+    return code;
+  }
+
+  /// With its parents. 0 also where it is there.
+  std::uint32_t MakeDirectory(const stdx::u16string& path) {
+    if (path.empty() || IsRootPath(path) || path == ready_directory_) return 0;
+    std::uint32_t code = MakeOneDirectory(path);
+    if (code == SHELL_ERR_PATH_NOT_FOUND) {
+      // A separator at the end belongs to the directory itself.
+      const std::size_t separator = path.substr(0, path.size() - 1).rfind(u'/');
+      if (separator == stdx::u16string::npos) return code;
+      code = MakeDirectory(path.substr(0, separator));
+      if (code == 0) code = MakeOneDirectory(path);
+    }
+    if (code != 0 && code != SHELL_ERR_ALREADY_EXISTS) return code;
+    // Most files of a kit follow one of the same directory.
+    ready_directory_ = path;
+    return 0;
+  }
+
+  std::uint32_t MakeOneDirectory(const stdx::u16string& path) {
+    return Noted({UndoStep::Kind::kDirectoryMade, path, 0},
+                 [&] { return files_.ShellMakeDirectory(path); });
+  }
+
+  std::uint32_t MoveAside(std::size_t file, const stdx::u16string& path) {
+    const stdx::u16string backup = BackupPath(staging_, file);
+    const std::uint32_t code = Noted({UndoStep::Kind::kFileReplaced, path, file},
+                                     [&] { return files_.ShellMove(path, backup); });
+    if (code == SHELL_ERR_COMMAND_FAILED) return 0;  // gone since it was looked at
+    if (code != 0) return code;
+    is_replacement_ = true;
+    if (files_.Look(path) == Files::Node::kNothing) return 0;
+    // It was copied to another volume, but it cannot be removed.
+    files_.ShellRemoveFile(backup);
+    steps_.pop_back();
+    return FILE_ERR_INVALID_PARAMETER;
+  }
+
+  Files& files_;
+  const stdx::u16string staging_;
+  UndoJournal* const journal_;
+  std::vector<UndoStep> steps_;
+  stdx::u16string ready_directory_;  ///< known to be there
+  bool is_replacement_ = false;      ///< the file in work had a predecessor, which was moved aside
+};
+
+}  // namespace quarn
