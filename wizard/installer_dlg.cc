@@ -22,10 +22,6 @@ constexpr const char16_t* kErrorText =
 
 constexpr const char16_t* kFallbackLanguage = u"en";
 
-bool EndsInSeparator(const stdx::u16string& path) {
-  return path.ends_with(u'/') || path.ends_with(u'\\');
-}
-
 stdx::u16string OrText(const stdx::u16string& text, const char* default_id) {
   return text.empty() ? LoadString(default_id) : text;
 }
