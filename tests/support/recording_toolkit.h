@@ -156,7 +156,6 @@ class RecordingToolkit final : public Toolkit {
   // --- Toolkit --------------------------------------------------------------------------------
 
   stdx::string LocaleIdentifier() override;
-  bool SetUpApplication(int argc, char** argv, bool silent) override;
   ToolkitWindow* MakeMainWindow(CInstallerDlg& controller, int width, int height,
                                 const stdx::string& title) override;
   ToolkitView* MakeView(ToolkitWindow* window) override;
@@ -187,6 +186,8 @@ class RecordingToolkit final : public Toolkit {
   void Run() override;
 
  private:
+  bool MakeApplication(int argc, char** argv, bool silent) override;
+
   struct Event {
     Point location;
     std::function<void()> dispatch;

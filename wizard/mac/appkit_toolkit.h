@@ -20,8 +20,6 @@ class AppKitToolkit : public Toolkit {
   ~AppKitToolkit() override;
 
   stdx::string LocaleIdentifier() override { return locale_identifier_; }
-  /// There is no way to do without a display: false in silent mode too.
-  bool SetUpApplication(int argc, char** argv, bool silent) override;
 
   ToolkitWindow* MakeMainWindow(CInstallerDlg& controller, int width, int height,
                                 const stdx::string& title) override;
@@ -57,6 +55,9 @@ class AppKitToolkit : public Toolkit {
   void Run() override;
 
  private:
+  /// There is no way to do without a display: false in silent mode too.
+  bool MakeApplication(int argc, char** argv, bool silent) override;
+
   struct Window;
   struct View;
   struct Control;

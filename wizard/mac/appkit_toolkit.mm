@@ -247,7 +247,7 @@ AppKitToolkit::~AppKitToolkit() {
   for (const Window& window : windows_) [window.object release];
 }
 
-bool AppKitToolkit::SetUpApplication(int argc, char** argv, bool) {
+bool AppKitToolkit::MakeApplication(int argc, char** argv, bool) {
   pool_ = [NSAutoreleasePool new];
   if (!dialect::PrepareApplication(argc, argv)) return false;
   NSApplication* const application = [NSApplication sharedApplication];
