@@ -67,6 +67,7 @@ class AppKitToolkit : public Toolkit {
   ToolkitControl* Place(ToolkitView* view, NSView* control);
 
   const stdx::string locale_identifier_;
+  NSObject<NSTextFieldDelegate>* const field_delegate_;
   NSAutoreleasePool* pool_ = nil;  ///< never drained
   std::list<Window> windows_;
   std::list<View> views_;
