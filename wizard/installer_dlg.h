@@ -76,6 +76,8 @@ class CInstallerDlg final : public CWnd {
   void TakeDirectory();
   void StartInstall();
   void WatchWorker(InstallStatus& status);
+  bool PumpEvent();
+  bool HitsCancel(Point location) const;
   void RecordTargetDirectory();
   void ShowSuccessPage();
   void ShowErrorPage();

@@ -29,6 +29,13 @@ struct Frame {
   friend bool operator==(const Frame&, const Frame&) = default;
 };
 
+/// A point on the screen, in a window or in a control, in the toolkit's own units and from the
+/// toolkit's own origin: only its conversions and `Bounds` know what it means.
+struct Point {
+  double x = 0;
+  double y = 0;
+};
+
 /// Handles; a bridge derives its own from them.
 struct ToolkitWindow {};
 struct ToolkitControl {};
@@ -148,14 +155,19 @@ class Toolkit {
   virtual void ChooseFolder(ToolkitView* view,
                             std::function<void(const stdx::string& path)> chosen) = 0;
 
-  /// One turn of a loop of the wizard's own: fetches one event of any type without waiting,
-  /// tests it against `target`, dispatches it. There may be no event; its location is {0, 0} then.
-  ///
-  /// True when the event's location lies in `target`. Whatever its type, the location, which is
-  /// already in the window's coordinates, is taken for one on the screen and converted to the
-  /// window first. So the test is off by the window's position on the screen; who wants to be sure
-  /// of a click relies on the button's action. `target` may be null: then nothing is hit.
-  virtual bool PumpEvent(ToolkitControl* target) = 0;
+  /// One turn of a loop of the wizard's own: fetches one event of any type without waiting, calls
+  /// `look` with its location in its window, dispatches it. `look` is not called where there is no
+  /// event, or one that lies nowhere. The events of a message that is shown meanwhile are its own.
+  virtual void PumpEvent(const std::function<void(Point location)>& look) = 0;
+
+  // Where things are, for as long as their view stands in its window.
+
+  /// Converts a point on the screen to the window's coordinates.
+  virtual Point ScreenToWindow(ToolkitWindow* window, Point point) = 0;
+  /// Converts a point in the control's window to the control's coordinates.
+  virtual Point WindowToControl(ToolkitControl* control, Point point) = 0;
+  /// The control's own rectangle in its own coordinates. Its far edges do not belong to it.
+  virtual Frame Bounds(ToolkitControl* control) = 0;
 
   /// Runs the application until the main window is closed; at once when it is closed already.
   virtual void Run() = 0;

@@ -243,7 +243,10 @@ TEST_F(QtToolkitTest, HandlesAreHarmlessWhenTheWindowIsClosed) {
   toolkit_.SetProgress(bar, 50);
   EXPECT_EQ(toolkit_.GetText(field), "b");
   EXPECT_TRUE(toolkit_.IsChecked(box));
-  EXPECT_FALSE(toolkit_.PumpEvent(button));
+  toolkit_.PumpEvent([](Point) {});
+  toolkit_.ScreenToWindow(window_, {});
+  toolkit_.WindowToControl(button, {});
+  toolkit_.Bounds(button);
   toolkit_.CloseWindow(window_);
   EXPECT_THAT(QApplication::topLevelWidgets(),
               ::testing::Each(::testing::Property(&QWidget::isVisible, false)));
@@ -649,20 +652,19 @@ class PumpEventTest : public QtToolkitTest {
  protected:
   PumpEventTest() {
     SetUpWindow();
-    button_ = toolkit_.MakeButton(view_, {410, 320, 80, 30}, "Cancel", ButtonAction::kBack);
     Show();
     toolkit_.window()->setGeometry(100, 50, 500, 360);
-    while (toolkit_.PumpEvent(nullptr)) {
-    }
     QApplication::processEvents();
   }
 
-  /// Whether a pointer event of `type` at `location` in the window hits the button.
-  bool Hits(QPointF location, QEvent::Type type = QEvent::MouseMove) {
-    Post(location, type);
-    return toolkit_.PumpEvent(button_);
+  /// Where the events of the next turn lie.
+  std::vector<QPointF> Pump() {
+    std::vector<QPointF> locations;
+    toolkit_.PumpEvent([&](Point at) { locations.emplace_back(at.x, at.y); });
+    return locations;
   }
 
+  /// A pointer event of `type` at `location` in the window.
   void Post(QPointF location, QEvent::Type type) {
     QWindow* const window = toolkit_.window()->windowHandle();
     const QPointF global = window->mapToGlobal(location);
@@ -677,109 +679,101 @@ class PumpEventTest : public QtToolkitTest {
                                   Qt::NoButton, Qt::NoModifier));
     }
   }
-
-  ToolkitControl* button_;
 };
 
-TEST_F(PumpEventTest, TakesTheLocationInTheWindowForOneOnTheScreen) {
-  // Off by the window's place: where the button is seen, nothing is hit.
-  EXPECT_FALSE(Hits({450, 335}));
-  EXPECT_TRUE(Hits({550, 385}));
-  toolkit_.window()->setGeometry(0, 0, 500, 360);
-  QApplication::processEvents();
-  EXPECT_TRUE(Hits({450, 335}));
-  EXPECT_FALSE(Hits({550, 385}));
-}
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
-TEST_F(PumpEventTest, TheTestEndsAtTheButtonsEdges) {
-  const QPointF corner(410 + 100, 320 + 50);
-  EXPECT_TRUE(Hits(corner + QPointF(0.5, 0.5)));
-  EXPECT_TRUE(Hits(corner + QPointF(79.5, 29.5)));
-  EXPECT_FALSE(Hits(corner + QPointF(-0.5, 0.5)));
-  EXPECT_FALSE(Hits(corner + QPointF(0.5, -0.5)));
-  EXPECT_FALSE(Hits(corner + QPointF(80.5, 29.5)));
-  EXPECT_FALSE(Hits(corner + QPointF(79.5, 30.5)));
-  // The near ones belong to it, the far ones do not.
-  EXPECT_TRUE(Hits(corner));
-  EXPECT_FALSE(Hits(corner + QPointF(80, 15)));
-  EXPECT_FALSE(Hits(corner + QPointF(40, 30)));
-}
-
-TEST_F(PumpEventTest, TestsEveryTypeOfEventThatHasALocation) {
+TEST_F(PumpEventTest, TellsWhereEveryTypeOfPointerEventLiesInTheWindow) {
   for (const QEvent::Type type :
        {QEvent::MouseMove, QEvent::MouseButtonPress, QEvent::MouseButtonRelease, QEvent::Wheel}) {
-    EXPECT_TRUE(Hits({550, 385}, type)) << type;
+    Post({450.5, 335}, type);
+    EXPECT_THAT(Pump(), ElementsAre(QPointF(450.5, 335))) << type;
   }
-  QApplication::postEvent(toolkit_.window()->windowHandle(),
-                          new QKeyEvent(QEvent::KeyPress, Qt::Key_A, Qt::NoModifier));
-  EXPECT_FALSE(toolkit_.PumpEvent(button_));
 }
 
-TEST_F(PumpEventTest, TestsEveryFingerOfATouch) {
+TEST_F(PumpEventTest, TellsEveryFingerOfATouch) {
   const QPointingDevice screen("screen", 1, QInputDevice::DeviceType::TouchScreen,
                                QPointingDevice::PointerType::Finger,
                                QInputDevice::Capability::Position, 2, 0);
   QWindow* const window = toolkit_.window()->windowHandle();
-  for (const auto& [second, is_hit] : {std::pair{QPointF(550, 385), true}, {{450, 335}, false}}) {
-    QList<QEventPoint> fingers;
-    for (const QPointF location : {QPointF(20, 20), second}) {
-      fingers.emplace_back(static_cast<int>(fingers.size()), QEventPoint::State::Pressed, location,
-                           window->mapToGlobal(location));
-    }
-    for (const QEvent::Type type : {QEvent::TouchBegin, QEvent::TouchUpdate, QEvent::TouchEnd}) {
-      QApplication::postEvent(window, new QTouchEvent(type, &screen, Qt::NoModifier, fingers));
-      EXPECT_EQ(toolkit_.PumpEvent(button_), is_hit) << type;
-    }
+  QList<QEventPoint> fingers;
+  for (const QPointF location : {QPointF(20, 20), QPointF(450, 335)}) {
+    fingers.emplace_back(static_cast<int>(fingers.size()), QEventPoint::State::Pressed, location,
+                         window->mapToGlobal(location));
+  }
+  for (const QEvent::Type type : {QEvent::TouchBegin, QEvent::TouchUpdate, QEvent::TouchEnd}) {
+    QApplication::postEvent(window, new QTouchEvent(type, &screen, Qt::NoModifier, fingers));
+    EXPECT_THAT(Pump(), ElementsAre(QPointF(20, 20), QPointF(450, 335))) << type;
   }
 }
 
-TEST_F(PumpEventTest, ThereMayBeNoEventAndNoTarget) {
-  EXPECT_FALSE(toolkit_.PumpEvent(button_));
-  Post({550, 385}, QEvent::MouseMove);
-  EXPECT_FALSE(toolkit_.PumpEvent(nullptr));
-  // Each event is tested in its own turn.
-  EXPECT_FALSE(toolkit_.PumpEvent(button_));
+TEST_F(PumpEventTest, TellsNothingOfAnEventThatIsMissingOrLiesNowhere) {
+  EXPECT_THAT(Pump(), IsEmpty());
+  QApplication::postEvent(toolkit_.window()->windowHandle(),
+                          new QKeyEvent(QEvent::KeyPress, Qt::Key_A, Qt::NoModifier));
+  EXPECT_THAT(Pump(), IsEmpty());
 }
 
-TEST_F(PumpEventTest, AMissingEventIsTestedAtTheOrigin) {
-  toolkit_.window()->setGeometry(-450, -335, 500, 360);
+TEST_F(PumpEventTest, TellsNothingOfWhatTheLoopOfTheApplicationHandsOut) {
+  int told = 0;
+  toolkit_.PumpEvent([&](Point) { ++told; });
+  Post({450, 335}, QEvent::MouseMove);
   QApplication::processEvents();
-  EXPECT_TRUE(toolkit_.PumpEvent(button_));
-  EXPECT_FALSE(toolkit_.PumpEvent(nullptr));
-  EXPECT_FALSE(Hits({450, 335})) << "an event that is there is tested where it lies";
+  EXPECT_EQ(told, 0);
 }
 
-TEST_F(PumpEventTest, DispatchesWhatItTests) {
-  int moves = 0;
-  class Counter : public QObject {
+TEST_F(PumpEventTest, TellsOfAnEventAndDispatchesItThen) {
+  std::vector<std::string> order;
+  class Witness : public QObject {
    public:
-    explicit Counter(int& count) : count_(count) {}
+    explicit Witness(std::vector<std::string>& order) : order_(order) {}
     bool eventFilter(QObject*, QEvent* event) override {
-      count_ += event->type() == QEvent::MouseMove ? 1 : 0;
+      if (event->type() == QEvent::MouseMove) order_.emplace_back("dispatched");
       return false;
     }
 
    private:
-    int& count_;
-  } counter(moves);
-  toolkit_.window()->windowHandle()->installEventFilter(&counter);
-  EXPECT_TRUE(Hits({550, 385}));
-  EXPECT_EQ(moves, 1);
+    std::vector<std::string>& order_;
+  } witness(order);
+  toolkit_.window()->windowHandle()->installEventFilter(&witness);
+  Post({450, 335}, QEvent::MouseMove);
+  toolkit_.PumpEvent([&](Point) { order.emplace_back("told"); });
+  EXPECT_THAT(order, ElementsAre("told", "dispatched"));
 }
 
-TEST_F(PumpEventTest, DoesNotTestWhatHappensToAMessageMeanwhile) {
+TEST_F(PumpEventTest, TellsNothingOfWhatHappensToAMessageMeanwhile) {
   // Escape brings the question up inside the pump, and the pointer moves while it is shown.
   QApplication::postEvent(toolkit_.window()->windowHandle(),
                           new QKeyEvent(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier));
   QTimer::singleShot(0, [this] {
     QWidget* const dialog = QApplication::activeModalWidget();
     ASSERT_NE(dialog, nullptr);
-    Post({550, 385}, QEvent::MouseMove);
+    Post({450, 335}, QEvent::MouseMove);
     QTimer::singleShot(0, dialog, &QWidget::close);
   });
-  bool hit = false;
-  while (toolkit_.messages == 0) hit |= toolkit_.PumpEvent(button_);
-  EXPECT_FALSE(hit);
+  int told = 0;
+  while (toolkit_.messages == 0) toolkit_.PumpEvent([&](Point) { ++told; });
+  EXPECT_EQ(told, 0);
+}
+
+// --- Where things are -------------------------------------------------------------------------
+
+TEST_F(PumpEventTest, APointOnTheScreenIsConvertedByTheWindowsPlace) {
+  const Point at = toolkit_.ScreenToWindow(window_, {550.5, 385});
+  EXPECT_EQ(QPointF(at.x, at.y), QPointF(450.5, 335));
+  toolkit_.window()->setGeometry(200, 150, 500, 360);
+  QApplication::processEvents();
+  const Point origin = toolkit_.ScreenToWindow(window_, {});
+  EXPECT_EQ(QPointF(origin.x, origin.y), QPointF(-200, -150));
+}
+
+TEST_F(PumpEventTest, APointInTheWindowIsConvertedByTheControlsPlace) {
+  ToolkitControl* const button =
+      toolkit_.MakeButton(view_, {410, 320, 80, 30}, "Cancel", ButtonAction::kBack);
+  const Point at = toolkit_.WindowToControl(button, {450.5, 335});
+  EXPECT_EQ(QPointF(at.x, at.y), QPointF(40.5, 15));
+  EXPECT_EQ(toolkit_.Bounds(button), (Frame{0, 0, 80, 30}));
 }
 
 }  // namespace

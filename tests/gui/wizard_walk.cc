@@ -80,7 +80,7 @@ int WizardWalk::RunMessage(const MessageBox& message) {
   return message_answer_;
 }
 
-bool WizardWalk::PumpEvent(ToolkitControl* target) {
+void WizardWalk::PumpEvent(const std::function<void(Point location)>& look) {
   auto* const bar = main_window()->findChild<QProgressBar*>();
   const int percent = bar->value();
   if (turn_++ == 0 && !fails_) {
@@ -90,8 +90,11 @@ bool WizardWalk::PumpEvent(ToolkitControl* target) {
     bar->setValue(percent);
   }
   if (percent == 100) Show("3-progress-complete");
-  // An event on the button means a cancelled installation.
-  return QtToolkit::PumpEvent(target) || fails_;
+  QtToolkit::PumpEvent(look);
+  if (!fails_) return;
+  // An event where the wizard looks for its Cancel button means a cancelled installation.
+  const QPoint at = main_window()->mapToGlobal(QPoint(450, 335));
+  look({static_cast<double>(at.x()), static_cast<double>(at.y())});
 }
 
 void WizardWalk::Run() {

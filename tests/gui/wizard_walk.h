@@ -31,7 +31,7 @@ class WizardWalk : public QtToolkit {
   ToolkitWindow* MakeMainWindow(CInstallerDlg& controller, int width, int height,
                                 const stdx::string& title) override;
   int RunMessage(const MessageBox& message) override;
-  bool PumpEvent(ToolkitControl* target) override;
+  void PumpEvent(const std::function<void(Point location)>& look) override;
   void Run() override;
 
  private:

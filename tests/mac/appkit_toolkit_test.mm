@@ -164,7 +164,9 @@ class AppKitToolkitTest : public ScratchTest {
   }
 
   /// One turn of the wizard's own loop.
-  void Pump() { toolkit_->PumpEvent(nullptr); }
+  void Pump() {
+    toolkit_->PumpEvent([](Point) {});
+  }
 
   /// A key pressed and let go, with the code that an X server gives it. Returns when the program
   /// has seen it.
@@ -802,28 +804,71 @@ TEST_F(FolderChooserTest, HandsOverThePathWhenTheUserConfirmsAndOnlyThen) {
   }
 }
 
-// --- The event pump ---------------------------------------------------------------------------
+// --- The event pump, and where things are ------------------------------------------------------
 
-TEST_F(AppKitToolkitTest, ATurnOfThePumpFetchesAnyEventWithoutWaitingAndThenSendsIt) {
+class PumpEventTest : public AppKitToolkitTest {
+ protected:
+  /// One turn in which the application fetches `event`; what happens in it, in order.
+  std::vector<std::string> Turn(NSEvent* event) {
+    std::vector<std::string> calls;
+    const Replaced next([NSApplication class],
+                        @selector(nextEventMatchingMask:untilDate:inMode:dequeue:),
+                        [&](id, NSUInteger mask, NSDate* until, NSString* mode, BOOL dequeue) {
+                          EXPECT_EQ(mask, ~NSUInteger{0}) << "every type";
+                          EXPECT_EQ(until, nil) << "does not wait";
+                          EXPECT_EQ(Text(mode), Text(NSDefaultRunLoopMode));
+                          EXPECT_TRUE(dequeue);
+                          calls.emplace_back("fetch");
+                          return event;
+                        });
+    const Replaced send([NSApplication class], @selector(sendEvent:), [&](id, NSEvent* sent) {
+      EXPECT_EQ(sent, event);
+      calls.emplace_back("send");
+    });
+    toolkit_->PumpEvent([&](Point at) {
+      calls.push_back("look at " + std::to_string(at.x) + ", " + std::to_string(at.y));
+    });
+    return calls;
+  }
+};
+
+TEST_F(PumpEventTest, FetchesAnyEventWithoutWaitingTellsWhereItLiesAndThenSendsIt) {
   SetUpWindow();
-  std::vector<std::string> calls;
-  NSEvent* event = nil;
-  const Replaced next([NSApplication class],
-                      @selector(nextEventMatchingMask:untilDate:inMode:dequeue:),
-                      [&](id, NSUInteger mask, NSDate* until, NSString* mode, BOOL dequeue) {
-                        EXPECT_EQ(mask, ~NSUInteger{0}) << "every type";
-                        EXPECT_EQ(until, nil) << "does not wait";
-                        EXPECT_EQ(Text(mode), Text(NSDefaultRunLoopMode));
-                        EXPECT_TRUE(dequeue);
-                        calls.push_back("fetch");
-                        return event;
-                      });
-  const Replaced send([NSApplication class], @selector(sendEvent:), [&](id, NSEvent* sent) {
-    EXPECT_EQ(sent, event);
-    calls.push_back("send");
-  });
-  Pump();
-  EXPECT_THAT(calls, ElementsAre("fetch", "send")) << "although there is none";
+  NSEvent* const event = [NSEvent mouseEventWithType:NSMouseMoved
+                                            location:NSMakePoint(450.5, 25)
+                                       modifierFlags:0
+                                           timestamp:0
+                                        windowNumber:[Window() windowNumber]
+                                             context:nil
+                                         eventNumber:0
+                                          clickCount:0
+                                            pressure:0];
+  EXPECT_THAT(Turn(event), ElementsAre("fetch", "look at 450.500000, 25.000000", "send"));
+}
+
+TEST_F(PumpEventTest, AnEventThatIsMissingIsSentLikeAnyOther) {
+  SetUpWindow();
+  EXPECT_THAT(Turn(nil), ElementsAre("fetch", "send"));
+}
+
+TEST_F(AppKitToolkitTest, APointOnTheScreenIsConvertedByTheWindowsPlace) {
+  SetUpWindow();
+  [Window() setFrameOrigin:NSMakePoint(100, 50)];
+  const NSPoint expected = [Window() convertScreenToBase:NSMakePoint(550.5, 75)];
+  const Point at = toolkit_->ScreenToWindow(window_, {550.5, 75});
+  EXPECT_EQ(at.x, expected.x);
+  EXPECT_EQ(at.y, expected.y);
+  EXPECT_LE(at.x, 450.5);
+}
+
+TEST_F(AppKitToolkitTest, APointInTheWindowIsConvertedToTheControl) {
+  SetUpWindow();
+  ToolkitControl* const button = MakeButton(ButtonAction::kCancel);
+  EXPECT_EQ(toolkit_->Bounds(button), (Frame{0, 0, 80, 30}));
+  // The window's own origin is at the bottom.
+  const Point middle = toolkit_->WindowToControl(button, {450, 360 - 335});
+  EXPECT_EQ(middle.x, 40);
+  EXPECT_EQ(middle.y, 15);
 }
 
 }  // namespace

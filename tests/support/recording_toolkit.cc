@@ -16,11 +16,6 @@ std::string Std(const stdx::string& text) { return std::string(text.view()); }
 
 stdx::string Stdx(const std::string& text) { return stdx::string(text.data(), text.size()); }
 
-bool Contains(const Frame& frame, Point point) {
-  return point.x >= frame.x && point.x < frame.x + frame.width && point.y >= frame.y &&
-         point.y < frame.y + frame.height;
-}
-
 std::uint32_t FlagsOf(const MessageBox& message) {
   const std::uint32_t buttons = message.buttons.size() == 2 ? kButtonsYesNo : kButtonsOk;
   switch (message.icon) {
@@ -91,13 +86,14 @@ void RecordingToolkit::Click(const std::string& title) {
     return;
   }
   const Frame& frame = button->frame;
-  events_.push_back({{frame.x + frame.width / 2, frame.y + frame.height / 2}, [this, button] {
+  const Point middle{frame.x + frame.width / 2.0, frame.y + frame.height / 2.0};
+  events_.push_back({{middle}, [this, button] {
                        if (button->enabled && button->visible) Call(*button->action);
                      }});
 }
 
-void RecordingToolkit::Move(Point location) {
-  events_.push_back({location, [] {}});
+void RecordingToolkit::Move(std::vector<Point> locations) {
+  events_.push_back({std::move(locations), [] {}});
 }
 
 void RecordingToolkit::Type(const std::string& text) {
@@ -362,22 +358,32 @@ void RecordingToolkit::ChooseFolder(ToolkitView* view,
   chosen_ = std::move(chosen);
 }
 
-bool RecordingToolkit::PumpEvent(ToolkitControl* target) {
+void RecordingToolkit::PumpEvent(const std::function<void(Point location)>& look) {
   CheckCall();
   ++turns_;
   // A copy: a turn may say what the next one does.
   if (const auto turn = on_turn_) turn();
-  // A missing event lies at the origin.
-  Event event{{0, 0}, [] {}};
-  if (!events_.empty()) {
-    event = std::move(events_.front());
-    events_.pop_front();
-  }
-  // The location is the window's, and is converted to the window once more.
-  const Point converted{event.location.x - window_position.x, event.location.y - window_position.y};
-  const bool hit = target != nullptr && Contains(Of(target).frame, converted);
+  if (events_.empty()) return;
+  const Event event = std::move(events_.front());
+  events_.pop_front();
+  for (const Point location : event.locations) look(location);
   event.dispatch();
-  return hit;
+}
+
+Point RecordingToolkit::ScreenToWindow(ToolkitWindow* window, Point point) {
+  CheckCall();
+  EXPECT_EQ(window, &window_);
+  return {point.x - window_position.x, point.y - window_position.y};
+}
+
+Point RecordingToolkit::WindowToControl(ToolkitControl* control, Point point) {
+  const Frame& frame = Of(control).frame;
+  return {point.x - frame.x, point.y - frame.y};
+}
+
+Frame RecordingToolkit::Bounds(ToolkitControl* control) {
+  const Frame& frame = Of(control).frame;
+  return {0, 0, frame.width, frame.height};
 }
 
 void RecordingToolkit::Run() {

@@ -66,11 +66,6 @@ struct ShownMessage {
 };
 void PrintTo(const ShownMessage& message, std::ostream* out);
 
-struct Point {
-  int x = 0;
-  int y = 0;
-};
-
 class RecordingToolkit final : public Toolkit {
  public:
   RecordingToolkit() = default;
@@ -103,8 +98,10 @@ class RecordingToolkit final : public Toolkit {
   /// Puts a click in the middle of the button into the queue of events: its location is the
   /// window's, and when it is dispatched the button is pressed if it is enabled.
   void Click(const std::string& title);
-  /// Puts an event with this location, and nothing to dispatch, into the queue.
-  void Move(Point location);
+  /// Puts an event with this location, and nothing to dispatch, into the queue; with several
+  /// locations as many events, which the toolkit hands out in one turn.
+  void Move(std::vector<Point> locations);
+  void Move(Point location) { Move(std::vector{location}); }
   /// Replaces the text of the path field.
   void Type(const std::string& text);
   void SetChecked(bool checked);
@@ -182,14 +179,17 @@ class RecordingToolkit final : public Toolkit {
   int RunMessage(const MessageBox& message) override;
   void ChooseFolder(ToolkitView* view,
                     std::function<void(const stdx::string& path)> chosen) override;
-  bool PumpEvent(ToolkitControl* target) override;
+  void PumpEvent(const std::function<void(Point location)>& look) override;
+  Point ScreenToWindow(ToolkitWindow* window, Point point) override;
+  Point WindowToControl(ToolkitControl* control, Point point) override;
+  Frame Bounds(ToolkitControl* control) override;
   void Run() override;
 
  private:
   bool MakeApplication(int argc, char** argv, bool silent) override;
 
   struct Event {
-    Point location;
+    std::vector<Point> locations;
     std::function<void()> dispatch;
   };
 

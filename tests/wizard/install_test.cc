@@ -232,9 +232,34 @@ INSTANTIATE_TEST_SUITE_P(
         Hit{"FirstPoint", {0, 0}, {410, 320}, true}, Hit{"LastPoint", {0, 0}, {489, 349}, true},
         Hit{"LeftOfIt", {0, 0}, {409, 320}, false}, Hit{"RightOfIt", {0, 0}, {490, 335}, false},
         Hit{"AboveIt", {0, 0}, {450, 319}, false}, Hit{"BelowIt", {0, 0}, {450, 350}, false},
+        Hit{"JustInside", {0, 0}, {489.9, 349.9}, true},
+        Hit{"JustOutside", {0, 0}, {409.9, 320}, false},
         Hit{"OffByTheWindow", {100, 50}, {450, 335}, false},
         Hit{"OffByTheWindowTheOtherWay", {100, 50}, {550, 385}, true}),
     [](const auto& info) { return info.param.name; });
+
+TEST_F(Install, OneOfTheEventsOfATurnIsEnough) {
+  WhileHeldAt40([&] { toolkit.Move({{0, 0}, {450, 335}, {1, 1}}); });
+  toolkit.Story([&] {
+    InstallInto(target());
+    EXPECT_EQ(toolkit.controller().page(), kStateError);
+    toolkit.Press("Finish");
+  });
+  RunExample();
+}
+
+TEST_F(Install, AWindowThatWasTakenApartHasNoButtonToHit) {
+  WhileHeldAt40([&] {
+    toolkit.Answer("Yes");
+    toolkit.PressEscape();
+    toolkit.Move({450, 335});
+  });
+  toolkit.Story([&] {
+    InstallInto(target());
+    EXPECT_EQ(toolkit.controller().page(), kStateSuccess);
+  });
+  RunExample();
+}
 
 // The event is dispatched all the same, so a click in the corner of the screen also stops the
 // worker.

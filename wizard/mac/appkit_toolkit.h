@@ -51,7 +51,10 @@ class AppKitToolkit : public Toolkit {
   int RunMessage(const MessageBox& message) override;
   void ChooseFolder(ToolkitView* view,
                     std::function<void(const stdx::string& path)> chosen) override;
-  bool PumpEvent(ToolkitControl* target) override;
+  void PumpEvent(const std::function<void(Point location)>& look) override;
+  Point ScreenToWindow(ToolkitWindow* window, Point point) override;
+  Point WindowToControl(ToolkitControl* control, Point point) override;
+  Frame Bounds(ToolkitControl* control) override;
   void Run() override;
 
  private:

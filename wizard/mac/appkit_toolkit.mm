@@ -198,6 +198,10 @@ NSRect ToNSRect(const Frame& frame) {
   return NSMakeRect(frame.x, frame.y, frame.width, frame.height);
 }
 
+NSPoint ToNSPoint(Point point) { return NSMakePoint(point.x, point.y); }
+
+Point FromNSPoint(NSPoint point) { return {point.x, point.y}; }
+
 NSImage* NewImage(const Picture& picture) {
   const dialect::Quiet quiet;
   return [[NSImage alloc] initWithData:[NSData dataWithBytes:picture.bytes length:picture.size]];
@@ -224,9 +228,6 @@ void SetIcon(NSAlert* alert, const Picture& picture, NSAlertStyle style) {
   [alert setAlertStyle:style];
 }
 
-/// Where `event` happened, or the origin when there is none.
-NSPoint LocationOf(NSEvent* event) { return event != nil ? [event locationInWindow] : NSZeroPoint; }
-
 /// Gives a title letters of the usual size, or as much smaller ones as it takes to fit its frame.
 void FitTitle(NSButton* button) {
   CGFloat size = [NSFont systemFontSize];
@@ -245,15 +246,6 @@ bool HasKeyboard(NSView* view) {
 /// Passes the keyboard on when `view`, which can no longer use it, has it.
 void PassKeyboardOn(NSView* view) {
   if (HasKeyboard(view)) [[view window] selectKeyViewFollowingView:view];
-}
-
-bool Hits(NSEvent* event, NSView* target) {
-  NSWindow* const window = [target window];
-  if (window == nil) return false;
-  // The location lies in the window already: taking it for one on the screen moves the test by the
-  // window's place there, and so it is meant.
-  const NSPoint in_window = [window convertScreenToBase:LocationOf(event)];
-  return NSPointInRect([target convertPoint:in_window fromView:nil], [target bounds]);
 }
 
 }  // namespace
@@ -523,16 +515,31 @@ void AppKitToolkit::ChooseFolder(ToolkitView* view,
   [panel release];
 }
 
-bool AppKitToolkit::PumpEvent(ToolkitControl* target) {
+void AppKitToolkit::PumpEvent(const std::function<void(Point location)>& look) {
   const Pool pool;
   NSApplication* const application = [NSApplication sharedApplication];
   NSEvent* const event = [application nextEventMatchingMask:kEveryEvent
                                                   untilDate:nil
                                                      inMode:NSDefaultRunLoopMode
                                                     dequeue:YES];
-  const bool hit = target != nullptr && Hits(event, static_cast<Control*>(target)->object);
+  if (event != nil) look(FromNSPoint([event locationInWindow]));
   [application sendEvent:event];
-  return hit;
+}
+
+Point AppKitToolkit::ScreenToWindow(ToolkitWindow* window, Point point) {
+  NSWindow* const object = static_cast<Window*>(window)->object;
+  return FromNSPoint([object convertScreenToBase:ToNSPoint(point)]);
+}
+
+Point AppKitToolkit::WindowToControl(ToolkitControl* control, Point point) {
+  NSView* const object = static_cast<Control*>(control)->object;
+  return FromNSPoint([object convertPoint:ToNSPoint(point) fromView:nil]);
+}
+
+Frame AppKitToolkit::Bounds(ToolkitControl* control) {
+  const NSRect bounds = [static_cast<Control*>(control)->object bounds];
+  return {static_cast<int>(NSMinX(bounds)), static_cast<int>(NSMinY(bounds)),
+          static_cast<int>(NSWidth(bounds)), static_cast<int>(NSHeight(bounds))};
 }
 
 void AppKitToolkit::Run() {

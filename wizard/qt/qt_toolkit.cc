@@ -77,6 +77,10 @@ void Press(CInstallerDlg& controller, ButtonAction action) {
   }
 }
 
+QPointF ToQt(Point point) { return {point.x, point.y}; }
+
+Point FromQt(QPointF point) { return {point.x(), point.y()}; }
+
 QIcon ProgramIcon() {
   static constexpr unsigned char bytes[] = {
 #include "setup_icon_png.inc"
@@ -101,6 +105,16 @@ class QtToolkit::MainWindow : public QWidget, public ToolkitWindow, public HasAc
   CInstallerDlg& controller() const { return controller_; }
   QAccessible::Role accessible_role() const override { return QAccessible::Window; }
 
+  void MoveTo(QPoint place) {
+    asked_place_ = place;
+    move(place);
+  }
+  QPointF PlaceOnScreen() const {
+    // A Wayland desktop does not tell its programs where their windows stand.
+    const bool is_told = !QGuiApplication::platformName().startsWith("wayland");
+    return is_told ? mapToGlobal(QPointF()) : QPointF(asked_place_);
+  }
+
  protected:
   void keyPressEvent(QKeyEvent* event) override {
     if (event->key() == Qt::Key_Escape) {
@@ -121,6 +135,7 @@ class QtToolkit::MainWindow : public QWidget, public ToolkitWindow, public HasAc
   CInstallerDlg& controller_;
   QEventLoop& loop_;
   std::function<void()> drawn_;
+  QPoint asked_place_;  // where it was to stand on the screen
 };
 
 class QtToolkit::PageView : public QWidget, public ToolkitView, public HasAccessibleRole {
@@ -147,44 +162,19 @@ struct QtToolkit::Image : ToolkitImage {
   Picture picture;
 };
 
-/// Looks at the events that the display sends while the wizard pumps them itself.
-class QtToolkit::HitTest : public QObject {
+/// Shows the events that the display sends to whoever looks.
+class QtToolkit::EventWatch : public QObject {
  public:
-  const QWidget* target = nullptr;
-  const QWidget* window = nullptr;
-  QPoint asked_place;  ///< where the window was to stand on the screen
-  bool tested = false;
-  bool hit = false;
+  const std::function<void(Point location)>* look = nullptr;  ///< none but in a turn of the pump
 
   bool eventFilter(QObject* receiver, QEvent* event) override {
     // Windows get the display's events; their controls get what follows from them.
-    if (target == nullptr || !receiver->isWindowType() || !event->isPointerEvent()) return false;
+    if (look == nullptr || !receiver->isWindowType() || !event->isPointerEvent()) return false;
     // A touch has a location for each finger.
     for (const QEventPoint& point : static_cast<const QPointerEvent*>(event)->points()) {
-      Test(static_cast<const QWindow*>(receiver)->mapFromGlobal(point.globalPosition()));
+      (*look)(FromQt(static_cast<const QWindow*>(receiver)->mapFromGlobal(point.globalPosition())));
     }
     return false;
-  }
-
-  void Test(QPointF location) {
-    tested = true;
-    hit |= Hits(location);
-  }
-
- private:
-  bool Hits(QPointF location) const {
-    if (!window->isAncestorOf(target)) return false;
-    // The location lies in the window already: taking it for one on the screen moves the test by
-    // the window's place there, and so it is meant.
-    const QPointF at = target->mapFrom(window, location - PlaceOnScreen());
-    // The far edges are outside.
-    return at.x() >= 0 && at.x() < target->width() && at.y() >= 0 && at.y() < target->height();
-  }
-
-  QPointF PlaceOnScreen() const {
-    // A Wayland desktop does not tell its programs where their windows stand.
-    const bool is_told = !QGuiApplication::platformName().startsWith("wayland");
-    return is_told ? window->mapToGlobal(QPointF()) : QPointF(asked_place);
   }
 };
 
@@ -232,8 +222,8 @@ bool QtToolkit::MakeApplication(int, char**, bool silent) {
   }
   InstallAccessibility();
   loop_ = std::make_unique<QEventLoop>();
-  hit_test_ = std::make_unique<HitTest>();
-  application_->installEventFilter(hit_test_.get());
+  watch_ = std::make_unique<EventWatch>();
+  application_->installEventFilter(watch_.get());
   return true;
 }
 
@@ -250,9 +240,7 @@ ToolkitWindow* QtToolkit::MakeMainWindow(CInstallerDlg& controller, int width, i
   window_->setFixedSize(width, height);
   QRect place = window_->rect();
   place.moveCenter(window_->screen()->availableGeometry().center());
-  window_->move(place.topLeft());
-  hit_test_->window = window_.get();
-  hit_test_->asked_place = place.topLeft();
+  window_->MoveTo(place.topLeft());
   return window_.get();
 }
 
@@ -411,7 +399,8 @@ int QtToolkit::RunMessage(const MessageBox& message) {
     return 0;
   }
   // What happens to the message is no event of the loop that it interrupts.
-  const QScopedValueRollback<const QWidget*> untested(hit_test_->target, nullptr);
+  const QScopedValueRollback unwatched(watch_->look);
+  watch_->look = nullptr;
   const auto dialog = MakeMessage(message);
   dialog->exec();
   return dialog->pressed();
@@ -423,14 +412,23 @@ void QtToolkit::ChooseFolder(ToolkitView* view,
                    [chosen](const QString& path) { chosen(FromQt(path)); });
 }
 
-bool QtToolkit::PumpEvent(ToolkitControl* target) {
-  const QScopedValueRollback<const QWidget*> tested(
-      hit_test_->target, target == nullptr ? nullptr : Cast(target)->widget);
-  hit_test_->tested = hit_test_->hit = false;
+void QtToolkit::PumpEvent(const std::function<void(Point location)>& look) {
+  const QScopedValueRollback watched(watch_->look, &look);
   QCoreApplication::processEvents();
-  // An event that is missing or lies nowhere lies at the origin.
-  if (target != nullptr && !hit_test_->tested) hit_test_->Test({});
-  return hit_test_->hit;
+}
+
+Point QtToolkit::ScreenToWindow(ToolkitWindow* window, Point point) {
+  return FromQt(ToQt(point) - static_cast<MainWindow*>(window)->PlaceOnScreen());
+}
+
+Point QtToolkit::WindowToControl(ToolkitControl* control, Point point) {
+  const QWidget* const widget = Cast(control)->widget;
+  return FromQt(widget->mapFrom(widget->window(), ToQt(point)));
+}
+
+Frame QtToolkit::Bounds(ToolkitControl* control) {
+  const QSize size = Cast(control)->widget->size();
+  return {0, 0, size.width(), size.height()};
 }
 
 void QtToolkit::Run() {

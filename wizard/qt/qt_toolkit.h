@@ -57,8 +57,11 @@ class QtToolkit : public Toolkit {
   int RunMessage(const MessageBox& message) override;
   void ChooseFolder(ToolkitView* view,
                     std::function<void(const stdx::string& path)> chosen) override;
-  /// Qt hands out what it has in one go, so a turn may take several events; each of them is tested.
-  bool PumpEvent(ToolkitControl* target) override;
+  /// Qt hands out what it has in one go, so a turn may take several events; each is looked at.
+  void PumpEvent(const std::function<void(Point location)>& look) override;
+  Point ScreenToWindow(ToolkitWindow* window, Point point) override;
+  Point WindowToControl(ToolkitControl* control, Point point) override;
+  Frame Bounds(ToolkitControl* control) override;
   void Run() override;
 
  protected:
@@ -69,7 +72,7 @@ class QtToolkit : public Toolkit {
   std::unique_ptr<MessageDialog> MakeMessage(const MessageBox& message);
 
  private:
-  class HitTest;
+  class EventWatch;
   class MainWindow;
   class PageView;
   struct Control;
@@ -94,7 +97,7 @@ class QtToolkit : public Toolkit {
   // In the order of their making: the application goes last.
   std::unique_ptr<QApplication> application_;
   std::unique_ptr<QEventLoop> loop_;
-  std::unique_ptr<HitTest> hit_test_;
+  std::unique_ptr<EventWatch> watch_;
   std::unique_ptr<MainWindow> window_;
   std::vector<std::unique_ptr<PageView>> views_;
   std::deque<Control> controls_;
