@@ -743,11 +743,13 @@ class FolderChooserTest : public AppKitToolkitTest {
     SetUpWindow();
     // Whatever the panel was set to before.
     NSOpenPanel* const before = [NSOpenPanel openPanel];
-    [before setResolvesAliases:NO];
     [before setCanChooseFiles:YES];
     [before setCanChooseDirectories:NO];
     [before setCanCreateDirectories:YES];
     [before setAllowsMultipleSelection:YES];
+    // GNUstep does not keep this one.
+    const Replaced aliases([NSOpenPanel class], @selector(setResolvesAliases:),
+                           [&](id, BOOL given) { settings_["resolves aliases"] = given; });
     const Replaced begin([NSOpenPanel class],
                          @selector(beginSheetModalForWindow:completionHandler:),
                          [&](NSOpenPanel* panel, NSWindow* window, void* block) {
@@ -762,7 +764,6 @@ class FolderChooserTest : public AppKitToolkitTest {
 
   void Look(NSOpenPanel* panel) {
     EXPECT_TRUE([panel isKindOfClass:[NSOpenPanel class]]);
-    settings_["resolves aliases"] = [panel resolvesAliases];
     settings_["files"] = [panel canChooseFiles];
     settings_["directories"] = [panel canChooseDirectories];
     settings_["creates directories"] = [panel canCreateDirectories];
