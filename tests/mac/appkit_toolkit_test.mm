@@ -1,5 +1,5 @@
 // The toolkit on AppKit, operation by operation: what the objects that it makes answer when they
-// are asked. Needs an X server, of which each run starts one of its own. What needs a window
+// are asked. Needs an X server; a run starts one of its own. What needs a window
 // manager is in tests/gui/scenarios.py.
 #include "wizard/mac/appkit_toolkit.h"
 
@@ -141,14 +141,16 @@ class AppKitToolkitTest : public ScratchTest {
   }
   void Show() { toolkit_->ShowWindow(window_); }
 
-  /// The main window: the last one that was made.
+  /// The main window: the last one that was made, which has the highest number.
   static NSWindow* Window() {
+    NSWindow* last = nil;
     NSArray* const windows = [NSApp windows];
-    for (NSUInteger i = [windows count]; i > 0; --i) {
-      NSWindow* const window = [windows objectAtIndex:i - 1];
-      if (NameOf(window) == "ExtNSWindow") return window;
+    for (NSUInteger i = 0; i < [windows count]; ++i) {
+      NSWindow* const window = [windows objectAtIndex:i];
+      if (NameOf(window) != "ExtNSWindow") continue;
+      if (last == nil || [window windowNumber] > [last windowNumber]) last = window;
     }
-    return nil;
+    return last;
   }
   static NSView* View() { return [[[Window() contentView] subviews] lastObject]; }
   /// The control that was made last.
@@ -738,9 +740,13 @@ TEST_F(MessageTest, AMessageThatIsClosedEndsItsSheet) {
 
 class FolderChooserTest : public AppKitToolkitTest {
  protected:
+  void SetUp() override {
+    AppKitToolkitTest::SetUp();
+    SetUpWindow();
+  }
+
   /// Opens the chooser and ends it with `result`.
   void Choose(NSInteger result) {
-    SetUpWindow();
     // Whatever the panel was set to before.
     NSOpenPanel* const before = [NSOpenPanel openPanel];
     [before setCanChooseFiles:YES];
