@@ -333,7 +333,14 @@ TEST_F(AppKitToolkitTest, HandlesAreHarmlessWhenTheWindowIsClosed) {
 
 TEST_F(AppKitToolkitTest, ALabelIsATextAndNothingAroundIt) {
   SetUpWindow();
-  ToolkitControl* const control = toolkit_->MakeLabel(view_, {170, 10, 318, 286}, "a & <b> ж");
+  std::vector<BOOL> editable;
+  ToolkitControl* control;
+  {
+    const Replaced set([NSTextField class], @selector(setEditable:),
+                       [&](id, BOOL given) { editable.push_back(given); });
+    control = toolkit_->MakeLabel(view_, {170, 10, 318, 286}, "a & <b> ж");
+  }
+  EXPECT_THAT(editable, ElementsAre(NO)) << "said although it follows from what GNUstep needs";
   NSTextField* const label = Last<NSTextField>();
   EXPECT_THAT(Numbers([label frame]), ElementsAre(170, 10, 318, 286));
   EXPECT_FALSE([label isEditable]);
@@ -539,6 +546,22 @@ TEST_F(KeyTest, EscapeLeavesTheFieldAsItIs) {
   EXPECT_NE(Editor(), nil) << "the caret stays in it";
   Press(@"a", 38);
   EXPECT_EQ(toolkit_->GetText(field_), "/templates/a");
+}
+
+TEST_F(KeyTest, TheEditorOfTheFieldMakesNothingOfAnEscapeItself) {
+  int completions = 0;
+  const Replaced complete([NSTextView class], @selector(complete:), [&](id, id) { ++completions; });
+  [Window() makeFirstResponder:path_];
+  PressEscape();
+  EXPECT_EQ(toolkit_->messages, 1);
+  EXPECT_EQ(completions, 0);
+}
+
+TEST_F(KeyTest, EveryOtherCommandIsTheEditors) {
+  [Window() makeFirstResponder:path_];
+  [Editor() setSelectedRange:NSMakeRange(10, 0)];
+  Press(@"\177", 22);  // the backspace key
+  EXPECT_EQ(toolkit_->GetText(field_), "/template");
 }
 
 TEST_F(KeyTest, TheWindowMayBeClosedByAnEscapeOfTheField) {
