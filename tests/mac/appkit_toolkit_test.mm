@@ -604,12 +604,13 @@ TEST_F(KeyTest, OnlyEscapeHasItsCode) {
   EXPECT_EQ(code(@"a", 38), 38) << "what is in nobody's way stays";
 }
 
-TEST_F(KeyTest, ReturnPressesNoButton) {
-  [Window() makeFirstResponder:box_];
-  Press(@"\r", 36);
-  EXPECT_EQ([box_ state], 1);
+TEST_F(KeyTest, SpacePressesTheButtonThatHasTheKeyboardAndReturnDoesNot) {
+  MakeButton(ButtonAction::kCancel);
+  [Window() makeFirstResponder:Last<NSButton>()];
+  for (NSString* const letter : {@"\r", @"\n", @"\003"}) Press(letter, 36);
+  EXPECT_EQ(toolkit_->messages, 0);
   Press(@" ", 65);
-  EXPECT_EQ([box_ state], 0);
+  EXPECT_EQ(toolkit_->messages, 1);
 }
 
 // As with a line that was copied from a terminal, where its end comes along.
