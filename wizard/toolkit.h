@@ -81,11 +81,20 @@ class Toolkit {
   /// `SetUpApplication`.
   virtual stdx::string LocaleIdentifier() = 0;
 
-  /// Makes this process a regular, active application; called once, before anything below. False
-  /// when there is no display to work on, which the bridge has then told on standard error. In
-  /// silent mode a bridge that can do without a display does: its messages go to standard error
-  /// and count as answered with their first button.
-  virtual bool SetUpApplication(int argc, char** argv, bool silent) = 0;
+  /// Makes this process a regular, active application; called before anything below. False when
+  /// there is no display to work on, which the bridge has then told on standard error. In silent
+  /// mode a bridge that can do without a display does: its messages go to standard error and count
+  /// as answered with their first button.
+  ///
+  /// A process can be set up but once: later calls do nothing and answer what the first one did,
+  /// false if that one threw.
+  bool SetUpApplication(int argc, char** argv, bool silent) {
+    if (!is_set_up_) {
+      is_set_up_ = false;
+      is_set_up_ = MakeApplication(argc, argv, silent);
+    }
+    return *is_set_up_;
+  }
 
   /// Makes the main window, hidden, white, centred on the screen, titled and closable but neither
   /// resizable nor minimisable. `width` and `height` are those of its content. Escape in it calls
@@ -164,6 +173,12 @@ class Toolkit {
 
   /// Runs the application until the main window is closed; at once when it is closed already.
   virtual void Run() = 0;
+
+ private:
+  /// `SetUpApplication`, called at most once.
+  virtual bool MakeApplication(int argc, char** argv, bool silent) = 0;
+
+  std::optional<bool> is_set_up_;
 };
 
 }  // namespace quarn

@@ -1,6 +1,7 @@
 """A desktop without a screen: an X server, a window manager, and a user who clicks and types."""
 
 import os
+import re
 import subprocess
 import time
 
@@ -94,6 +95,7 @@ class Window:
         run("xdotool", "key", "--delay", "30", *names)
 
     def type(self, text):
+        self._desktop.give_keys(text)
         wait_for(self.is_active, "the window to have the keyboard")
         run("xdotool", "type", "--delay", "20", "--", text)
 
@@ -119,6 +121,7 @@ class Desktop:
     def __init__(self, environment, press_seconds):
         self.environment = environment
         self.press_seconds = press_seconds
+        self._letters = []  # that have been given keys
         os.makedirs("/tmp/.X11-unix", mode=0o1777, exist_ok=True)
         reading, writing = os.pipe()
         self._log = open("/tmp/desktop.log", "wb")
@@ -142,6 +145,23 @@ class Desktop:
         """In the order of their appearance."""
         clients = run("xprop", "-root", "_NET_CLIENT_LIST").partition("#")[2]
         return [Window(str(int(number, 16)), self) for number in clients.replace(",", " ").split()]
+
+    def give_keys(self, text):
+        """Puts the letters of `text` that the keyboard lacks on keys of their own.
+
+        They stay there. What types would put each of them on a key for a moment only, and a program that asks for the
+        meaning of that key a little later is told the next letter's.
+        """
+        letters = [letter for letter in dict.fromkeys(text) if not letter.isascii() and letter not in self._letters]
+        if not letters:
+            return
+        self._letters += letters
+        keyboard = run("xkbcomp", "-xkb", self.environment["DISPLAY"], "-")
+        names, symbols = keyboard.split("xkb_symbols", 1)
+        free = [key for key in re.findall(r"(<\w+>) = \d+;", names) if key not in symbols]
+        keys = [f"key {key} {{ [ U{ord(letter):04X} ] }};\n" for key, letter in zip(free, letters)]
+        symbols = symbols.replace("{", "{\n" + "".join(keys), 1)
+        run("xkbcomp", "-w0", "-", self.environment["DISPLAY"], input=f"{names}xkb_symbols{symbols}")
 
     def point_away(self):
         """Moves the pointer off the windows, which open in the middle of the screen."""

@@ -616,6 +616,17 @@ TEST_F(FolderChooserTest, IsASheetOnTheWindowThatTakesOneExistingDirectory) {
   EXPECT_EQ(chooser_->directory().path().toStdString(), home().string());
 }
 
+TEST_F(FolderChooserTest, ShowsNothingOfItsMnemonics) {
+  for (const auto& [code, label] :
+       {std::pair{"en", "Folder:"}, {"ru", "Папка:"}, {"zh", "文件夹："}}) {
+    SetCurrentLanguage(FindLanguageByCode(code));
+    toolkit_.ChooseFolder(view_, [](const stdx::string&) {});
+    const auto* const chooser = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+    ASSERT_NE(chooser, nullptr);
+    EXPECT_EQ(chooser->labelText(QFileDialog::LookIn).toStdString(), label);
+  }
+}
+
 TEST_F(FolderChooserTest, HandsOverThePathWhenTheUserConfirms) {
   const std::filesystem::path folder = root() / "папка с <&>";
   std::filesystem::create_directories(folder);

@@ -242,6 +242,56 @@ def escape_asks_and_only_yes_ends_it(world):
 
 
 @scenario
+def escape_asks_from_every_control(world):
+    world.pack_example()
+    wizard = world.start()
+    window = wizard.main_window()
+
+    def asks(where):
+        window.key("Escape")
+        question = wizard.message()
+        question.key("Escape")
+        wizard.wait_closed(question, f"the question from {where}")
+        world.check(window.exists(), f"No keeps the wizard open, asked from {where}")
+
+    for place in ("Next", "Cancel"):
+        asks(f"{place} of the welcome page")
+        window.key("Tab")
+    wizard.press(NEXT)
+    wizard.fill_field(f"{world.root}/chosen")
+    for place in ("the path", "Browse", "Back", "Next", "Cancel"):
+        asks(place)
+        window.key("Tab")
+    window.key("End")
+    window.type("/further")  # what the field held is still there
+    wizard.press(NEXT)
+    wizard.wait_recorded()
+    world.check_equal(world.recorded, [f"{world.root}/chosen/further"], "recorded directories")
+    wizard.press(CHECK_BOX)
+    asks("the check box")
+    asks("the check box again")
+    window.key("Escape")
+    wizard.message().key("Return")
+    wizard.finish()
+
+
+@scenario
+def letters_ask_nothing(world):
+    # Among them the key whose number is that of Escape elsewhere.
+    world.pack_example()
+    wizard = world.start()
+    window = wizard.main_window()
+    letters = "abcdefghijklmnopqrstuvwxyzXE0123456789"
+    window.type(letters)
+    wizard.press(NEXT)
+    window.type(letters)
+    time.sleep(0.5)
+    world.check_equal(world.desktop.windows(), [window], "windows")
+    window.ask_to_close()
+    wizard.finish()
+
+
+@scenario
 def the_close_button_ends_it_without_a_question(world):
     world.pack_example()
     wizard = world.start()
@@ -379,6 +429,10 @@ def a_failed_installation_ends_on_the_error_page(world):
     message.key("Return")
     wizard.wait_closed(message, "the message")
     wizard.press(CANCEL)  # means nothing here
+    window.key("Escape")  # asks here too
+    question = wizard.message()
+    question.key("Escape")
+    wizard.wait_closed(question, "the question")
     wizard.press(NEXT)
     wizard.finish()
     world.check_equal(world.recorded, [], "recorded directories")
@@ -523,6 +577,19 @@ def silent_mode_installs_and_ends(world):
 
 
 @scenario
+def escape_in_a_silent_run_asks_and_yes_closes_while_the_pass_completes(world):
+    count = world.pack_slow()
+    wizard = world.start("-S")
+    wizard.main_window().key("Escape")
+    question = wizard.message()
+    question.key("Return")
+    wizard.wait_closed(wizard.window, "the wizard's window")
+    world.check(len(world.installed()) < count, "the window closes before the last file")
+    wizard.finish()
+    world.check_equal(len(world.installed()), count, "number of installed files")
+
+
+@scenario
 @needs("no display")
 def silent_mode_needs_no_display(world):
     files = world.pack_example()
@@ -635,6 +702,28 @@ def a_directory_in_the_users_eight_bit_encoding_is_shown_and_installed_into(worl
     wizard.press(NEXT)
     wizard.finish()
     world.check_equal(world.launcher_file.read_bytes(), recorded, "launcher file")
+
+
+@scenario
+def a_typed_directory_in_any_script_is_installed_into(world):
+    files = world.pack_example()
+    names = ("Каталог", "תבניות", "模板")
+    for number, variables in enumerate((
+        {},
+        {"LANG": "xx_XX.UTF-8"},
+        {"LANG": None},
+        {"GTK_THEME": "Adwaita:dark", "QT_STYLE_OVERRIDE": "Adwaita-Dark"},
+    )):
+        target = world.root / f"typed{number}" / "-".join(names)
+        wizard = world.start(language="en", **variables)
+        wizard.main_window()
+        wizard.press(NEXT)
+        wizard.fill_field(str(target))
+        wizard.press(NEXT)
+        wait_for(lambda: str(target) in world.recorded, f"{target} on record, not {world.recorded}")
+        world.check_equal(world.installed(target), files, f"installed files with {variables}")
+        wizard.press(NEXT)
+        wizard.finish()
 
 
 # --- Those who do not see the window --------------------------------------------------------------

@@ -50,16 +50,14 @@ void WizardWalk::Start(const std::string& language) {
   controller_ = nullptr;
 }
 
-bool WizardWalk::SetUpApplication(int argc, char** argv, bool silent) {
-  // Every controller asks for it; a process can have it but once.
-  if (is_set_up_) return true;
-  is_set_up_ = QtToolkit::SetUpApplication(argc, argv, silent);
-  if (is_set_up_ && !family_.empty()) {
+bool WizardWalk::MakeApplication(int argc, char** argv, bool silent) {
+  if (!QtToolkit::MakeApplication(argc, argv, silent)) return false;
+  if (!family_.empty()) {
     QFont font = QApplication::font();
     font.setFamilies({QString::fromStdString(family_)});
     QApplication::setFont(font);
   }
-  return is_set_up_;
+  return true;
 }
 
 ToolkitWindow* WizardWalk::MakeMainWindow(CInstallerDlg& controller, int width, int height,

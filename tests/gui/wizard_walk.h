@@ -28,7 +28,6 @@ class WizardWalk : public QtToolkit {
   /// environment; nothing is removed from them.
   void Walk(const std::string& language, Look look);
 
-  bool SetUpApplication(int argc, char** argv, bool silent) override;
   ToolkitWindow* MakeMainWindow(CInstallerDlg& controller, int width, int height,
                                 const stdx::string& title) override;
   int RunMessage(const MessageBox& message) override;
@@ -36,13 +35,13 @@ class WizardWalk : public QtToolkit {
   void Run() override;
 
  private:
+  bool MakeApplication(int argc, char** argv, bool silent) override;
   void Start(const std::string& language);
   void Show(const std::string& name);
 
   std::string family_;
   Look look_;
   CInstallerDlg* controller_ = nullptr;
-  bool is_set_up_ = false;
   bool fails_ = false;
   std::string message_;  // the name of the next one
   int message_answer_ = 0;

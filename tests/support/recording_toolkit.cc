@@ -244,7 +244,7 @@ RecordedControl& RecordingToolkit::Make(ToolkitView* view, ControlKind kind, con
 
 stdx::string RecordingToolkit::LocaleIdentifier() { return locale; }
 
-bool RecordingToolkit::SetUpApplication(int, char**, bool silent) {
+bool RecordingToolkit::MakeApplication(int, char**, bool silent) {
   EXPECT_FALSE(set_up_) << "set up twice";
   if (while_set_up) while_set_up();
   set_up_ = true;

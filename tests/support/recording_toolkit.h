@@ -169,7 +169,6 @@ class RecordingToolkit final : public Toolkit {
   // --- Toolkit --------------------------------------------------------------------------------
 
   stdx::string LocaleIdentifier() override;
-  bool SetUpApplication(int argc, char** argv, bool silent) override;
   ToolkitWindow* MakeMainWindow(CInstallerDlg& controller, int width, int height,
                                 const stdx::string& title) override;
   ToolkitView* MakeView(ToolkitWindow* window) override;
@@ -204,6 +203,8 @@ class RecordingToolkit final : public Toolkit {
   void Run() override;
 
  private:
+  bool MakeApplication(int argc, char** argv, bool silent) override;
+
   struct Event {
     std::vector<Point> locations;
     std::function<void()> dispatch;

@@ -20,8 +20,6 @@ class AppKitToolkit : public Toolkit {
   ~AppKitToolkit() override;
 
   stdx::string LocaleIdentifier() override { return locale_identifier_; }
-  /// There is no way to do without a display: false in silent mode too.
-  bool SetUpApplication(int argc, char** argv, bool silent) override;
 
   ToolkitWindow* MakeMainWindow(CInstallerDlg& controller, int width, int height,
                                 const stdx::string& title) override;
@@ -61,6 +59,9 @@ class AppKitToolkit : public Toolkit {
   void Run() override;
 
  private:
+  /// There is no way to do without a display: false in silent mode too.
+  bool MakeApplication(int argc, char** argv, bool silent) override;
+
   struct Window;
   struct View;
   struct Control;
@@ -70,6 +71,7 @@ class AppKitToolkit : public Toolkit {
   ToolkitControl* Place(ToolkitView* view, NSView* control);
 
   const stdx::string locale_identifier_;
+  NSObject<NSTextFieldDelegate>* const field_delegate_;
   NSAutoreleasePool* pool_ = nil;  ///< never drained
   std::list<Window> windows_;
   std::list<View> views_;

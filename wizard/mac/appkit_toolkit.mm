@@ -9,6 +9,12 @@ using quarn::CInstallerDlg;
 namespace {
 
 constexpr unsigned short kEscapeKeyCode = 53;
+constexpr auto kKeyDown = static_cast<NSEventType>(10);
+
+NSString* WithoutLineEnds(NSString* text) {
+  NSCharacterSet* const ends = [NSCharacterSet characterSetWithCharactersInString:@"\n\r"];
+  return [[text componentsSeparatedByCharactersInSet:ends] componentsJoinedByString:@""];
+}
 
 }  // namespace
 
@@ -37,6 +43,10 @@ constexpr unsigned short kEscapeKeyCode = 53;
   CInstallerDlg* m_mainDlg;
 }
 - (id)initWithFrameAndDlg:(NSRect)frame dlg:(CInstallerDlg*)dlg;
+@end
+
+/// Takes from the editor of the path field what is not for it.
+@interface QuarnFieldDelegate : NSObject <NSTextFieldDelegate>
 @end
 
 @implementation ExtNSWindowDelegate
@@ -73,6 +83,33 @@ constexpr unsigned short kEscapeKeyCode = 53;
   } else {
     [super keyDown:event];
   }
+}
+
+@end
+
+@implementation QuarnFieldDelegate
+
+/// The editor of a field takes every key to itself. Escape goes on to the window, as from any other
+/// control; what the editor itself makes of it (it ends the editing, or offers to complete the
+/// word) differs from one desktop to the next.
+- (BOOL)control:(NSControl*)control textView:(NSTextView*)editor doCommandBySelector:(SEL)command {
+  NSEvent* const event = [[NSApplication sharedApplication] currentEvent];
+  if ([event type] != kKeyDown || [event keyCode] != kEscapeKeyCode) return NO;
+  [[control window] keyDown:event];
+  return YES;
+}
+
+/// A line that is pasted may bring its end along. In a path it would name another directory, which
+/// could not be recorded on one line.
+- (void)controlTextDidChange:(NSNotification*)notification {
+  NSText* const editor = [[notification object] currentEditor];
+  NSString* const text = [editor string];
+  NSString* const line = WithoutLineEnds(text);
+  if ([line isEqualToString:text]) return;
+  const NSUInteger caret = [editor selectedRange].location;
+  const NSUInteger before = [WithoutLineEnds([text substringToIndex:caret]) length];
+  [editor setString:line];
+  [editor setSelectedRange:NSMakeRange(before, 0)];
 }
 
 @end
@@ -191,9 +228,10 @@ void SetIcon(NSAlert* alert, const Picture& picture, NSAlertStyle style) {
   [alert setAlertStyle:style];
 }
 
-/// Lessens the letters of a title that would not fit its frame.
+/// Gives a title letters of the usual size, or as much smaller ones as it takes to fit its frame.
 void FitTitle(NSButton* button) {
   CGFloat size = [NSFont systemFontSize];
+  [button setFont:[NSFont systemFontOfSize:size]];
   while (size > kSmallestLetters && [[button cell] cellSize].width > NSWidth([button frame])) {
     [button setFont:[NSFont systemFontOfSize:--size]];
   }
@@ -230,16 +268,19 @@ struct AppKitToolkit::Image : ToolkitImage {
   NSImage* object;
 };
 
-AppKitToolkit::AppKitToolkit() : locale_identifier_(dialect::LocaleIdentifier()) {}
+AppKitToolkit::AppKitToolkit()
+    : locale_identifier_(dialect::LocaleIdentifier()),
+      field_delegate_([[QuarnFieldDelegate alloc] init]) {}
 
 AppKitToolkit::~AppKitToolkit() {
   for (const Control& control : controls_) [control.object release];
   for (const Image& image : images_) [image.object release];
   for (const View& view : views_) [view.object release];
   for (const Window& window : windows_) [window.object release];
+  [field_delegate_ release];
 }
 
-bool AppKitToolkit::SetUpApplication(int argc, char** argv, bool) {
+bool AppKitToolkit::MakeApplication(int argc, char** argv, bool) {
   pool_ = [NSAutoreleasePool new];
   if (!dialect::PrepareApplication(argc, argv)) return false;
   NSApplication* const application = [NSApplication sharedApplication];
@@ -343,6 +384,8 @@ ToolkitControl* AppKitToolkit::MakePicture(ToolkitView* view, const Frame& frame
 ToolkitControl* AppKitToolkit::MakeField(ToolkitView* view, const Frame& frame) {
   NSTextField* const field = [[NSTextField alloc] initWithFrame:ToNSRect(frame)];
   dialect::FitField(field);
+  [[field cell] setScrollable:YES];  // one line, however long
+  [field setDelegate:field_delegate_];
   return Place(view, field);
 }
 

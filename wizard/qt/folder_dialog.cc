@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFileDialog>
+#include <QRegularExpression>
 
 #include "l10n/string_table.h"
 #include "wizard/qt/text.h"
@@ -9,10 +10,12 @@
 namespace quarn {
 namespace {
 
-/// The text of `id`, without the mark of its mnemonic: the labels here have nothing to jump to.
+/// The text of `id`, without its mnemonic: the labels here have nothing to jump to. That is a mark
+/// in front of a letter, or, where words are not written with letters, a letter added in brackets.
 QString Text(const char* id) {
+  static const QRegularExpression mnemonic(R"(\(&.\)|&)");
   const stdx::string* const text = FindText(id);
-  return text == nullptr ? QString() : ToQt(*text).remove('&');
+  return text == nullptr ? QString() : ToQt(*text).remove(mnemonic);
 }
 
 }  // namespace

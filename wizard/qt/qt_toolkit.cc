@@ -193,8 +193,7 @@ QtToolkit::~QtToolkit() {
   }
 }
 
-bool QtToolkit::SetUpApplication(int, char**, bool silent) {
-  if (application_ != nullptr) return true;
+bool QtToolkit::MakeApplication(int, char**, bool silent) {
   // Not the user's arguments: Qt would take some of them for its own. And not the environment,
   // which the programs that the wizard starts inherit.
   program_ = "quarn-setup";

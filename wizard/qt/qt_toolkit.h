@@ -26,8 +26,6 @@ class QtToolkit : public Toolkit {
   ~QtToolkit() override;
 
   stdx::string LocaleIdentifier() override { return locale_identifier_; }
-  /// Without a display to open in silent mode, goes on with Qt's offscreen platform.
-  bool SetUpApplication(int argc, char** argv, bool silent) override;
 
   ToolkitWindow* MakeMainWindow(CInstallerDlg& controller, int width, int height,
                                 const stdx::string& title) override;
@@ -68,6 +66,9 @@ class QtToolkit : public Toolkit {
   void Run() override;
 
  protected:
+  /// Without a display to open in silent mode, goes on with Qt's offscreen platform.
+  bool MakeApplication(int argc, char** argv, bool silent) override;
+
   QWidget* main_window() const;
   std::unique_ptr<MessageDialog> MakeMessage(const MessageBox& message);
 

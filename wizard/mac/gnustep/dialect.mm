@@ -12,16 +12,18 @@
 
 // --- The application --------------------------------------------------------------------------
 
-@interface QuarnApplication : NSApplication
+@interface QuarnApplication : NSApplication {
+  BOOL m_isLaunched;
+}
 @end
 
 @implementation QuarnApplication
 
-/// Before `run` GNUstep does not follow which window has the keyboard, and drops what is typed into
-/// an early message.
-- (NSWindow*)keyWindow {
-  NSWindow* const window = [super keyWindow];
-  return window != nil ? window : [self modalWindow];
+/// Once: `run` will say it again.
+- (void)finishLaunching {
+  if (m_isLaunched) return;
+  m_isLaunched = YES;
+  [super finishLaunching];
 }
 
 /// GNUstep lets the user close a window behind the message that it waits for.
@@ -79,32 +81,15 @@ constexpr unsigned char kIcon[] = {
 
 constexpr unichar kEscape = 0x1b;
 constexpr unsigned short kEscapeKeyCode = 53;
+constexpr unsigned short kNoKeyCode = 0xffff;
 
 unichar LetterOf(NSEvent* event) {
   NSString* const letters = [event characters];
   return [letters length] == 1 ? [letters characterAtIndex:0] : 0;
 }
 
-// GNUstep's own ways of what is replaced below.
-unsigned short (*key_code)(NSEvent*, SEL);
-void (*button_key_down)(NSButton*, SEL, NSEvent*);
-
-/// The codes are those of the X server, which differ from one to the next, so Escape is told by
-/// what it types.
-unsigned short KeyCode(NSEvent* self, SEL selector) {
-  return LetterOf(self) == kEscape ? kEscapeKeyCode : key_code(self, selector);
-}
-
-/// GNUstep's Return presses the button that has the keyboard, AppKit's the default one only.
-void ButtonKeyDown(NSButton* self, SEL selector, NSEvent* event) {
-  const unichar letter = LetterOf(event);
-  if (letter == NSCarriageReturnCharacter || letter == NSNewlineCharacter ||
-      letter == NSEnterCharacter) {
-    [[self nextResponder] keyDown:event];
-  } else {
-    button_key_down(self, selector, event);
-  }
-}
+unsigned short KeyCode(NSEvent* self, SEL selector);
+void ButtonKeyDown(NSButton* self, SEL selector, NSEvent* event);
 
 /// Gives `method` of `type` another implementation and returns the one that it had.
 template <class Function>
@@ -114,6 +99,37 @@ Function* Replace(Class type, SEL method, Function* implementation) {
       class_getInstanceMethod(type, method),
       reinterpret_cast<IMP>(reinterpret_cast<AnyFunction>(implementation)));
   return reinterpret_cast<Function*>(reinterpret_cast<AnyFunction>(replaced));
+}
+
+/// What GNUstep's own methods do that are replaced here, once for the process.
+struct Replaced {
+  decltype(&KeyCode) key_code = Replace([NSEvent class], @selector(keyCode), KeyCode);
+  decltype(&ButtonKeyDown) button_key_down =
+      Replace([NSButton class], @selector(keyDown:), ButtonKeyDown);
+};
+
+const Replaced& GNUstepsOwn() {
+  static const Replaced replaced;
+  return replaced;
+}
+
+/// The codes are those of the X server, which differ from one to the next, so Escape is told by
+/// what it types. The key that has its number there, "x" on most keyboards, gets another one.
+unsigned short KeyCode(NSEvent* self, SEL selector) {
+  if (LetterOf(self) == kEscape) return kEscapeKeyCode;
+  const unsigned short code = GNUstepsOwn().key_code(self, selector);
+  return code == kEscapeKeyCode ? kNoKeyCode : code;
+}
+
+/// GNUstep's Return presses the button that has the keyboard, AppKit's the default one only.
+void ButtonKeyDown(NSButton* self, SEL selector, NSEvent* event) {
+  const unichar letter = LetterOf(event);
+  if (letter == NSCarriageReturnCharacter || letter == NSNewlineCharacter ||
+      letter == NSEnterCharacter) {
+    [[self nextResponder] keyDown:event];
+  } else {
+    GNUstepsOwn().button_key_down(self, selector, event);
+  }
 }
 
 /// Whether there is a display to open. GNUstep would crash where there is none.
@@ -148,8 +164,7 @@ bool PrepareApplication(int, char** argv) {
   std::signal(SIGCHLD, SIG_DFL);
   [[NSUserDefaults standardUserDefaults]
       registerDefaults:[NSDictionary dictionaryWithObject:@"YES" forKey:@"GSSuppressAppIcon"]];
-  key_code = Replace([NSEvent class], @selector(keyCode), KeyCode);
-  button_key_down = Replace([NSButton class], @selector(keyDown:), ButtonKeyDown);
+  GNUstepsOwn();
   // The name under which an application without a bundle looks for its icon when it begins, and
   // the first window takes it.
   NSImage* const icon =
@@ -160,6 +175,9 @@ bool PrepareApplication(int, char** argv) {
   [[QuarnApplication sharedApplication] setApplicationIconImage:icon];
   [icon release];
   ApplyLook();
+  // Only from then on does GNUstep follow which window has the keyboard; what is typed is dropped
+  // before. `run` is too late: an early message and a silent run do without it.
+  [[NSApplication sharedApplication] finishLaunching];
   return true;
 }
 

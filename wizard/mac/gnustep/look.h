@@ -9,7 +9,7 @@ namespace quarn::dialect {
 /// user has chosen a theme.
 void ApplyLook();
 
-/// A line of text stands in the middle of its field, and scrolls.
+/// A line of text stands in the middle of its field.
 void CentreText(NSTextField* field);
 
 /// The two pictures of a check box.

@@ -268,7 +268,7 @@ void CentreText(NSTextField* field) {
   QuarnFieldCell* const cell = [[QuarnFieldCell alloc] initTextCell:@""];
   [cell setEditable:YES];
   [cell setBezeled:YES];
-  [cell setScrollable:YES];
+  [cell setDrawsBackground:YES];
   [field setCell:cell];
   [cell release];
 }
