@@ -30,6 +30,13 @@ void Put(const fs::path& path, std::string_view contents, time_t seconds) {
   ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
 }
 
+/// With a time that a copy on another volume has as well.
+void PutLink(const char* to, const fs::path& path) {
+  fs::create_symlink(to, path);
+  const timespec times[2] = {{kOld, 0}, {kOld, 0}};
+  ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0);
+}
+
 }  // namespace
 
 void PrintTo(const NodeState& node, std::ostream* out) {
@@ -63,11 +70,27 @@ TreeState StateOf(const fs::path& root) {
 }
 
 const char* NameOf(Scene scene) {
-  return scene == Scene::kFresh ? "fresh" : scene == Scene::kUpgrade ? "upgrade" : "mixed";
+  constexpr const char* kSceneNames[] = {"fresh", "upgrade", "mixed", "linked"};
+  return kSceneNames[static_cast<int>(scene)];
 }
 
 void SetScene(Scene scene, const fs::path& target) {
   fs::remove_all(target);
+  if (scene == Scene::kLinked) {
+    const fs::path elsewhere = target.parent_path() / "elsewhere";
+    fs::remove_all(elsewhere);
+    Put(elsewhere / "h", "mine elsewhere", kOld);
+    // Directories that list their entries in another order than they were made in.
+    for (const std::string name : {"f", "g", "h", "i", "j", "k"}) {
+      Put(target / "dir" / name, "mine " + name, kOld);
+    }
+    Put(target / "one", "of two names", kOld);
+    fs::create_hard_link(target / "one", target / "dir/two");
+    PutLink("dir", target / "link");
+    PutLink(".", target / "loop");
+    PutLink("../elsewhere", target / "out");
+    PutLink("f", target / "dir/to f");
+  }
   if (scene == Scene::kUpgrade) {
     for (const std::string name : kNames) {
       Put(target / name, name == "large" ? std::string(kLarge, 'o') : "old " + name, kOld);
@@ -80,9 +103,7 @@ void SetScene(Scene scene, const fs::path& target) {
     Put(target / "b/newer", "the user's", kNew);
     Put(target / "a/own", "the user's own", kOld);
     Put(target / "own/own", "the user's own", kOld);
-    fs::create_symlink("own", target / "a/link");
-    const timespec times[2] = {{kOld, 0}, {kOld, 0}};
-    ASSERT_EQ(utimensat(AT_FDCWD, (target / "a/link").c_str(), times, AT_SYMLINK_NOFOLLOW), 0);
+    PutLink("own", target / "a/link");
     Put(target / "linked", "of two names", kOld);
     GiveAway(target / "a/old");
     GiveAway(target / "a/link");
@@ -97,6 +118,28 @@ std::vector<SceneFile> SceneFiles() {
     files.push_back({name, name == "large" ? std::string(kLarge, 'K') : "the kit's " + name});
   }
   return files;
+}
+
+KitBuilder LinkedKit() {
+  KitBuilder kit;
+  time_t time = kKitTime;
+  // Each is newer than what the kit has just put there.
+  for (const char16_t* const name :
+       {u"dir\\to f", u"dir\\f", u"link\\f", u"loop\\dir\\g", u"link\\h", u"dir\\g", u"dir\\h", u"out\\h", u"one",
+        u"link\\two", u"link\\new", u"dir\\new", u"loop\\loop\\dir\\made\\n", u"link\\made\\n",
+        u"out\\made\\n", u"link\\f", u"link\\i", u"dir\\i"}) {
+    kit.File(name, kLinkedContents + std::to_string(time - kKitTime), Ticks(time));
+    ++time;
+  }
+  return kit;
+}
+
+TreeState ReachedFrom(const fs::path& target) {
+  TreeState state = StateOf(target);
+  for (auto& [name, node] : StateOf(target.parent_path() / "elsewhere")) {
+    state["../elsewhere/" + name] = node;
+  }
+  return state;
 }
 
 KitBuilder SceneKit() {

@@ -38,12 +38,15 @@ enum class Scene {
   kFresh,    ///< no target
   kUpgrade,  ///< an older version of every file
   kMixed,    ///< older, equal and newer files, links, missing ones, and the user's own
+  kLinked,   ///< files that the kit reaches by several names: linked directories, hard links
 };
+/// Those that an ordinary pass and its model know; a restoring pass knows `kLinked` as well.
 inline constexpr Scene kScenes[] = {Scene::kFresh, Scene::kUpgrade, Scene::kMixed};
 const char* NameOf(Scene scene);
 inline void PrintTo(Scene scene, std::ostream* out) { *out << NameOf(scene); }
 
-/// Makes the tree at `target` what the scene says, whatever it was.
+/// Makes the tree at `target` what the scene says, whatever it was. A linked one leads to
+/// "elsewhere" beside the target as well.
 void SetScene(Scene scene, const std::filesystem::path& target);
 
 /// The files of the kit for all of them, by their paths below the target, in kit order. One takes
@@ -53,5 +56,13 @@ struct SceneFile {
 };
 std::vector<SceneFile> SceneFiles();
 KitBuilder SceneKit();
+
+/// The kit for a linked scene, and what the contents of all its files begin with.
+inline constexpr const char* kLinkedContents = "the kit's number ";
+KitBuilder LinkedKit();
+inline KitBuilder KitFor(Scene scene) { return scene == Scene::kLinked ? LinkedKit() : SceneKit(); }
+
+/// All that an installation into `target` can reach: the target, and "elsewhere" beside it.
+TreeState ReachedFrom(const std::filesystem::path& target);
 
 }  // namespace quarn::testing

@@ -57,6 +57,11 @@ mode_t ModeOf(int flags, va_list arguments) {
 QUARN_COUNTED_OPEN(open)
 QUARN_COUNTED_OPEN(open64)
 QUARN_COUNTED(ssize_t, write, (int file, const void* bytes, size_t count), file, bytes, count)
+QUARN_COUNTED(ssize_t, pwrite, (int file, const void* bytes, size_t count, off_t at), file, bytes,
+              count, at)
+QUARN_COUNTED(ssize_t, pwrite64, (int file, const void* bytes, size_t count, off64_t at), file,
+              bytes, count, at)
+QUARN_COUNTED(int, symlink, (const char* to, const char* path), to, path)
 QUARN_COUNTED(int, ftruncate, (int file, off_t size), file, size)
 QUARN_COUNTED(int, ftruncate64, (int file, off64_t size), file, size)
 QUARN_COUNTED(int, futimes, (int file, const timeval* times), file, times)

@@ -10,6 +10,7 @@ import os
 import resource
 import shutil
 import signal
+import subprocess
 import sys
 import time
 import unittest
@@ -34,7 +35,7 @@ def state(root):
         elif path.is_dir():
             found[name] = status.st_mode
         else:
-            found[name] = (status.st_mode, status.st_mtime_ns, path.read_bytes())
+            found[name] = (status.st_mode, status.st_mtime_ns, status.st_nlink, path.read_bytes())
     return found
 
 
@@ -86,11 +87,33 @@ class Kills(ToolTest):
         linked.unlink(missing_ok=True)
         linked.symlink_to("nowhere")
 
+    def make_linked_kits(self):
+        """kit.tpk and cut.tpk, with files that are reached by two names: through a linked folder, a
+        link that leads to its own folder, one that leads out of the target, and a hard link."""
+        names = ["dir/f", "link/f", "loop/dir/g", "dir/g", "out/h", "link/new", "dir/new", "one",
+                 "dir/two", "loop/loop/dir/made/n", "link/made/n", "last"]
+        made = kit.Kit([kit.Product("en", "N")], [
+            kit.File(name.replace("/", "\\"), self.random.randbytes(900),
+                     (NOW + number) * 10**7 + 116444736 * 10**9)
+            for number, name in enumerate(names)])
+        data = kit.write(made)
+        self.write("kit.tpk", data)
+        self.write("cut.tpk", kit.deflate(kit.image(made)[:-50]))
+        for name in ("dir/f", "dir/g", "one"):
+            path = self.write(f"before/{name}", f"mine {name}", time=OLD)
+            os.utime(path, ns=(OLD * 10**9 + 5, OLD * 10**9 + 123456789))
+        self.write("beside/h", "mine h", time=OLD)
+        for name, to in (("link", "dir"), ("loop", "."), ("out", "../elsewhere")):
+            (self.work / "before" / name).symlink_to(to)
+
     def reset(self, target, with_before):
         shutil.rmtree(self.work / "place", ignore_errors=True)
         (self.work / "place").mkdir()
         if with_before:
             shutil.copytree(self.work / "before", target, symlinks=True)
+        if (self.work / "beside").exists():
+            shutil.copytree(self.work / "beside", self.work / "place/elsewhere")
+            os.link(target / "one", target / "dir/two")
 
     def timed(self, *arguments):
         start = time.monotonic()
@@ -253,7 +276,6 @@ class EveryMoment(Kills):
         return run
 
     def install_at_every_call(self, kit_name, with_before, number):
-        self.make_kits(8, 4000)
         target = self.work / "place" / ("" if with_before else "a/b") / "target"
         self.reset(target, with_before)
         before = state(self.work / "place")
@@ -277,20 +299,39 @@ class EveryMoment(Kills):
         self.assertEqual(codes, {0, -number if number == signal.SIGKILL else 4})
 
     def test_install_over_an_older_version(self):
+        self.make_kits(8, 4000)
         self.install_at_every_call("kit.tpk", True, signal.SIGKILL)
 
     def test_install_into_a_new_folder(self):
+        self.make_kits(8, 4000)
         self.install_at_every_call("kit.tpk", False, signal.SIGKILL)
 
     def test_install_from_an_image(self):
+        self.make_kits(8, 4000)
         self.install_at_every_call("image.tpk", True, signal.SIGKILL)
 
     def test_install_cancelled(self):
+        self.make_kits(8, 4000)
+        self.install_at_every_call("kit.tpk", True, signal.SIGINT)
+
+    def test_install_through_links(self):
+        self.make_linked_kits()
+        self.install_at_every_call("kit.tpk", True, signal.SIGKILL)
+
+    def test_install_through_links_cancelled(self):
+        self.make_linked_kits()
         self.install_at_every_call("kit.tpk", True, signal.SIGINT)
 
     def test_an_install_that_fails(self):
         """Its own undoing is killed."""
         self.make_kits(8, 4000)
+        self.fail_at_every_call()
+
+    def test_an_install_through_links_that_fails(self):
+        self.make_linked_kits()
+        self.fail_at_every_call()
+
+    def fail_at_every_call(self):
         target = self.work / "place/target"
         self.reset(target, True)
         before = state(self.work / "place")
@@ -309,6 +350,13 @@ class EveryMoment(Kills):
     def test_undoing(self):
         """What a kill late in a run has left, with the next run killed at every call."""
         self.make_kits(8, 4000)
+        self.undo_at_every_call()
+
+    def test_undoing_through_links(self):
+        self.make_linked_kits()
+        self.undo_at_every_call()
+
+    def undo_at_every_call(self):
         target = self.work / "place/target"
         self.reset(target, True)
         before = state(self.work / "place")
@@ -371,9 +419,59 @@ class EveryMoment(Kills):
         self.assertGreater(call, 40)
 
 
+class Folding(Kills):
+    """On a volume that takes letters of either case for the same, nothing is lost either."""
+
+    def setUp(self):
+        super().setUp()
+        self.volume = self.work / "place"
+        self.volume.mkdir()
+        image = self.work / "volume.img"
+        with open(image, "wb") as file:
+            file.truncate(40 << 20)
+        # It lists all names in small letters.
+        for command in (["mkntfs", "-q", "-F", image],
+                        ["lowntfs-3g", "-o", "ignore_case", image, self.volume]):
+            if not shutil.which(command[0]):
+                self.skipTest(f"needs {command[0]}")
+            subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        if not os.path.ismount(self.volume):
+            self.skipTest("no volume can be mounted here")
+        self.addCleanup(subprocess.run, ["umount", self.volume])
+        self.target = self.volume / "target"
+
+    def set_scene(self):
+        shutil.rmtree(self.target, ignore_errors=True)
+        for name in ("readme.txt", "folder/first.txt", "folder/second.txt"):
+            path = self.write(f"place/target/{name}", f"mine {name}", time=OLD)
+        return state(self.volume)
+
+    def test_an_install_that_fails_or_is_killed(self):
+        names = ["README.TXT", "readme.txt", "folder/first.TXT", "FOLDER/new", "folder/NEW",
+                 "Folder/First.txt", "Folder/sEcond.txt", "last"]
+        made = kit.Kit([kit.Product("en", "N")], [
+            kit.File(name.replace("/", "\\"), self.random.randbytes(900),
+                     (NOW + 2 * number) * 10**7 + 116444736 * 10**9)
+            for number, name in enumerate(names)])
+        self.write("kit.tpk", kit.write(made))
+        self.write("cut.tpk", kit.deflate(kit.image(made)[:-50]))
+        before = self.set_scene()
+        self.assertTrue((self.target / "rEADME.txt").exists(), "it folds")
+        self.tpk("install", "cut.tpk", "--to", self.target, code=2)
+        self.assertEqual(state(self.volume), before)
+        duration = self.timed("install", "kit.tpk", "--to", self.target)
+        for _ in range(RUNS // 6):
+            self.assertEqual(self.set_scene(), before)
+            if self.kill(duration, signal.SIGKILL, "install", "kit.tpk", "--to", self.target) != 0:
+                run = self.tpk("install", "cut.tpk", "--to", self.target)
+                if run.code == 2:
+                    self.assertEqual(state(self.volume), before)
+            self.assertEqual(self.left(), [])
+
+
 def load_tests(loader, tests, pattern):
     suite = unittest.TestSuite()
-    for case in (Kills, EveryMoment):
+    for case in (Kills, EveryMoment, Folding):
         for name in loader.getTestCaseNames(case):
             if name in vars(case):
                 suite.addTest(case(name))

@@ -90,8 +90,10 @@ void Empty(const fs::path& place) {
 /// Unlocks a place and removes it if it is empty. Whoever enters it meanwhile keeps it.
 void Leave(Place& place) {
   unlink((place.path / kLock).c_str());
-  rmdir(place.path.c_str());
+  const bool removed = rmdir(place.path.c_str()) == 0;
   if (place.lock != -1) close(std::exchange(place.lock, -1));
+  // Some file systems keep a removed file in its directory, under another name, while it is open.
+  if (!removed) rmdir(place.path.c_str());
 }
 
 enum class Entered { kYes, kNothingThere, kNotOurs };
