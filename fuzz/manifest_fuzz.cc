@@ -8,10 +8,10 @@
 #include "input_limits.h"
 #include "scratch.h"
 
-#include "tools/tpk/checks.h"
-#include "tools/tpk/failure.h"
-#include "tools/tpk/manifest.h"
-#include "tools/tpk/manifest_text.h"
+#include "tpk/kit/checks.h"
+#include "tpk/kit/manifest.h"
+#include "tpk/kit/manifest_text.h"
+#include "tpk/text/failure.h"
 
 namespace {
 

@@ -1,0 +1,167 @@
+#include "tpk/kit/kit_data.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "install/restoring_transaction.h"
+#include "tests/support/kit_builder.h"
+#include "tests/support/scratch.h"
+
+namespace quarn::tpk {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::KitBuilder;
+using testing::ReadFile;
+using testing::Seed;
+using testing::Tree;
+using testing::U16;
+using testing::WriteFile;
+
+class KitDataTest : public testing::ScratchTest {
+ protected:
+  fs::path Write(const KitBuilder& builder) {
+    WriteFile(root() / "kit.tpk", builder.Kit());
+    return root() / "kit.tpk";
+  }
+
+  template <class Kit>
+  std::uint32_t Install(Kit& kit, const char* target) {
+    ToolFileSystem::StartOver();
+    BasicInstallProcessData<Kit> job;
+    SetJob(&job, &kit, U16(root() / target));
+    RestoringTransaction transaction(kit.file_system(), U16(tmp() / "staged" / ""));
+    return InstallPass<Kit, decltype(transaction)>(transaction, &job).Run([] {});
+  }
+};
+
+TEST_F(KitDataTest, BothWaysOfReadingInstallTheSame) {
+  std::mt19937 random(Seed());
+  for (int round = 0; round < 20; ++round) {
+    KitBuilder builder;
+    builder.Product(u"en", u"N", u"P", u"d");
+    for (unsigned i = 0, count = random() % 8; i < count; ++i) {
+      std::string data(random() % (random() % 4 == 0 ? 2'000'000 : 300), '\0');
+      for (char& c : data) c = static_cast<char>(random() % 7);
+      std::u16string name = u"d?\\f";
+      name[1] = static_cast<char16_t>(u'a' + i);
+      builder.File(name, data);
+    }
+    const fs::path path = Write(builder);
+    StreamKit stream;
+    ASSERT_TRUE(OpenStream(stream, path));
+    EXPECT_TRUE(stream.image_path().empty()) << "an image that is nowhere";
+    EXPECT_TRUE(fs::is_empty(tmp()));
+    ImageKit image;
+    OpenImage(image, path);
+    ASSERT_EQ(Install(stream, "stream"), 0u);
+    ASSERT_EQ(Install(image, "image"), 0u);
+    ASSERT_EQ(Tree(root() / "stream"), Tree(root() / "image"));
+    fs::remove_all(root() / "stream");
+    fs::remove_all(root() / "image");
+    fs::remove_all(tmp());
+    fs::create_directories(tmp());
+  }
+}
+
+TEST_F(KitDataTest, AKitInAnotherOrderNeedsAnImage) {
+  const struct {
+    const char* what;
+    KitBuilder builder;
+    bool in_order;
+  } rows[] = {
+      {"one behind the other", KitBuilder().File(u"a", "12").File(u"b", "34"), true},
+      {"with a gap", KitBuilder().File(u"a", "12345").FileAt(u"b", 5, 0).FileAt(u"c", 6, 1), true},
+      {"backwards", KitBuilder().FileAt(u"a", 2, 2).FileAt(u"b", 0, 2), false},
+      {"shared", KitBuilder().File(u"a", "12").FileAt(u"b", 0, 2), false},
+      {"overlapping", KitBuilder().File(u"a", "12").FileAt(u"b", 1, 1), false},
+      {"empty files lie anywhere", KitBuilder().File(u"a", "12").FileAt(u"b", 0, 0), true},
+  };
+  for (const auto& row : rows) {
+    StreamKit kit;
+    EXPECT_EQ(OpenStream(kit, Write(row.builder)), row.in_order) << row.what;
+  }
+}
+
+TEST_F(KitDataTest, UsingAKitFallsBackOnAnImageAndLeavesNothingBehind) {
+  const fs::path path = Write(KitBuilder().FileAt(u"a", 2, 1).FileAt(u"b", 0, 1).File(u"c", "xyz"));
+  const std::uint32_t code = WithKit(path, [this](auto& kit) {
+    EXPECT_FALSE(kit.image_path().empty());
+    return Install(kit, "target");
+  });
+  EXPECT_EQ(code, 0u);
+  EXPECT_EQ(ReadFile(root() / "target" / "a"), "z");
+  EXPECT_EQ(ReadFile(root() / "target" / "b"), "x");
+  EXPECT_TRUE(fs::is_empty(tmp()));
+}
+
+TEST_F(KitDataTest, ADamagedKitIsDescribedAndLeavesNothingBehind) {
+  const fs::path path = Write(KitBuilder().File(u"a", "12").Set("file 0 size", 3));
+  const auto open = [&path] { WithKit(path, [](auto&) { return 0; }); };
+  try {
+    open();
+    FAIL() << "opened";
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.exit_code(), ExitCode::kBadKit);
+    EXPECT_NE(std::string(failure.what()).find("the record of file 1 of 1"), std::string::npos)
+        << failure.what();
+  }
+  EXPECT_TRUE(fs::is_empty(tmp()));
+}
+
+TEST_F(KitDataTest, ACorruptEndUndoesTheInstallation) {
+  const std::string image =
+      KitBuilder().File(u"d\\a", "first").File(u"d\\b", std::string(9'000'000, 'b')).Image();
+  // Stored blocks with more than is inflated ahead, and one of a kind that does not exist.
+  std::string bytes;
+  for (std::size_t at = 0; at < 8'000'000; at += 50'000) {
+    bytes += std::string("\x00\x50\xc3\xaf\x3c", 5) + image.substr(at, 50'000);
+  }
+  WriteFile(root() / "kit.tpk", bytes + '\x07');
+  WriteFile(root() / "target" / "d" / "a", "before");
+  testing::SetMTime(root() / "target" / "d" / "a", 1000);
+  const auto before = Tree(root() / "target");
+  StreamKit opened;
+  ASSERT_TRUE(OpenStream(opened, root() / "kit.tpk"));
+  EXPECT_NE(Install(opened, "target"), 0u);
+  EXPECT_EQ(Tree(root() / "target"), before);
+  try {
+    ThrowProblemAt("no", "then");
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.exit_code(), ExitCode::kBadKit);
+    EXPECT_STREQ(failure.what(), "no: the kit is damaged: its compressed data is corrupt; then");
+  }
+}
+
+TEST_F(KitDataTest, ItsReadingAgreesWithTheWizardsOnEveryCutAndEveryChangeOfAKit) {
+  const std::string kit =
+      KitBuilder().Product(u"en", u"N", u"P", u"d").File(u"a\\b", "hello").File(u"c", "x").Kit();
+  std::vector<std::string> kits;
+  for (std::size_t size = 0; size <= kit.size(); ++size) kits.push_back(kit.substr(0, size));
+  for (std::size_t bit = 0; bit < 8 * kit.size(); ++bit) {
+    kits.push_back(kit);
+    kits.back()[bit / 8] = static_cast<char>(kits.back()[bit / 8] ^ 1 << bit % 8);
+  }
+  for (std::size_t size = 0; size < kits.size(); ++size) {
+    WriteFile(root() / "kit.tpk", kits[size]);
+    InstallData<LZCompressor, DirectFileSystem> wizard;
+    const bool sound = wizard.Read(U16(root() / "kit.tpk")) == 0;
+    StreamKit stream;
+    // Some changes put the files out of order, which needs an image.
+    if (OpenStream(stream, root() / "kit.tpk")) {
+      EXPECT_TRUE(sound) << size;
+    }
+    ImageKit image;
+    bool opened = true;
+    try {
+      OpenImage(image, root() / "kit.tpk");
+    } catch (const Failure&) {
+      opened = false;
+    }
+    EXPECT_EQ(opened, sound) << size;
+  }
+}
+
+}  // namespace
+}  // namespace quarn::tpk

@@ -1,0 +1,342 @@
+#include "tpk/work/install_place.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+
+#include "tests/support/scratch.h"
+#include "tpk/text/failure.h"
+#include "tpk/work/journal.h"
+
+namespace quarn::tpk {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ReadFile;
+using testing::Tree;
+using testing::WriteFile;
+
+class InstallPlaceTest : public testing::ScratchTest {
+ protected:
+  fs::path target() const { return root() / "top" / "new" / "target"; }
+
+  std::unique_ptr<InstallPlace> Open() {
+    return std::make_unique<InstallPlace>(target(),
+                                          [this](const std::string& text) { told_ += text; });
+  }
+
+  /// What a run leaves of its place, all but the lock, that is killed after it has begun with its
+  /// first `begun` files.
+  void KilledRun(const std::vector<std::string>& names, std::size_t begun = SIZE_MAX) {
+    auto place = Open();
+    place->Plan(names);
+    for (std::size_t i = 0; i < std::min(begun, names.size()); ++i) EXPECT_TRUE(place->Begin(i));
+    left_ = place->path();
+    fs::copy(left_, root() / "copy", fs::copy_options::recursive);
+    place.reset();
+    fs::rename(root() / "copy", left_);
+    told_.clear();
+  }
+  /// As the pass does it with file number `file`.
+  void MoveAside(const std::string& name, std::size_t file) {
+    fs::create_directories(left_ / "staged");
+    fs::rename(target() / name, left_ / "staged" / std::to_string(file));
+  }
+
+  void ExpectFailure(const char* code) {
+    // The lock comes and goes, and the journal keeps what could not be undone.
+    const auto look = [this] {
+      auto tree = Tree(root());
+      for (const char* const name : {"lock", "journal"}) {
+        tree.erase(fs::relative(left_ / name, root()));
+      }
+      return tree;
+    };
+    const auto before = look();
+    try {
+      Open();
+      ADD_FAILURE() << "no failure";
+    } catch (const Failure& failure) {
+      EXPECT_EQ(failure.code(), code) << failure.what();
+      EXPECT_EQ(failure.exit_code(), ExitCode::kInputOutput);
+    }
+    EXPECT_EQ(look(), before) << "touched";
+  }
+
+  std::string told_;
+  fs::path left_;
+};
+
+TEST_F(InstallPlaceTest, LiesInTheTargetOrInTheNearestFolderThatExists) {
+  fs::create_directories(root() / "top");
+  {
+    const auto place = Open();
+    EXPECT_EQ(place->path().parent_path(), root() / "top");
+    EXPECT_EQ(place->Staging(), testing::U16(place->path() / "staged" / ""));
+    EXPECT_EQ(place->target(), target());
+    struct stat status {};
+    ASSERT_EQ(stat(place->path().c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777u, 0700u);
+    EXPECT_FALSE(fs::exists(target()));
+  }
+  EXPECT_TRUE(fs::is_empty(root() / "top"));
+  fs::create_directories(target());
+  {
+    const auto place = Open();
+    EXPECT_EQ(place->path(), target() / ".tpk-install");
+  }
+  EXPECT_TRUE(fs::is_empty(target()));
+}
+
+TEST_F(InstallPlaceTest, LiesAmongTheTemporaryFilesWhereTheTargetTakesNothing) {
+  WriteFile(root() / "top", "a file");
+  fs::create_directories(root() / "folder");
+  if (geteuid() == 0) {
+    // Nothing is closed to root but what a file system cannot do.
+    const InstallPlace place("/proc/new", [](const std::string&) {});
+    EXPECT_EQ(place.path().parent_path(), tmp());
+  } else {
+    chmod((root() / "folder").c_str(), 0500);
+    const InstallPlace place(root() / "folder", [](const std::string&) {});
+    EXPECT_EQ(place.path().parent_path(), tmp());
+  }
+  EXPECT_TRUE(fs::is_empty(tmp()));
+}
+
+TEST_F(InstallPlaceTest, ASecondRunIsRefusedAndTouchesNothing) {
+  for (const bool exists : {false, true}) {
+    if (exists) fs::create_directories(target());
+    const auto first = Open();
+    first->Plan({"a"});
+    left_ = first->path();
+    WriteFile(target() / "a", "half");
+    ExpectFailure("busy");
+    // The first one may have made the target meanwhile.
+    fs::create_directories(target());
+    ExpectFailure("busy");
+    fs::remove_all(root() / "top" / "new");
+  }
+  EXPECT_EQ(told_, "");
+}
+
+TEST_F(InstallPlaceTest, FoldersThatLinksLeadToAreTheSame) {
+  fs::create_directories(target());
+  fs::create_directory_symlink(target(), root() / "link");
+  const auto first = Open();
+  EXPECT_THROW(InstallPlace(root() / "link", [](const std::string&) {}), Failure);
+  EXPECT_THROW(InstallPlace(target() / "", [](const std::string&) {}), Failure);
+  EXPECT_THROW(InstallPlace(target() / "x" / "..", [](const std::string&) {}), Failure);
+}
+
+TEST_F(InstallPlaceTest, WhatAKilledRunDidIsUndone) {
+  WriteFile(target() / "d" / "old", "before");
+  WriteFile(target() / "d" / "kept", "before");
+  const auto before = Tree(root() / "top");
+  KilledRun({"d/old", "d/kept", "d/new", "e/f/new", "twice", "twice"});
+  MoveAside("d/old", 0);
+  WriteFile(target() / "d" / "old", "half");
+  WriteFile(target() / "d" / "new", "new");
+  WriteFile(target() / "e" / "f" / "new", "new");
+  WriteFile(target() / "twice", "first");
+  MoveAside("twice", 5);
+  WriteFile(target() / "twice", "second");
+  EXPECT_TRUE(InstallPlace::LeftBehind(target()));
+  Open().reset();
+  EXPECT_EQ(Tree(root() / "top"), before);
+  EXPECT_NE(told_.find("was interrupted"), std::string::npos);
+  EXPECT_FALSE(InstallPlace::LeftBehind(target()));
+  told_.clear();
+  Open().reset();
+  EXPECT_EQ(told_, "") << "once is enough";
+}
+
+TEST_F(InstallPlaceTest, WhatTheKilledRunHadNotBegunWithIsNotUndone) {
+  fs::create_directories(target());
+  KilledRun({"begun", "later"}, 1);
+  WriteFile(target() / "begun", "half");
+  WriteFile(target() / "later", "mine");
+  Open().reset();
+  EXPECT_EQ(Tree(target()), (std::map<std::string, std::string>{{"later", "mine"}}));
+}
+
+TEST_F(InstallPlaceTest, AFileThatTwoNamesLeadToIsUndoneFromItsLastStepToItsFirst) {
+  WriteFile(target() / "dir" / "f", "before");
+  fs::create_directory_symlink("dir", target() / "link");
+  const auto before = Tree(root() / "top");
+  KilledRun({"dir/f", "link/f"});
+  MoveAside("dir/f", 0);
+  WriteFile(target() / "dir" / "f", "first");
+  MoveAside("link/f", 1);
+  WriteFile(target() / "link" / "f", "second");
+  Open().reset();
+  EXPECT_EQ(Tree(root() / "top"), before);
+  fs::remove(target() / "dir" / "f");
+  const auto without = Tree(root() / "top");
+  KilledRun({"dir/f", "link/f"});
+  WriteFile(target() / "dir" / "f", "first");
+  MoveAside("link/f", 1);
+  WriteFile(target() / "link" / "f", "second");
+  Open().reset();
+  EXPECT_EQ(Tree(root() / "top"), without) << "what was moved aside was the run's own";
+}
+
+TEST_F(InstallPlaceTest, FoldersThatWereMissingGoUnlessSomebodyUsesThem) {
+  fs::create_directories(root() / "top");
+  KilledRun({"d/e/new"});
+  WriteFile(target() / "d" / "e" / "new", "new");
+  Open().reset();
+  EXPECT_TRUE(fs::is_empty(root() / "top"));
+  KilledRun({"d/e/new"});
+  WriteFile(target() / "d" / "e" / "new", "new");
+  WriteFile(target() / "d" / "mine", "mine");
+  Open().reset();
+  EXPECT_EQ(Tree(root() / "top"),
+            (std::map<std::string, std::string>{{"new/", ""},
+                                                {"new/target/", ""},
+                                                {"new/target/d/", ""},
+                                                {"new/target/d/mine", "mine"}}));
+}
+
+TEST_F(InstallPlaceTest, ARunThatWasKilledBehindItsCommitIsNotUndone) {
+  WriteFile(target() / "old", "before");
+  KilledRun({"old", "new"});
+  MoveAside("old", 0);
+  WriteFile(target() / "old", "after");
+  WriteFile(target() / "new", "after");
+  fs::rename(left_ / "journal", left_ / "done");
+  Open().reset();
+  EXPECT_EQ(Tree(target()),
+            (std::map<std::string, std::string>{{"new", "after"}, {"old", "after"}}));
+  EXPECT_EQ(told_, "");
+}
+
+TEST_F(InstallPlaceTest, ARunThatWasKilledBeforeItsJournalWasCompleteHasDoneNothing) {
+  WriteFile(target() / "old", "before");
+  const fs::path place = target() / ".tpk-install";
+  for (const char* const left : {"", "lock", "journal.new"}) {
+    fs::create_directory(place);
+    if (*left != '\0') WriteFile(place / left, "half a jour");
+    Open().reset();
+    EXPECT_EQ(Tree(target()), (std::map<std::string, std::string>{{"old", "before"}})) << left;
+  }
+  EXPECT_EQ(told_, "");
+}
+
+TEST_F(InstallPlaceTest, UndoingCanBeInterruptedItself) {
+  // At every state that moving back one file after the other goes through.
+  for (int done = 0; done <= 2; ++done) {
+    fs::remove_all(root() / "top");
+    WriteFile(target() / "a", "before a");
+    WriteFile(target() / "b", "before b");
+    const auto before = Tree(root() / "top");
+    KilledRun({"a", "b", "new/c"});
+    MoveAside("a", 0);
+    MoveAside("b", 1);
+    WriteFile(target() / "new" / "c", "half");
+    if (done > 0) fs::remove(target() / "new" / "c");
+    if (done > 1) fs::rename(left_ / "staged" / "1", target() / "b");
+    Open().reset();
+    EXPECT_EQ(Tree(root() / "top"), before) << done;
+  }
+}
+
+TEST_F(InstallPlaceTest, WhatCannotBeUnderstoodIsLeftAlone) {
+  WriteFile(target() / "new", "mine");
+  left_ = target() / ".tpk-install";
+  const JournalStep made{UndoStep::Kind::kFileMade, "new", 0};
+  const JournalStep outside{UndoStep::Kind::kFileMade, "../top", 0};
+  const std::string journal = EncodeJournal({"", "", {made}, 1});
+  for (const std::string& bytes :
+       {std::string(), journal.substr(0, journal.size() - 1), journal + "x",
+        EncodeJournal({"elsewhere", "", {made}, 1}), EncodeJournal({"", "", {outside}, 1})}) {
+    WriteFile(left_ / "journal", bytes);
+    ExpectFailure("journal");
+  }
+  fs::remove_all(left_);
+  WriteFile(left_ / "photo.jpg", "mine");
+  ExpectFailure("journal");
+  fs::remove_all(left_);
+  fs::create_directories(left_ / "staged");
+  ExpectFailure("journal");
+  fs::remove_all(left_);
+  WriteFile(left_, "a file");
+  ExpectFailure("journal");
+  fs::remove(left_);
+  fs::create_symlink(home(), left_);
+  ExpectFailure("journal");
+}
+
+TEST_F(InstallPlaceTest, WhatCannotBePutBackIsKeptForTheNextRun) {
+  WriteFile(target() / "a", "before");
+  WriteFile(target() / "b", "before");
+  const auto before = Tree(root() / "top");
+  KilledRun({"a", "b", "c"});
+  MoveAside("a", 0);
+  fs::create_directory(target() / "a");
+  ExpectFailure("undo");
+  // What was undone is the user's again.
+  WriteFile(target() / "c", "mine");
+  ExpectFailure("undo");
+  EXPECT_EQ(ReadFile(target() / "c"), "mine");
+  fs::remove(target() / "c");
+  fs::remove(target() / "a");
+  Open().reset();
+  EXPECT_EQ(Tree(root() / "top"), before);
+}
+
+TEST_F(InstallPlaceTest, AFailedRunThatHoldsFilesLeavesThemWithTheirJournal) {
+  WriteFile(target() / "a", "before");
+  {
+    auto place = Open();
+    place->Plan({"a"});
+    EXPECT_FALSE(place->HoldsFiles());
+    left_ = place->path();
+    EXPECT_TRUE(place->Begin(0));
+    MoveAside("a", 0);
+    EXPECT_TRUE(place->HoldsFiles());
+    place->Keep({{UndoStep::Kind::kFileReplaced, testing::U16(target() / "a"), 0}});
+  }
+  EXPECT_EQ(ReadFile(left_ / "staged" / "0"), "before");
+  Open().reset();
+  EXPECT_EQ(Tree(target()), (std::map<std::string, std::string>{{"a", "before"}}));
+}
+
+TEST_F(InstallPlaceTest, ACommitDiscardsWhatIsHeld) {
+  WriteFile(target() / "a", "before");
+  {
+    auto place = Open();
+    place->Plan({"a"});
+    left_ = place->path();
+    EXPECT_TRUE(place->Begin(0));
+    MoveAside("a", 0);
+    WriteFile(target() / "a", "after");
+    place->Commit();
+    EXPECT_FALSE(InstallPlace::LeftBehind(target()));
+  }
+  EXPECT_EQ(Tree(target()), (std::map<std::string, std::string>{{"a", "after"}}));
+}
+
+TEST_F(InstallPlaceTest, NamesThatLeadElsewhereAreNotUndone) {
+  WriteFile(root() / "top" / "outside", "mine");
+  KilledRun({"../outside", "/etc/x", "d/../../outside"});
+  Open().reset();
+  EXPECT_EQ(ReadFile(root() / "top" / "outside"), "mine");
+}
+
+TEST_F(InstallPlaceTest, TheNamesOfPlacesAreKnown) {
+  for (const char* const name : {".tpk-install", ".tpk-install/journal", "./.tpk-install/x",
+                                 "a/../.tpk-install/x", ".TPK-Install/x"}) {
+    EXPECT_TRUE(IsPlaceName(name)) << name;
+  }
+  for (const char* const name : {"", "a", "a/.tpk-install", ".tpk-install2", ".tpk"}) {
+    EXPECT_FALSE(IsPlaceName(name)) << name;
+  }
+}
+
+}  // namespace
+}  // namespace quarn::tpk

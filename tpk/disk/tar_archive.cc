@@ -1,0 +1,218 @@
+#include "tpk/disk/tar_archive.h"
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <span>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+#include "tpk/text/cancel.h"
+#include "tpk/text/failure.h"
+#include "tpk/text/utf.h"
+
+namespace quarn::tpk {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kBlock = 512;
+constexpr std::size_t kCopyBuffer = 64 * 1024;
+
+/// A gzip stream whose head tells neither a time nor a system.
+class GzipStream {
+ public:
+  explicit GzipStream(OutputFile& output) : output_(output) {
+    constexpr int kGzip = 16 + MAX_WBITS;
+    if (deflateInit2(&stream_, Z_BEST_COMPRESSION, Z_DEFLATED, kGzip, MAX_MEM_LEVEL,
+                     Z_DEFAULT_STRATEGY) != Z_OK) {
+      throw std::bad_alloc();
+    }
+    header_.os = 255;
+    deflateSetHeader(&stream_, &header_);
+  }
+  GzipStream(const GzipStream&) = delete;
+  GzipStream& operator=(const GzipStream&) = delete;
+  ~GzipStream() { deflateEnd(&stream_); }
+
+  void Write(std::span<const char> bytes) { Deflate(bytes, Z_NO_FLUSH); }
+  void Finish() { Deflate({}, Z_FINISH); }
+
+ private:
+  void Deflate(std::span<const char> bytes, int flush) {
+    stream_.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.data()));
+    stream_.avail_in = static_cast<uInt>(bytes.size());
+    do {
+      stream_.next_out = buffer_.data();
+      stream_.avail_out = static_cast<uInt>(buffer_.size());
+      deflate(&stream_, flush);
+      output_.Write(std::as_bytes(std::span(buffer_).first(buffer_.size() - stream_.avail_out)));
+    } while (stream_.avail_out == 0);
+  }
+
+  OutputFile& output_;
+  z_stream stream_{};
+  gz_header header_{};
+  std::array<Bytef, kCopyBuffer> buffer_;
+};
+
+/// The head of an entry, as POSIX lays it out.
+struct Header {
+  char name[100];
+  char mode[8];
+  char owner[8];
+  char group[8];
+  char size[12];
+  char time[12];
+  char checksum[8];
+  char type;
+  char link[100];
+  char magic[6];
+  char version[2];
+  char owner_name[32];
+  char group_name[32];
+  char device_major[8];
+  char device_minor[8];
+  char prefix[155];
+  char padding[12];
+};
+static_assert(sizeof(Header) == kBlock);
+
+template <std::size_t kSize>
+void PutText(char (&field)[kSize], std::string_view text) {
+  text.copy(field, kSize);
+}
+
+/// Octal digits and a zero byte.
+template <std::size_t kSize>
+void PutNumber(char (&field)[kSize], std::uint64_t number) {
+  PutText(field, fmt::format("{:0{}o}", number, kSize - 1));
+}
+
+/// False where the parts of `path` do not fit.
+bool PutPath(Header& header, std::string_view path) {
+  if (path.size() <= sizeof header.name) {
+    PutText(header.name, path);
+    return true;
+  }
+  // The name begins behind a separator; what ends in one, a folder, needs an earlier one.
+  const std::size_t earliest = path.size() - sizeof header.name - 1;
+  const std::size_t separator = path.find('/', earliest);
+  if (separator + 1 >= path.size() || separator > sizeof header.prefix) return false;
+  PutText(header.prefix, path.substr(0, separator));
+  PutText(header.name, path.substr(separator + 1));
+  return true;
+}
+
+class TarWriter {
+ public:
+  TarWriter(std::int64_t time, OutputFile& output)
+      : time_(static_cast<std::uint64_t>(time)), gzip_(output) {}
+
+  void Add(const fs::path& path, const std::string& name) {
+    struct stat status;
+    if (lstat(path.c_str(), &status) != 0) throw Unreadable(path, errno);
+    if (S_ISDIR(status.st_mode)) {
+      PutHeader(name + "/", '5', 0755, 0, "");
+    } else if (S_ISLNK(status.st_mode)) {
+      std::error_code error;
+      const fs::path target = fs::read_symlink(path, error);
+      if (error) throw Unreadable(path, error.value());
+      PutHeader(name, '2', 0777, 0, target.string());
+    } else if (S_ISREG(status.st_mode)) {
+      const std::uint64_t mode = (status.st_mode & S_IXUSR) != 0 ? 0755 : 0644;
+      const auto size = static_cast<std::uint64_t>(status.st_size);
+      PutHeader(name, '0', mode, size, "");
+      PutContents(path, size);
+    } else {
+      throw Failure(ExitCode::kInputOutput, "input-output",
+                    Printable(path.string()) + " is no file, folder or link");
+    }
+  }
+
+  void Finish() {
+    const std::array<char, 2 * kBlock> end{};
+    gzip_.Write(end);
+    gzip_.Finish();
+  }
+
+ private:
+  static Failure Unreadable(const fs::path& path, int error_number) {
+    return SystemFailure("cannot read " + Printable(path.string()), error_number);
+  }
+
+  void PutHeader(const std::string& name, char type, std::uint64_t mode, std::uint64_t size,
+                 const std::string& link) {
+    Header header{};
+    if (!PutPath(header, name) || link.size() > sizeof header.link) {
+      throw Failure(ExitCode::kUsage, "path-too-long",
+                    Printable(name) + " is too long a path for an archive", "choose shorter names");
+    }
+    PutNumber(header.mode, mode);
+    PutNumber(header.owner, 0);
+    PutNumber(header.group, 0);
+    PutNumber(header.size, size);
+    PutNumber(header.time, time_);
+    header.type = type;
+    PutText(header.link, link);
+    PutText(header.magic, "ustar");
+    PutText(header.version, "00");
+    PutNumber(header.device_major, 0);
+    PutNumber(header.device_minor, 0);
+    // Its own field counts as blanks.
+    std::memset(header.checksum, ' ', sizeof header.checksum);
+    std::uint64_t sum = 0;
+    const std::span bytes(reinterpret_cast<const char*>(&header), sizeof header);
+    for (const char byte : bytes) sum += static_cast<unsigned char>(byte);
+    PutText(header.checksum, fmt::format("{:06o}", sum) + '\0');
+    gzip_.Write(bytes);
+  }
+
+  void PutContents(const fs::path& path, std::uint64_t size) {
+    std::ifstream file(path, std::ios::binary);
+    std::array<char, kCopyBuffer> buffer;
+    for (std::uint64_t left = size; left != 0;) {
+      ThrowIfCancelled();
+      const std::size_t amount =
+          static_cast<std::size_t>(std::min<std::uint64_t>(left, buffer.size()));
+      if (!file.read(buffer.data(), static_cast<std::streamsize>(amount))) {
+        throw Unreadable(path, errno);
+      }
+      gzip_.Write(std::span(buffer).first(amount));
+      left -= amount;
+    }
+    const std::array<char, kBlock> padding{};
+    gzip_.Write(std::span(padding).first((kBlock - size % kBlock) % kBlock));
+  }
+
+  std::uint64_t time_;
+  GzipStream gzip_;
+};
+
+}  // namespace
+
+void WriteTarGz(const fs::path& folder, const std::string& name, std::int64_t time,
+                OutputFile& output) {
+  std::vector<std::string> names;
+  std::error_code error;
+  for (fs::recursive_directory_iterator it(folder, error), end; it != end && !error;
+       it.increment(error)) {
+    names.push_back(it->path().lexically_relative(folder).string());
+  }
+  if (error) throw SystemFailure("cannot read " + Printable(folder.string()), error.value());
+  std::sort(names.begin(), names.end());
+
+  TarWriter tar(time, output);
+  tar.Add(folder, name);
+  for (const std::string& entry : names) tar.Add(folder / entry, name + "/" + entry);
+  tar.Finish();
+}
+
+}  // namespace quarn::tpk

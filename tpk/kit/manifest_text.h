@@ -1,0 +1,19 @@
+// Writes manifests: for a folder that has none yet, and for a kit that was unpacked.
+#pragma once
+
+#include <string>
+
+#include "tpk/disk/source_tree.h"
+#include "tpk/kit/kit_facts.h"
+
+namespace quarn::tpk {
+
+/// The manifest that makes the kit again from its files in the folder "files" beside it.
+std::string ManifestOf(const KitFacts& facts, int level);
+
+/// A manifest to begin with, full of comments, for the files of `tree`. `root` is the folder as the
+/// manifest is to name it, `name` what the product is called until somebody says better. Files
+/// such as "about_de.html" become the descriptions of their languages.
+std::string FirstManifest(const SourceTree& tree, const std::string& root, const std::string& name);
+
+}  // namespace quarn::tpk

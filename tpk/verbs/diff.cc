@@ -1,0 +1,215 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <memory>
+
+#include "tpk/disk/installed_file.h"
+#include "tpk/kit/checks.h"
+#include "tpk/kit/kit_data.h"
+#include "tpk/text/cancel.h"
+#include "tpk/text/format.h"
+#include "tpk/text/utf.h"
+#include "tpk/verbs/command.h"
+
+namespace quarn::tpk {
+namespace {
+
+struct Options {
+  std::filesystem::path before;
+  std::filesystem::path after;
+  bool exit_code = false;
+};
+
+using FileData = ImageKit::FileData;
+
+/// The files of a kit by name; of several with one name the last one is what gets installed.
+std::map<stdx::u16string, const FileData*> ByName(const ImageKit& kit) {
+  std::map<stdx::u16string, const FileData*> files;
+  for (const FileData& file : kit.files()) {
+    // Not yet as UTF-8, in which broken text is all the same.
+    stdx::u16string name = file.name;
+    name.replace_all(u"/", u"\\");
+    files[name] = &file;
+  }
+  return files;
+}
+
+/// A kit and where it came from.
+struct OpenedKit {
+  explicit OpenedKit(const std::filesystem::path& kit_path) : path(kit_path) {
+    OpenImage(*data, path);
+  }
+  const std::filesystem::path& path;
+  const std::unique_ptr<ImageKit> data = std::make_unique<ImageKit>();
+};
+
+/// Some bytes of a file, in the kit's buffer.
+const void* ReadBlock(const OpenedKit& kit, const FileData& file, std::uint32_t at,
+                      std::uint32_t count) {
+  const FileHandle image = kit.data->image_handle();
+  void* const buffer = kit.data->copy_buffer().data();
+  std::uint32_t amount = 0;
+  ToolFileSystem::FileSeek(image, std::int64_t{file.data_offset} + at, nullptr, FILE_FROM_START);
+  ToolFileSystem::FileRead(image, buffer, count, &amount, nullptr);
+  if (amount != count) ThrowDataMissing(kit.path, file.name);
+  return buffer;
+}
+
+bool SameBytes(const OpenedKit& a, const FileData& in_a, const OpenedKit& b, const FileData& in_b) {
+  if (in_a.data_size != in_b.data_size) return false;
+  for (std::uint32_t at = 0; at < in_a.data_size;) {
+    ThrowIfCancelled();
+    const std::uint32_t count = std::min(in_a.data_size - at, ImageKit::kCopyBufferSize);
+    if (std::memcmp(ReadBlock(a, in_a, at, count), ReadBlock(b, in_b, at, count), count) != 0) {
+      return false;
+    }
+    at += count;
+  }
+  return true;
+}
+
+class Comparison {
+ public:
+  Comparison(const OpenedKit& before, const OpenedKit& after, Output& output)
+      : before_(before), after_(after), output_(output) {}
+
+  std::size_t Run() {
+    CompareProducts();
+    const auto before = ByName(*before_.data);
+    const auto after = ByName(*after_.data);
+    // Both are sorted: go through them side by side.
+    auto a = before.begin();
+    auto b = after.begin();
+    while (a != before.end() || b != after.end()) {
+      if (b == after.end() || (a != before.end() && a->first < b->first)) {
+        Tell("removed", InstalledName(a->first), Json::object(), "");
+        ++a;
+      } else if (a == before.end() || b->first < a->first) {
+        Tell("added", InstalledName(b->first), Json::object(), "");
+        ++b;
+      } else {
+        CompareFiles(InstalledName(a->first), *a->second, *b->second);
+        ++a, ++b;
+      }
+    }
+    return count_;
+  }
+
+ private:
+  void Tell(const char* change, const std::string& path, Json fields, const std::string& details) {
+    ++count_;
+    output_.Record(
+        "change",
+        [&] {
+          Json object{{"change", change}, {"path", path}};
+          object.update(fields);
+          return object;
+        },
+        [&] {
+          const auto color = *change == 'a'   ? Output::Color::kGreen
+                             : *change == 'r' ? Output::Color::kRed
+                                              : Output::Color::kYellow;
+          return fmt::format("{}  {}{}", output_.Painted(color, fmt::format("{:<8}", change)),
+                             Printable(path), details);
+        });
+  }
+
+  void CompareFiles(const std::string& path, const FileData& a, const FileData& b) {
+    const bool same_bytes = SameBytes(before_, a, after_, b);
+    const bool same_time = a.last_write_time == b.last_write_time;
+    if (same_bytes && same_time) return;
+    Json fields{{"contents", !same_bytes}};
+    std::string details;
+    if (a.data_size != b.data_size) {
+      fields["size"] = {a.data_size, b.data_size};
+      details = fmt::format("  size {} -> {}", a.data_size, b.data_size);
+    } else if (!same_bytes) {
+      details = "  contents";
+    }
+    if (!same_time) {
+      fields["time"] = {FormatTime(a.last_write_time), FormatTime(b.last_write_time)};
+      details += fmt::format("  time {} -> {}", FormatTime(a.last_write_time),
+                             FormatTime(b.last_write_time));
+    } else {
+      // Whoever has the old file keeps it.
+      details += "  same time: not installed over the old one";
+    }
+    Tell("changed", path, fields, details);
+  }
+
+  void TellProduct(const config::ProductInfo& product, const char* field,
+                   const stdx::u16string& before, const stdx::u16string& after) {
+    if (before == after) return;
+    ++count_;
+    output_.Record(
+        "product",
+        [&] {
+          return Json{{"language", Utf8FromUtf16(product.language.view())},
+                      {"field", field},
+                      {"before", Utf8FromUtf16(before.view())},
+                      {"after", Utf8FromUtf16(after.view())}};
+        },
+        [&] {
+          return fmt::format("{}  {} for \"{}\": \"{}\" -> \"{}\"",
+                             output_.Painted(Output::Color::kYellow, "product "), field,
+                             Shown(product.language), Shown(before), Shown(after));
+        });
+  }
+
+  void CompareProduct(const config::ProductInfo& a, const config::ProductInfo& b) {
+    const config::ProductInfo& named = a.language.empty() ? b : a;
+    TellProduct(named, "language", a.language, b.language);
+    TellProduct(named, "name", a.name, b.name);
+    TellProduct(named, "provider", a.provider, b.provider);
+    TellProduct(named, "description", a.description, b.description);
+  }
+
+  void CompareProducts() {
+    std::map<stdx::u16string, std::pair<config::ProductInfo, config::ProductInfo>> by_language;
+    // Of several in one language the first one is shown.
+    for (auto it = before_.data->products().rbegin(); it != before_.data->products().rend(); ++it) {
+      by_language[it->language].first = *it;
+    }
+    for (auto it = after_.data->products().rbegin(); it != after_.data->products().rend(); ++it) {
+      by_language[it->language].second = *it;
+    }
+    for (const auto& [language, pair] : by_language) CompareProduct(pair.first, pair.second);
+  }
+
+  const OpenedKit& before_;
+  const OpenedKit& after_;
+  Output& output_;
+  std::size_t count_ = 0;
+};
+
+ExitCode Diff(const Options& options, Output& output) {
+  const PrivateTemp temp;
+  const OpenedKit before(options.before);
+  const OpenedKit after(options.after);
+  const std::size_t count = Comparison(before, after, output).Run();
+  const ExitCode code = options.exit_code && count != 0 ? ExitCode::kBadKit : ExitCode::kFine;
+  output.Result("diff", code, {{"changes", count}},
+                count == 0 ? "no difference" : Counted(count, "difference"));
+  return code;
+}
+
+}  // namespace
+
+void AddDiff(CommandLine& line) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* const verb = AddVerb(line, "diff", "Compare two kits",
+                                 [options](Output& output) { return Diff(*options, output); });
+  verb->add_option("BEFORE", options->before, "The older kit")
+      ->check(NotEmpty())
+      ->required()
+      ->option_text(" ");
+  verb->add_option("AFTER", options->after, "The newer kit")
+      ->check(NotEmpty())
+      ->required()
+      ->option_text(" ");
+  verb->add_flag("--exit-code", options->exit_code, "End with 2 when the kits differ");
+}
+
+}  // namespace quarn::tpk

@@ -1,0 +1,54 @@
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "tpk/kit/checks.h"
+#include "tpk/text/closest_word.h"
+#include "tpk/verbs/command.h"
+
+namespace quarn::tpk {
+namespace {
+
+void PrintChecks(Output& output) {
+  for (const Check& check : AllChecks()) {
+    const char* const severity = check.is_error ? "error" : "warning";
+    output.Record(
+        "check",
+        [&] {
+          return Json{{"code", check.code}, {"severity", severity}, {"meaning", check.meaning}};
+        },
+        [&] { return fmt::format("{:<22}{:<9}{}", check.code, severity, check.meaning); });
+  }
+}
+
+ExitCode Help(const CLI::App& app, const std::string& topic, Output& output) {
+  if (topic == "checks") {
+    PrintChecks(output);
+  } else if (topic.empty()) {
+    // Its own `help` would show that of the verb on the command line, which is this one.
+    output.Text(app.get_formatter()->make_help(&app, app.get_name(), CLI::AppFormatMode::Normal));
+  } else if (const CLI::App* const verb = FindVerb(app, topic)) {
+    output.Text(verb->help("tpk"));
+  } else {
+    std::vector<std::string> topics = VerbNames(app);
+    topics.push_back("checks");
+    const auto meant = ClosestWord(topic, topics);
+    throw Failure(ExitCode::kUsage, "usage", fmt::format("there is no help on \"{}\"", topic),
+                  meant ? fmt::format("did you mean \"tpk help {}\"?", *meant)
+                        : "tpk --help lists the verbs");
+  }
+  output.Result("help", ExitCode::kFine, Json::object(), "");
+  return ExitCode::kFine;
+}
+
+}  // namespace
+
+void AddHelp(CommandLine& line) {
+  const auto topic = std::make_shared<std::string>();
+  CLI::App* const verb =
+      AddVerb(line, "help", "Tell how a verb is used, or what the checks mean (help checks)",
+              [&line, topic](Output& output) { return Help(line.app, *topic, output); });
+  verb->add_option("VERB", *topic, "A verb, or \"checks\"")->option_text(" ");
+}
+
+}  // namespace quarn::tpk

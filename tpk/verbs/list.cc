@@ -1,0 +1,45 @@
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "tpk/kit/kit_facts.h"
+#include "tpk/text/format.h"
+#include "tpk/text/utf.h"
+#include "tpk/verbs/command.h"
+
+namespace quarn::tpk {
+namespace {
+
+ExitCode List(const std::filesystem::path& kit, Output& output) {
+  const KitFacts facts = ReadFacts(kit);
+  std::uint64_t total = 0;
+  for (const CheckedFile& file : facts.files) {
+    total += file.size;
+    output.Record(
+        "file",
+        [&] {
+          return Json{{"path", InstalledName(file.name)},
+                      {"name", Utf8FromUtf16(file.name.view())},
+                      {"size", file.size},
+                      {"time", FormatTime(file.time)}};
+        },
+        [&] {
+          return fmt::format("{:>10}  {}  {}", file.size, FormatTime(file.time),
+                             Printable(InstalledName(file.name)));
+        });
+  }
+  output.Result("list", ExitCode::kFine, {{"files", facts.files.size()}, {"bytes", total}},
+                fmt::format("{:>10}  {}", total, Counted(facts.files.size(), "file")));
+  return ExitCode::kFine;
+}
+
+}  // namespace
+
+void AddList(CommandLine& line) {
+  const auto kit = std::make_shared<std::filesystem::path>();
+  CLI::App* const verb = AddVerb(line, "list", "List the files in a kit",
+                                 [kit](Output& output) { return List(*kit, output); });
+  AddKit(verb, *kit);
+}
+
+}  // namespace quarn::tpk

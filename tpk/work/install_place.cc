@@ -1,0 +1,434 @@
+#include "tpk/work/install_place.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <strings.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+#include <unordered_map>
+#include <utility>
+
+#include "core/direct_file_system.h"
+#include "install/install_process.h"
+#include "tpk/disk/leftovers.h"
+#include "tpk/disk/private_temp.h"
+#include "tpk/kit/kit_data.h"
+#include "tpk/text/failure.h"
+#include "tpk/text/utf.h"
+#include "tpk/work/journal.h"
+
+namespace quarn::tpk {
+namespace {
+
+namespace fs = std::filesystem;
+using Place = InstallPlace::Place;
+
+constexpr const char* kName = ".tpk-install";
+constexpr const char* kLock = "lock";
+constexpr const char* kJournal = "journal";
+constexpr const char* kUnfinished = "journal.new";
+constexpr const char* kDone = "done";
+constexpr const char* kStaging = "staged";
+
+std::string Quoted(const fs::path& path) { return Printable(path.native()); }
+
+/// Sixteen digits that hardly any other text has (FNV-1a).
+std::string Hash(std::string_view text) {
+  std::uint64_t hash = 0xCBF29CE484222325;
+  for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3;
+  return fmt::format("{:016x}", hash);
+}
+
+std::string NameFor(const std::string& way) {
+  return way.empty() ? std::string(kName) : fmt::format("{}-{}", kName, Hash(way));
+}
+
+/// One path for a folder, whichever links lead there.
+fs::path Resolved(const fs::path& target) {
+  std::error_code error;
+  fs::path path = fs::weakly_canonical(target, error);
+  if (error) path = target.lexically_normal();
+  return path.has_filename() ? path : path.parent_path();
+}
+
+Place AmongTemporaryFiles(const fs::path& target) {
+  return {TempDirectory() / NameFor(target.native()), target.native()};
+}
+
+/// Where an installation into `target` may have, or have had, its place.
+std::vector<Place> Candidates(const fs::path& target) {
+  std::vector<Place> places;
+  fs::path way;
+  for (fs::path folder = target;; folder = folder.parent_path()) {
+    places.push_back({folder / NameFor(way.native()), way.native()});
+    if (folder == folder.root_path()) break;
+    way = way.empty() ? folder.filename() : folder.filename() / way;
+  }
+  places.push_back(AmongTemporaryFiles(target));
+  return places;
+}
+
+/// Removes what a place holds, the marker of its state last.
+void Empty(const fs::path& place) {
+  std::error_code ignored;
+  fs::remove_all(place / kStaging, ignored);
+  for (const auto& entry : fs::directory_iterator(place, ignored)) {
+    const fs::path name = entry.path().filename();
+    if (name != kLock && name != kDone) fs::remove_all(entry.path(), ignored);
+  }
+  fs::remove(place / kDone, ignored);
+}
+
+/// Unlocks a place and removes it if it is empty. Whoever enters it meanwhile keeps it.
+void Leave(Place& place) {
+  unlink((place.path / kLock).c_str());
+  const bool removed = rmdir(place.path.c_str()) == 0;
+  if (place.lock != -1) close(std::exchange(place.lock, -1));
+  // Some file systems keep a removed file in its directory, under another name, while it is open.
+  if (!removed) rmdir(place.path.c_str());
+}
+
+enum class Entered { kYes, kNothingThere, kNotOurs };
+
+/// Locks a place that exists. Throws Failure where another run holds it. A volume without locks
+/// cannot tell whether one does: only a place that was just made is entered there.
+Entered Enter(Place& place, bool just_made) {
+  for (;;) {
+    struct stat status;
+    if (lstat(place.path.c_str(), &status) != 0) return Entered::kNothingThere;
+    if (!S_ISDIR(status.st_mode) || status.st_uid != geteuid()) return Entered::kNotOurs;
+    const fs::path lock = place.path / kLock;
+    place.lock = open(lock.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (place.lock == -1) {
+      if (errno == ENOENT) continue;  // removed by the run that it belonged to
+      throw SystemFailure("cannot lock " + Quoted(place.path), errno);
+    }
+    if (flock(place.lock, LOCK_EX | LOCK_NB) != 0) {
+      const int error = errno;
+      close(std::exchange(place.lock, -1));
+      if (error == EWOULDBLOCK) {
+        throw Failure(
+            ExitCode::kInputOutput, "busy",
+            "another installation into this folder is running: it holds " + Quoted(place.path),
+            "wait until it has ended");
+      }
+      if (just_made) return Entered::kYes;
+      throw Failure(ExitCode::kInputOutput, "lock",
+                    fmt::format("cannot tell whether an installation is running: {}: {}",
+                                Quoted(place.path), std::generic_category().message(error)),
+                    "when none is, look into the folder, put back what lies in it and remove it");
+    }
+    struct stat held;
+    if (fstat(place.lock, &held) == 0 && stat(lock.c_str(), &status) == 0 &&
+        held.st_ino == status.st_ino && held.st_dev == status.st_dev) {
+      return Entered::kYes;
+    }
+    close(std::exchange(place.lock, -1));  // the lock of a place that was just removed
+  }
+}
+
+Failure NotUnderstood(const fs::path& path, const std::string& what) {
+  return Failure(ExitCode::kInputOutput, "journal", Quoted(path) + " " + what,
+                 "nothing was touched; look into the folder and remove it when nothing in it is "
+                 "missed");
+}
+
+/// As the engine takes it, ending in "/".
+stdx::u16string StagingOf(const Place& place) { return EnginePath(place.path / kStaging / ""); }
+
+/// The folders on the way to the target, which were missing, and then what the journal has.
+std::vector<UndoStep> StepsToUndo(const Place& place, const Journal& journal,
+                                  const fs::path& target) {
+  std::vector<UndoStep> steps;
+  // Of the way to a place among the temporary files nobody knows what was missing.
+  if (const fs::path way = place.way; way.is_relative()) {
+    fs::path folder = place.path.parent_path();
+    for (const fs::path& part : way) {
+      folder /= part;
+      steps.push_back({UndoStep::Kind::kDirectoryMade, EnginePath(folder), 0});
+    }
+  }
+  for (const JournalStep& step : StepsBegun(journal, BootIdentifier())) {
+    steps.push_back({step.kind, EnginePath(target / step.name), step.file});
+  }
+  return steps;
+}
+
+void WriteToDisk(const fs::path& path, std::string_view bytes) {
+  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  bool written = file != -1;
+  while (written && !bytes.empty()) {
+    const ssize_t amount = write(file, bytes.data(), bytes.size());
+    written = amount > 0;
+    if (written) bytes.remove_prefix(static_cast<std::size_t>(amount));
+  }
+  written = written && fsync(file) == 0;
+  const int error = errno;
+  if (file != -1) close(file);
+  if (!written) throw SystemFailure("cannot write " + Quoted(path), error);
+}
+
+void SyncDirectory(const fs::path& path) {
+  // Not every file system has something to do here.
+  const int directory = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (directory == -1) return;
+  static_cast<void>(fsync(directory));
+  close(directory);
+}
+
+/// The journal has its name when it is complete and on the disk.
+void WriteJournal(const Place& place, const Journal& journal) {
+  const fs::path unfinished = place.path / kUnfinished;
+  WriteToDisk(unfinished, EncodeJournal(journal));
+  if (rename(unfinished.c_str(), (place.path / kJournal).c_str()) != 0) {
+    throw SystemFailure("cannot write to " + Quoted(place.path), errno);
+  }
+  SyncDirectory(place.path);
+}
+
+/// Leaves in the journal what could not be undone: what was undone is the user's again.
+void KeepSteps(const Place& place, const fs::path& target, const std::vector<UndoStep>& left) {
+  Journal journal;
+  journal.target = place.way;
+  journal.boot = BootIdentifier();
+  for (const UndoStep& step : left) {
+    const fs::path path = Utf8FromUtf16(step.path.view());
+    const std::string name = path.lexically_relative(target).native();
+    if (!StaysBelow(name)) continue;
+    journal.steps.push_back({step.kind, name, step.file});
+    journal.begun = std::max(journal.begun, step.file + 1);
+  }
+  WriteJournal(place, journal);
+}
+
+void UndoInstallation(const Place& place, const Journal& journal, const fs::path& target) {
+  DirectFileSystem files;
+  const UndoResult result = Undo(files, StagingOf(place), StepsToUndo(place, journal, target));
+  if (result.left.empty()) return;
+  KeepSteps(place, target, result.left);
+  throw Failure(
+      ExitCode::kInputOutput, "undo",
+      fmt::format("an installation was interrupted, and {} cannot be put back: {}",
+                  Shown(result.left.front().path), std::generic_category().message(result.error)),
+      fmt::format("what was there is in {}; the next tpk install tries again",
+                  Quoted(place.path / kStaging)));
+}
+
+/// Leaves a place that was entered empty, having undone what it tells of.
+void Recover(const Place& place, const fs::path& target, const InstallPlace::Tell& tell) {
+  const fs::path journal_path = place.path / kJournal;
+  std::ifstream in(journal_path, std::ios::binary);
+  if (in.is_open()) {
+    const std::string bytes(std::istreambuf_iterator<char>(in), {});
+    const std::optional<Journal> journal = DecodeJournal(bytes);
+    if (!journal) throw NotUnderstood(journal_path, "is no journal of an installation");
+    if (journal->target != place.way) {
+      throw NotUnderstood(journal_path, "is the journal of an installation into another folder");
+    }
+    UndoInstallation(place, *journal, target);
+    if (rename(journal_path.c_str(), (place.path / kDone).c_str()) != 0) {
+      throw SystemFailure("cannot write to " + Quoted(place.path), errno);
+    }
+    tell("an installation into this folder was interrupted; what it had done was undone");
+  } else if (fs::exists(fs::symlink_status(journal_path))) {
+    throw SystemFailure("cannot read " + Quoted(journal_path), errno);
+  } else if (!fs::exists(fs::symlink_status(place.path / kDone))) {
+    // Nothing was moved yet.
+    for (const auto& entry : fs::directory_iterator(place.path)) {
+      const fs::path name = entry.path().filename();
+      if (name != kLock && name != kUnfinished) {
+        throw NotUnderstood(place.path, "is no folder that an installation has left");
+      }
+    }
+  }
+  Empty(place.path);
+}
+
+/// Recovers every place that `target` may have but the one at `own`.
+void RecoverAll(const fs::path& target, const fs::path& own, const InstallPlace::Tell& tell) {
+  for (Place& place : Candidates(target)) {
+    if (place.path == own || Enter(place, false) != Entered::kYes) continue;
+    try {
+      Recover(place, target, tell);
+    } catch (...) {
+      Leave(place);
+      throw;
+    }
+    Leave(place);
+  }
+}
+
+/// Makes a place, or enters the one that somebody has just made and left.
+bool Make(Place& place) {
+  for (;;) {
+    const bool made = mkdir(place.path.c_str(), 0700) == 0;
+    if (!made && errno != EEXIST) return false;
+    switch (Enter(place, made)) {
+      case Entered::kYes:
+        return true;
+      case Entered::kNotOurs:
+        throw NotUnderstood(place.path, "is in the way and belongs to somebody else");
+      case Entered::kNothingThere:
+        break;
+    }
+  }
+}
+
+Place MakePlace(const fs::path& target) {
+  for (Place& place : Candidates(target)) {
+    std::error_code ignored;
+    if (!fs::is_directory(place.path.parent_path(), ignored)) continue;
+    if (Make(place)) return std::move(place);
+    break;  // what lies further up may be on another volume
+  }
+  Place place = AmongTemporaryFiles(target);
+  if (!Make(place)) {
+    throw SystemFailure("cannot make a temporary directory in " + Quoted(place.path.parent_path()),
+                        errno);
+  }
+  return place;
+}
+
+bool IsMissing(const fs::path& path, bool folder) {
+  struct stat status;
+  const int result = folder ? stat(path.c_str(), &status) : lstat(path.c_str(), &status);
+  return result != 0 && (errno == ENOENT || errno == ENOTDIR);
+}
+
+/// The path below the target that a name leads to. Empty where it leads elsewhere, which the user
+/// has allowed: that is not undone.
+std::string NameBelow(const std::string& name) {
+  if (name.starts_with('/')) return {};
+  fs::path plain;
+  for (const fs::path& part : fs::path(name)) {
+    if (part == "..") return {};
+    if (!part.empty() && part != ".") plain /= part;
+  }
+  return plain.native();
+}
+
+/// Finds out which steps an installation will have to make, each folder looked at once.
+class Surveyor {
+ public:
+  explicit Surveyor(const fs::path& target) : target_(target) {
+    known_.emplace("", IsMissing(target, true));
+  }
+
+  void Look(std::size_t file, const std::string& name, Journal& journal) {
+    const std::size_t end = name.rfind('/');
+    const bool in_missing = FolderMissing(end == name.npos ? "" : name.substr(0, end), journal);
+    if (in_missing || IsMissing(target_ / name, false)) {
+      journal.steps.push_back({UndoStep::Kind::kFileMade, name, file});
+      return;
+    }
+    const stdx::u16string listed = DirectFileSystem::ListedPath(EnginePath(target_ / name));
+    const std::string last = fs::path(Utf8FromUtf16(listed.view())).filename().native();
+    journal.steps.push_back({UndoStep::Kind::kFileReplaced,
+                             end == name.npos ? last : name.substr(0, end + 1) + last, file});
+  }
+
+ private:
+  bool FolderMissing(const std::string& name, Journal& journal) {
+    if (const auto known = known_.find(name); known != known_.end()) return known->second;
+    const std::size_t end = name.rfind('/');
+    const bool missing = FolderMissing(end == name.npos ? "" : name.substr(0, end), journal) ||
+                         IsMissing(target_ / name, true);
+    if (missing) journal.steps.push_back({UndoStep::Kind::kDirectoryMade, name, 0});
+    known_.emplace(name, missing);
+    return missing;
+  }
+
+  const fs::path& target_;
+  std::unordered_map<std::string, bool> known_;
+};
+
+}  // namespace
+
+InstallPlace::InstallPlace(const fs::path& target, const Tell& tell) : target_(Resolved(target)) {
+  RequireEnginePath(target_);
+  RemoveLeftovers(TempDirectory());
+  // Before: what is undone may take away the folder that the new place would lie in.
+  RecoverAll(target_, {}, tell);
+  place_ = MakePlace(target_);
+  try {
+    Recover(place_, target_, tell);
+    // Behind: another run may have begun where this one would not have.
+    RecoverAll(target_, place_.path, tell);
+  } catch (...) {
+    Leave(place_);
+    throw;
+  }
+}
+
+InstallPlace::~InstallPlace() {
+  if (journal_ != -1) close(journal_);
+  if (committed_ || !HoldsFiles()) {
+    Commit();
+    Empty(place_.path);
+  }
+  Leave(place_);
+}
+
+stdx::u16string InstallPlace::Staging() const { return StagingOf(place_); }
+
+void InstallPlace::Plan(const std::vector<std::string>& names) {
+  Journal journal;
+  journal.target = place_.way;
+  journal.boot = BootIdentifier();
+  Surveyor surveyor(target_);
+  for (std::size_t file = 0; file < names.size(); ++file) {
+    const std::string name = NameBelow(names[file]);
+    if (!name.empty()) surveyor.Look(file, name, journal);
+  }
+  WriteJournal(place_, journal);
+  journal_ = open((place_.path / kJournal).c_str(), O_WRONLY | O_CLOEXEC);
+  if (journal_ == -1) throw SystemFailure("cannot write to " + Quoted(place_.path), errno);
+}
+
+bool InstallPlace::Begin(std::size_t file) noexcept {
+  const std::string begun = EncodeBegun(file + 1);
+  return pwrite(journal_, begun.data(), begun.size(), kBegunOffset) ==
+         static_cast<ssize_t>(begun.size());
+}
+
+void InstallPlace::Commit() noexcept {
+  committed_ = true;
+  rename((place_.path / kJournal).c_str(), (place_.path / kDone).c_str());
+}
+
+void InstallPlace::Keep(const std::vector<UndoStep>& left) noexcept {
+  if (left.empty()) return;
+  // The journal of all steps does as well where this one cannot be written.
+  Quietly([&] { KeepSteps(place_, target_, left); });
+}
+
+bool InstallPlace::HoldsFiles() const {
+  std::error_code error;
+  const bool empty = fs::is_empty(place_.path / kStaging, error);
+  // What cannot be looked into may hold something.
+  return error ? error != std::errc::no_such_file_or_directory : !empty;
+}
+
+bool InstallPlace::LeftBehind(const fs::path& target) {
+  for (const Place& place : Candidates(Resolved(target))) {
+    struct stat status;
+    if (lstat((place.path / kJournal).c_str(), &status) == 0) return true;
+  }
+  return false;
+}
+
+bool IsPlaceName(const std::string& name) {
+  const fs::path normal = fs::path(name).lexically_normal();
+  // Some disks take letters of either case for the same.
+  return !normal.empty() && strcasecmp(normal.begin()->c_str(), kName) == 0;
+}
+
+}  // namespace quarn::tpk
