@@ -48,11 +48,13 @@ function(quarn_expose target folder)
   target_include_directories(${target} PUBLIC "${root}")
 endfunction()
 
-# quarn_library(<folder> SOURCES ... [DEPENDS ...]): the library of one folder, as quarn::<folder>.
+# quarn_library(<folder> SOURCES ... [DEPENDS ...]): the library of one folder, as quarn::<folder>;
+# that of "a/b" is quarn::a_b.
 function(quarn_library folder)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
-  add_library(quarn_${folder} STATIC ${ARG_SOURCES})
-  add_library(quarn::${folder} ALIAS quarn_${folder})
-  quarn_expose(quarn_${folder} ${folder})
-  target_link_libraries(quarn_${folder} PUBLIC ${ARG_DEPENDS})
+  string(REPLACE "/" "_" name ${folder})
+  add_library(quarn_${name} STATIC ${ARG_SOURCES})
+  add_library(quarn::${name} ALIAS quarn_${name})
+  quarn_expose(quarn_${name} ${folder})
+  target_link_libraries(quarn_${name} PUBLIC ${ARG_DEPENDS})
 endfunction()

@@ -31,6 +31,9 @@ struct FileData {
 
 namespace quarn {
 
+/// The image of a kit must stay below this many bytes: its positions are 32-bit.
+inline constexpr std::uint64_t kImageLimit = std::uint64_t{1} << 32;
+
 /// The first product whose language equals `language`, letter case aside; null if there is none.
 const config::ProductInfo* FindProduct(const std::vector<config::ProductInfo>& products,
                                        const stdx::u16string& language);

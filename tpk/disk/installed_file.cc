@@ -6,9 +6,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 
-#include "tpk/kit/checks.h"
-#include "tpk/text/utf.h"
+#include "core/file.h"
 
 namespace quarn::tpk {
 
@@ -42,13 +42,6 @@ bool InstalledFile::NextAre(std::span<const std::byte> bytes) const {
     bytes = bytes.subspan(count);
   }
   return true;
-}
-
-void ThrowDataMissing(const std::filesystem::path& kit, const stdx::u16string& name) {
-  throw Failure(ExitCode::kBadKit, "damaged-kit",
-                Printable(kit.native()) + " is damaged: the bytes of " +
-                    Printable(InstalledName(name)) + " are missing or corrupt",
-                "tpk verify tells more");
 }
 
 }  // namespace quarn::tpk

@@ -14,9 +14,9 @@
 #include "core/file.h"
 #include "l10n/string_table.h"
 #include "tpk/kit/kit_writer.h"
+#include "tpk/kit/names.h"
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"
-#include "tpk/work/install_place.h"
 
 namespace quarn::tpk {
 namespace {
@@ -84,12 +84,6 @@ constexpr std::int64_t kLastTime = 15032385535;
 
 bool IsSeparator(char16_t unit) { return unit == u'\\' || unit == u'/'; }
 
-stdx::u16string WithSeparators(const stdx::u16string& name) {
-  stdx::u16string result = name;
-  result.replace_all(u"/", u"\\");
-  return result;
-}
-
 stdx::u16string Folded(const stdx::u16string& name) {
   stdx::u16string result;
   result.reserve(name.size());
@@ -151,7 +145,7 @@ void CheckProducts(const std::vector<config::ProductInfo>& products,
     }
     if (!product.description.empty()) {
       CheckName(product.description, findings);
-      if (!names.contains(WithSeparators(product.description))) {
+      if (!names.contains(StoredName(product.description))) {
         findings.Add(
             "description-missing", InstalledName(product.description),
             fmt::format("is the description for \"{}\" but not in the kit", Printable(shown)));
@@ -204,17 +198,6 @@ void Findings::Add(std::string_view code, std::string name, std::string message)
   findings_.push_back({&*check, std::move(name), std::move(message)});
 }
 
-std::string InstalledName(const stdx::u16string& name) {
-  stdx::u16string result = name;
-  result.replace_all(u"\\", u"/");
-  return Utf8FromUtf16(result.view());
-}
-
-std::filesystem::path InstalledAt(const std::filesystem::path& folder,
-                                  const stdx::u16string& name) {
-  return folder.native() + '/' + InstalledName(name);
-}
-
 void CheckName(const stdx::u16string& name, Findings& findings) {
   const std::string shown = InstalledName(name);
   if (name.empty()) return findings.Add("name-empty", shown, "a file has no name");
@@ -226,7 +209,7 @@ void CheckName(const stdx::u16string& name, Findings& findings) {
     }
     CheckParts(name, shown, findings);
   }
-  if (IsPlaceName(shown)) {
+  if (IsReservedName(shown)) {
     findings.Add("name-reserved", shown, "lies where tpk install keeps files of its own");
   }
   if (name.find_first_of(u"\"`$") != name.npos) {
@@ -264,7 +247,7 @@ void CheckSourceName(const std::string& name, Findings& findings) {
 void CheckContents(const std::vector<config::ProductInfo>& products,
                    const std::vector<CheckedFile>& files, Findings& findings) {
   std::unordered_set<stdx::u16string> names;
-  for (const CheckedFile& file : files) names.insert(WithSeparators(file.name));
+  for (const CheckedFile& file : files) names.insert(StoredName(file.name));
   CheckProducts(products, names, findings);
   for (const CheckedFile& file : files) CheckName(file.name, findings);
   CheckCollisions(files, findings);
@@ -288,7 +271,7 @@ void CheckCollisions(const std::vector<CheckedFile>& files, Findings& findings) 
   std::unordered_set<stdx::u16string> folders;
   std::unordered_set<stdx::u16string> names;
   for (const CheckedFile& file : files) {
-    const stdx::u16string name = WithSeparators(file.name);
+    const stdx::u16string name = StoredName(file.name);
     if (!names.insert(name).second) {
       findings.Add("name-duplicate", InstalledName(file.name), "stands in the kit more than once");
     }
@@ -296,13 +279,13 @@ void CheckCollisions(const std::vector<CheckedFile>& files, Findings& findings) 
       folders.insert(name.substr(0, end));
     }
     const auto [other, is_new] = by_case.emplace(Folded(name), &file.name);
-    if (!is_new && WithSeparators(*other->second) != name) {
+    if (!is_new && StoredName(*other->second) != name) {
       findings.Add("name-case", InstalledName(file.name),
                    "differs only in letter case from " + Printable(InstalledName(*other->second)));
     }
   }
   for (const CheckedFile& file : files) {
-    if (folders.contains(WithSeparators(file.name))) {
+    if (folders.contains(StoredName(file.name))) {
       findings.Add("name-file-and-folder", InstalledName(file.name),
                    "is a file, and a folder of other files");
     }

@@ -4,7 +4,6 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <span>
 #include <string>
@@ -60,13 +59,6 @@ class Findings {
   std::vector<Finding> findings_;
   std::size_t error_count_ = 0;
 };
-
-/// The name of a file of a kit with "/" between folders, in UTF-8, unchanged otherwise.
-std::string InstalledName(const stdx::u16string& name);
-
-/// Where the file `name` of a kit lies when the kit is in `folder`, also with a name that starts at
-/// the root of the disk: the wizard puts both together as they are.
-std::filesystem::path InstalledAt(const std::filesystem::path& folder, const stdx::u16string& name);
 
 /// Looks at one name. What it finds makes the name dangerous if it is an error.
 void CheckName(const stdx::u16string& name, Findings& findings);

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "kit/inflater.h"
+#include "tpk/kit/inflater.h"
 #include "tpk/text/failure.h"
 #include "tpk/text/utf.h"
 

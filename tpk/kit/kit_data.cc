@@ -13,6 +13,7 @@
 #include "install/process_data.h"
 #include "kit/image_reader.h"
 #include "kit/lz_compressor.h"
+#include "tpk/kit/names.h"
 #include "tpk/text/cancel.h"
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"
@@ -396,23 +397,6 @@ void OpenImage(ImageKit& kit, const fs::path& path) {
   if (code == kErrorCorruptKit) throw DamagedData(path);
   throw Failure(ExitCode::kBadKit, "damaged-kit",
                 Printable(path.native()) + " is damaged: " + DamagedPlace(path), kDamagedHint);
-}
-
-stdx::u16string EnginePath(const fs::path& path) {
-  const auto text = Utf16FromUtf8(path.native());
-  if (!text) {
-    throw Failure(ExitCode::kInputOutput, "path-not-utf8",
-                  "the path " + Printable(path.native()) + " is not UTF-8", "rename it");
-  }
-  return *text;
-}
-
-void RequireEnginePath(const fs::path& path) {
-  if (IsExpressible(EnginePath(path).view())) return;
-  throw Failure(ExitCode::kInputOutput, "path-beyond-ffff",
-                "the path " + Printable(path.native()) +
-                    " has a character above U+FFFF, with which nothing can be installed",
-                "rename it, or take another one");
 }
 
 }  // namespace quarn::tpk

@@ -106,10 +106,4 @@ auto WithKit(const std::filesystem::path& path, Use use) {
 /// The failure of a kit whose compressed data makes no sense.
 Failure DamagedData(const std::filesystem::path& kit);
 
-/// A path for the engine. Throws Failure where it is no UTF-8.
-stdx::u16string EnginePath(const std::filesystem::path& path);
-/// Throws Failure where the engine cannot work in the folder `path`: it takes characters up to
-/// U+FFFF only.
-void RequireEnginePath(const std::filesystem::path& path);
-
 }  // namespace quarn::tpk

@@ -13,9 +13,6 @@
 
 namespace quarn::tpk {
 
-/// The image of a kit must stay below this many bytes: its positions are 32-bit.
-inline constexpr std::uint64_t kImageLimit = std::uint64_t{1} << 32;
-
 /// One file that is to go into a kit.
 struct KitEntry {
   stdx::u16string name;          ///< as the kit stores it, with "\" between folders

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "core/text.h"
+#include "tpk/kit/names.h"
 #include "tpk/text/closest_word.h"
 #include "tpk/text/failure.h"
 #include "tpk/text/format.h"
@@ -203,8 +204,7 @@ class Reader {
     }
     info.name = Text(product, "name", "Brook Ledger");
     info.provider = Text(product, "provider", "Tarnbridge Paperworks");
-    info.description = Text(product, "description", "docs/about.html");
-    info.description.replace_all(u"/", u"\\");
+    info.description = StoredName(Text(product, "description", "docs/about.html"));
     manifest_.products.push_back(std::move(info));
   }
 

@@ -11,6 +11,7 @@
 #include "core/file.h"
 #include "l10n/string_table.h"
 #include "tpk/kit/manifest.h"
+#include "tpk/kit/names.h"
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"
 

@@ -5,9 +5,10 @@
 #include <map>
 #include <memory>
 
-#include "tpk/disk/installed_file.h"
 #include "tpk/kit/checks.h"
 #include "tpk/kit/kit_data.h"
+#include "tpk/kit/names.h"
+#include "tpk/kit/same_contents.h"
 #include "tpk/text/cancel.h"
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"
@@ -29,9 +30,7 @@ std::map<stdx::u16string, const FileData*> ByName(const ImageKit& kit) {
   std::map<stdx::u16string, const FileData*> files;
   for (const FileData& file : kit.files()) {
     // Not yet as UTF-8, in which broken text is all the same.
-    stdx::u16string name = file.name;
-    name.replace_all(u"/", u"\\");
-    files[name] = &file;
+    files[StoredName(file.name)] = &file;
   }
   return files;
 }

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "install/install_process.h"
-#include "tpk/disk/installed_file.h"
 #include "tpk/disk/leftovers.h"
 #include "tpk/disk/output_file.h"
 #include "tpk/kit/checks.h"
@@ -16,7 +15,9 @@
 #include "tpk/kit/kit_writer.h"
 #include "tpk/kit/manifest.h"
 #include "tpk/kit/manifest_text.h"
+#include "tpk/kit/names.h"
 #include "tpk/kit/pattern.h"
+#include "tpk/kit/same_contents.h"
 #include "tpk/text/cancel.h"
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"

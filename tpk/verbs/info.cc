@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "tpk/kit/kit_facts.h"
+#include "tpk/kit/names.h"
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"
 #include "tpk/verbs/command.h"

@@ -13,6 +13,7 @@
 #include "tpk/kit/checks.h"
 #include "tpk/kit/kit_data.h"
 #include "tpk/kit/kit_facts.h"
+#include "tpk/kit/names.h"
 #include "tpk/text/cancel.h"
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"
@@ -83,8 +84,8 @@ std::vector<std::string> InstalledNames(const Kit& kit) {
       throw Failure(ExitCode::kBadKit, "dangerous-kit",
                     fmt::format("the kit has {}, which no locale can express", Shown(file.name)));
     }
-    names.emplace_back(ToNarrow(UpToZero(InstalledPath({}, file.name))).view());
-    if (!IsPlaceName(names.back())) continue;
+    names.push_back(EngineName(file.name));
+    if (!IsReservedName(names.back())) continue;
     throw Failure(ExitCode::kBadKit, "dangerous-kit",
                   fmt::format("the kit has {}, where an installation keeps its own files",
                               Printable(names.back())));

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "tpk/kit/kit_facts.h"
+#include "tpk/kit/names.h"
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"
 #include "tpk/verbs/command.h"

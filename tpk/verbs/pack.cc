@@ -16,6 +16,7 @@
 #include "tpk/kit/checks.h"
 #include "tpk/kit/kit_writer.h"
 #include "tpk/kit/manifest.h"
+#include "tpk/kit/names.h"
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"
 #include "tpk/verbs/command.h"
@@ -43,8 +44,7 @@ Manifest ManifestFromOptions(const PackOptions& options) {
   product.language = u"en";
   product.name = TextOption("--name", options.name);
   product.provider = TextOption("--provider", options.provider);
-  product.description = TextOption("--description", options.description);
-  product.description.replace_all(u"/", u"\\");
+  product.description = StoredName(TextOption("--description", options.description));
   Manifest manifest;
   manifest.root = options.source;
   manifest.single_product = true;
@@ -105,8 +105,7 @@ KitContents Collect(const Source& source, const SourceTree& tree, Findings& find
     if (!name) continue;  // has been found, and no other check makes sense of it
     const std::uint64_t time = newest ? std::min(file.time, *newest) : file.time;
     KitEntry entry;
-    entry.name = *name;
-    entry.name.replace_all(u"/", u"\\");
+    entry.name = StoredName(*name);
     entry.time = manifest.TimeOf(file.name).value_or(time);
     entry.size = file.size;
     entry.source = file.path;

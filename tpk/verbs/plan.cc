@@ -17,6 +17,7 @@
 #include "kit/records.h"
 #include "tpk/kit/kit_data.h"
 #include "tpk/kit/kit_facts.h"
+#include "tpk/kit/names.h"
 #include "tpk/text/cancel.h"
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"

@@ -9,9 +9,10 @@
 #include <memory>
 
 #include "core/file.h"
-#include "tpk/disk/installed_file.h"
 #include "tpk/kit/kit_data.h"
 #include "tpk/kit/kit_facts.h"
+#include "tpk/kit/names.h"
+#include "tpk/kit/same_contents.h"
 #include "tpk/text/cancel.h"
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"

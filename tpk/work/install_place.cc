@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <strings.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,7 +19,7 @@
 #include "install/install_process.h"
 #include "tpk/disk/leftovers.h"
 #include "tpk/disk/private_temp.h"
-#include "tpk/kit/kit_data.h"
+#include "tpk/kit/names.h"
 #include "tpk/text/failure.h"
 #include "tpk/text/utf.h"
 #include "tpk/work/journal.h"
@@ -31,7 +30,6 @@ namespace {
 namespace fs = std::filesystem;
 using Place = InstallPlace::Place;
 
-constexpr const char* kName = ".tpk-install";
 constexpr const char* kLock = "lock";
 constexpr const char* kJournal = "journal";
 constexpr const char* kUnfinished = "journal.new";
@@ -48,7 +46,7 @@ std::string Hash(std::string_view text) {
 }
 
 std::string NameFor(const std::string& way) {
-  return way.empty() ? std::string(kName) : fmt::format("{}-{}", kName, Hash(way));
+  return way.empty() ? std::string(kReservedName) : fmt::format("{}-{}", kReservedName, Hash(way));
 }
 
 /// One path for a folder, whichever links lead there.
@@ -303,18 +301,6 @@ bool IsMissing(const fs::path& path, bool folder) {
   return result != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 
-/// The path below the target that a name leads to. Empty where it leads elsewhere, which the user
-/// has allowed: that is not undone.
-std::string NameBelow(const std::string& name) {
-  if (name.starts_with('/')) return {};
-  fs::path plain;
-  for (const fs::path& part : fs::path(name)) {
-    if (part == "..") return {};
-    if (!part.empty() && part != ".") plain /= part;
-  }
-  return plain.native();
-}
-
 /// Finds out which steps an installation will have to make, each folder looked at once.
 class Surveyor {
  public:
@@ -423,12 +409,6 @@ bool InstallPlace::LeftBehind(const fs::path& target) {
     if (lstat((place.path / kJournal).c_str(), &status) == 0) return true;
   }
   return false;
-}
-
-bool IsPlaceName(const std::string& name) {
-  const fs::path normal = fs::path(name).lexically_normal();
-  // Some disks take letters of either case for the same.
-  return !normal.empty() && strcasecmp(normal.begin()->c_str(), kName) == 0;
 }
 
 }  // namespace quarn::tpk

@@ -71,7 +71,4 @@ class InstallPlace final : public UndoJournal {
   bool committed_ = false;
 };
 
-/// Whether a file of this name, below a target, would get in the way of a place.
-bool IsPlaceName(const std::string& name);
-
 }  // namespace quarn::tpk

@@ -6,6 +6,7 @@
 #include <set>
 
 #include "tpk/kit/kit_writer.h"
+#include "tpk/kit/names.h"
 
 namespace quarn::tpk {
 namespace {

@@ -328,15 +328,5 @@ TEST_F(InstallPlaceTest, NamesThatLeadElsewhereAreNotUndone) {
   EXPECT_EQ(ReadFile(root() / "top" / "outside"), "mine");
 }
 
-TEST_F(InstallPlaceTest, TheNamesOfPlacesAreKnown) {
-  for (const char* const name : {".tpk-install", ".tpk-install/journal", "./.tpk-install/x",
-                                 "a/../.tpk-install/x", ".TPK-Install/x"}) {
-    EXPECT_TRUE(IsPlaceName(name)) << name;
-  }
-  for (const char* const name : {"", "a", "a/.tpk-install", ".tpk-install2", ".tpk"}) {
-    EXPECT_FALSE(IsPlaceName(name)) << name;
-  }
-}
-
 }  // namespace
 }  // namespace quarn::tpk

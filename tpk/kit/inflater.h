@@ -6,7 +6,7 @@
 #include <memory>
 #include <span>
 
-namespace quarn {
+namespace quarn::tpk {
 
 /// One stream. Any thread, one at a time. Memory use is constant.
 class Inflater {
@@ -35,4 +35,4 @@ class Inflater {
   std::unique_ptr<Native> native_;
 };
 
-}  // namespace quarn
+}  // namespace quarn::tpk

@@ -1,4 +1,4 @@
-#include "kit/inflater.h"
+#include "tpk/kit/inflater.h"
 
 #include <gtest/gtest.h>
 

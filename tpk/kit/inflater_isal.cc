@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <limits>
 
-#include "kit/inflater.h"
+#include "tpk/kit/inflater.h"
 
-namespace quarn {
+namespace quarn::tpk {
 namespace {
 
 std::uint32_t Limited(std::size_t size) {
@@ -50,4 +50,4 @@ std::size_t Inflater::taken_behind_end() const noexcept {
   return static_cast<std::size_t>(std::max(native_->state.read_in_length, 0) / 8);
 }
 
-}  // namespace quarn
+}  // namespace quarn::tpk

@@ -5,9 +5,9 @@
 #include <limits>
 #include <new>
 
-#include "kit/inflater.h"
+#include "tpk/kit/inflater.h"
 
-namespace quarn {
+namespace quarn::tpk {
 namespace {
 
 uInt Limited(std::size_t size) {
@@ -44,4 +44,4 @@ Inflater::Status Inflater::Inflate(std::span<const std::byte>& input,
 
 std::size_t Inflater::taken_behind_end() const noexcept { return 0; }
 
-}  // namespace quarn
+}  // namespace quarn::tpk
