@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-#include "tpk/disk/leftovers.h"
+#include "tpk/disk/held_name.h"
 #include "tpk/text/failure.h"
 #include "tpk/text/utf.h"
 

@@ -8,7 +8,7 @@
 #include <system_error>
 
 #include "core/shell.h"
-#include "tpk/disk/leftovers.h"
+#include "tpk/disk/held_name.h"
 #include "tpk/text/failure.h"
 #include "tpk/text/utf.h"
 

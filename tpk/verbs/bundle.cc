@@ -19,7 +19,7 @@
 
 #include "core/file.h"
 #include "kit/executable_path.h"
-#include "tpk/disk/leftovers.h"
+#include "tpk/disk/held_name.h"
 #include "tpk/disk/output_file.h"
 #include "tpk/disk/tar_archive.h"
 #include "tpk/kit/manifest.h"

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "install/install_process.h"
-#include "tpk/disk/leftovers.h"
+#include "tpk/disk/held_name.h"
 #include "tpk/disk/output_file.h"
 #include "tpk/kit/checks.h"
 #include "tpk/kit/kit_data.h"

@@ -10,7 +10,7 @@
 #include <system_error>
 
 #include "core/file.h"
-#include "tpk/disk/leftovers.h"
+#include "tpk/disk/held_name.h"
 #include "tpk/disk/output_file.h"
 #include "tpk/disk/source_tree.h"
 #include "tpk/kit/checks.h"

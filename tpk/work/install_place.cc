@@ -17,7 +17,7 @@
 
 #include "core/direct_file_system.h"
 #include "install/install_process.h"
-#include "tpk/disk/leftovers.h"
+#include "tpk/disk/held_name.h"
 #include "tpk/disk/private_temp.h"
 #include "tpk/kit/names.h"
 #include "tpk/text/failure.h"

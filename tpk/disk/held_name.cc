@@ -1,4 +1,4 @@
-#include "tpk/disk/leftovers.h"
+#include "tpk/disk/held_name.h"
 
 #include <fcntl.h>
 #include <stdlib.h>

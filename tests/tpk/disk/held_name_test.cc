@@ -1,4 +1,4 @@
-#include "tpk/disk/leftovers.h"
+#include "tpk/disk/held_name.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -17,7 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 using testing::WriteFile;
 
-class LeftoversTest : public testing::ScratchTest {
+class HeldNameTest : public testing::ScratchTest {
  protected:
   std::set<std::string> Names() const {
     std::set<std::string> names;
@@ -28,7 +28,7 @@ class LeftoversTest : public testing::ScratchTest {
   }
 };
 
-TEST_F(LeftoversTest, WhatARunUsesStaysAndWhatItLeftGoes) {
+TEST_F(HeldNameTest, WhatARunUsesStaysAndWhatItLeftGoes) {
   fs::path folder;
   fs::path file;
   const int folder_lock = MakeHeldDirectory(home(), folder);
@@ -52,7 +52,7 @@ TEST_F(LeftoversTest, WhatARunUsesStaysAndWhatItLeftGoes) {
   EXPECT_TRUE(fs::is_empty(home()));
 }
 
-TEST_F(LeftoversTest, OtherNamesAndLinksAreNobodysLeftovers) {
+TEST_F(HeldNameTest, OtherNamesAndLinksAreNobodysLeftovers) {
   for (const char* const name : {".tpk-", ".tpk-12345", ".tpk-1234567", ".tpk-12345.", "tpk-123456",
                                  ".tpk-install", ".tpk-123/56"}) {
     WriteFile(home() / name, "x");
@@ -69,7 +69,7 @@ TEST_F(LeftoversTest, OtherNamesAndLinksAreNobodysLeftovers) {
   EXPECT_EQ(Names(), before);
 }
 
-TEST_F(LeftoversTest, WhereNothingCanBeMadeErrnoTells) {
+TEST_F(HeldNameTest, WhereNothingCanBeMadeErrnoTells) {
   fs::path path;
   EXPECT_EQ(MakeHeldDirectory(root() / "nowhere", path), -1);
   EXPECT_EQ(errno, ENOENT);
@@ -78,7 +78,7 @@ TEST_F(LeftoversTest, WhereNothingCanBeMadeErrnoTells) {
   RemoveLeftovers(root() / "nowhere");
 }
 
-TEST_F(LeftoversTest, WhatIsBeingMadeIsNeverRemoved) {
+TEST_F(HeldNameTest, WhatIsBeingMadeIsNeverRemoved) {
   std::atomic<bool> stop = false;
   std::thread remover([&] {
     while (!stop) RemoveLeftovers(home());
