@@ -69,13 +69,13 @@ void CheckUse(const tpk::Manifest& manifest, std::string_view text) {
 }
 
 void CheckWayBack(const tpk::Manifest& manifest) {
-  tpk::KitFacts facts;
-  facts.single_product = manifest.single_product;
-  facts.products = manifest.products;
+  tpk::KitTables tables;
+  tables.single_product = manifest.single_product;
+  tables.products = manifest.products;
   for (const tpk::Manifest::TimeRule& rule : manifest.times) {
-    facts.files.push_back({stdx::u16string(u"d\\f"), rule.ticks, 0, 0});
+    tables.files.push_back({stdx::u16string(u"d\\f"), rule.ticks, 0, 0});
   }
-  const std::string text = tpk::ManifestOf(facts, manifest.level);
+  const std::string text = tpk::ManifestOf(tables, manifest.level);
   try {
     const tpk::Manifest again = tpk::ParseManifest(text, quarn::fuzz::Scratch() / kName);
     Require(again.level == manifest.level && again.single_product == manifest.single_product,

@@ -85,17 +85,17 @@ std::map<std::string, std::string> FindDescriptions(const SourceTree& tree) {
 
 }  // namespace
 
-std::string ManifestOf(const KitFacts& facts, int level) {
+std::string ManifestOf(const KitTables& tables, int level) {
   std::string text =
       fmt::format("format = {}\n\n[kit]\nform = \"{}\"\nroot = \"files\"\ncompression = {}\n",
-                  kManifestFormat, facts.single_product ? "single" : "table", level);
-  for (const config::ProductInfo& product : facts.products) {
+                  kManifestFormat, tables.single_product ? "single" : "table", level);
+  for (const config::ProductInfo& product : tables.products) {
     text +=
         fmt::format("\n[[product]]\nlanguage = {}\nname = {}\nprovider = {}\ndescription = {}\n",
                     Quoted(product.language), Quoted(product.name), Quoted(product.provider),
                     Quoted(InstalledName(product.description)));
   }
-  for (const CheckedFile& file : facts.files) {
+  for (const CheckedFile& file : tables.files) {
     if (DiskKeeps(file.time)) continue;
     text += fmt::format("\n[[time]]\nfiles = {}\ntime = \"{}\"\n",
                         Quoted(Pattern::Exactly(InstalledName(file.name))), FormatTime(file.time));

@@ -4,12 +4,12 @@
 #include <string>
 
 #include "tpk/disk/source_tree.h"
-#include "tpk/kit/kit_facts.h"
+#include "tpk/kit/kit_tables.h"
 
 namespace quarn::tpk {
 
 /// The manifest that makes the kit again from its files in the folder "files" beside it.
-std::string ManifestOf(const KitFacts& facts, int level);
+std::string ManifestOf(const KitTables& tables, int level);
 
 /// A manifest to begin with, full of comments, for the files of `tree`. `root` is the folder as the
 /// manifest is to name it, `name` what the product is called until somebody says better. Files

@@ -11,7 +11,7 @@
 #include "tpk/disk/output_file.h"
 #include "tpk/kit/checks.h"
 #include "tpk/kit/kit_data.h"
-#include "tpk/kit/kit_facts.h"
+#include "tpk/kit/kit_tables.h"
 #include "tpk/kit/kit_writer.h"
 #include "tpk/kit/manifest.h"
 #include "tpk/kit/manifest_text.h"
@@ -127,9 +127,9 @@ class NewTree {
   fs::path root_;
 };
 
-void RefuseDangerousNames(const KitFacts& facts, Output& output) {
+void RefuseDangerousNames(const KitTables& tables, Output& output) {
   Findings findings;
-  for (const CheckedFile& file : facts.files) CheckName(file.name, findings);
+  for (const CheckedFile& file : tables.files) CheckName(file.name, findings);
   ThrowIfDangerous(findings, output);
 }
 
@@ -175,15 +175,15 @@ void WriteFiles(Kit& kit, const std::vector<std::size_t>& chosen, const fs::path
 }
 
 ExitCode Extract(const Options& options, Output& output) {
-  const KitFacts facts = ReadFacts(options.kit);
-  if (!options.allow_dangerous) RefuseDangerousNames(facts, output);
+  const KitTables tables = ReadTables(options.kit);
+  if (!options.allow_dangerous) RefuseDangerousNames(tables, output);
   const std::vector<Pattern> patterns(options.patterns.begin(), options.patterns.end());
   std::vector<std::size_t> chosen;
   std::uint64_t total = 0;
-  for (std::size_t i = 0; i < facts.files.size(); ++i) {
-    if (!Wanted(options, patterns, InstalledName(facts.files[i].name))) continue;
+  for (std::size_t i = 0; i < tables.files.size(); ++i) {
+    if (!Wanted(options, patterns, InstalledName(tables.files[i].name))) continue;
     chosen.push_back(i);
-    total += facts.files[i].size;
+    total += tables.files[i].size;
   }
   if (chosen.empty() && !options.patterns.empty()) {
     throw Failure(ExitCode::kUsage, "no-match", "no file of the kit matches",
@@ -208,7 +208,7 @@ ExitCode Extract(const Options& options, Output& output) {
             "with other bytes");
       }
       OutputFile manifest(root / kManifestName, false);
-      const std::string text = ManifestOf(facts, level.value_or(kDefaultLevel));
+      const std::string text = ManifestOf(tables, level.value_or(kDefaultLevel));
       manifest.Write(std::as_bytes(std::span(text)));
       manifest.Commit();
     }

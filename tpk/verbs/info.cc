@@ -4,7 +4,7 @@
 #include <memory>
 #include <system_error>
 
-#include "tpk/kit/kit_facts.h"
+#include "tpk/kit/kit_tables.h"
 #include "tpk/kit/names.h"
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"
@@ -36,28 +36,28 @@ void PrintProduct(const config::ProductInfo& product, Output& output) {
 }
 
 ExitCode Info(const std::filesystem::path& path, Output& output) {
-  const KitFacts facts = ReadFacts(path);
-  for (const config::ProductInfo& product : facts.products) PrintProduct(product, output);
+  const KitTables tables = ReadTables(path);
+  for (const config::ProductInfo& product : tables.products) PrintProduct(product, output);
 
   std::error_code ignored;
   const std::uint64_t kit_size = std::filesystem::file_size(path, ignored);
   std::uint64_t total = 0;
-  for (const CheckedFile& file : facts.files) total += file.size;
+  for (const CheckedFile& file : tables.files) total += file.size;
   const auto [oldest, newest] = std::minmax_element(
-      facts.files.begin(), facts.files.end(),
+      tables.files.begin(), tables.files.end(),
       [](const CheckedFile& a, const CheckedFile& b) { return a.time < b.time; });
-  const char* const form = facts.single_product ? "single" : "table";
+  const char* const form = tables.single_product ? "single" : "table";
 
   Json fields{{"form", form},
-              {"products", facts.products.size()},
-              {"files", facts.files.size()},
+              {"products", tables.products.size()},
+              {"files", tables.files.size()},
               {"bytes", total},
               {"kit_bytes", kit_size}};
   std::string text = fmt::format(
       "form           {}, {}\nfiles          {}, {}\nkit            {}", form,
-      facts.single_product ? "one product in English" : Counted(facts.products.size(), "product"),
-      Counted(facts.files.size(), "file"), FormatSize(total), FormatSize(kit_size));
-  if (!facts.files.empty()) {
+      tables.single_product ? "one product in English" : Counted(tables.products.size(), "product"),
+      Counted(tables.files.size(), "file"), FormatSize(total), FormatSize(kit_size));
+  if (!tables.files.empty()) {
     fields["oldest"] = FormatTime(oldest->time);
     fields["newest"] = FormatTime(newest->time);
     text += fmt::format("\nwritten        {} to {}", FormatTime(oldest->time),

@@ -12,7 +12,7 @@
 #include "install/restoring_transaction.h"
 #include "tpk/kit/checks.h"
 #include "tpk/kit/kit_data.h"
-#include "tpk/kit/kit_facts.h"
+#include "tpk/kit/kit_tables.h"
 #include "tpk/kit/names.h"
 #include "tpk/text/cancel.h"
 #include "tpk/text/format.h"
@@ -147,7 +147,7 @@ ExitCode Run(const Options& options, Output& output) {
   const fs::path target = fs::absolute(options.target);
   RequireEnginePath(target);
   if (options.dry_run) {
-    return PrintPlan(MakePlan(ReadFacts(options.kit).files, target), "install", target, output);
+    return PrintPlan(MakePlan(ReadTables(options.kit).files, target), "install", target, output);
   }
   return WithKit(options.kit, [&](auto& kit) {
     if (!options.allow_dangerous) {

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "tpk/kit/kit_facts.h"
+#include "tpk/kit/kit_tables.h"
 #include "tpk/kit/names.h"
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"
@@ -12,9 +12,9 @@ namespace quarn::tpk {
 namespace {
 
 ExitCode List(const std::filesystem::path& kit, Output& output) {
-  const KitFacts facts = ReadFacts(kit);
+  const KitTables tables = ReadTables(kit);
   std::uint64_t total = 0;
-  for (const CheckedFile& file : facts.files) {
+  for (const CheckedFile& file : tables.files) {
     total += file.size;
     output.Record(
         "file",
@@ -29,8 +29,8 @@ ExitCode List(const std::filesystem::path& kit, Output& output) {
                              Printable(InstalledName(file.name)));
         });
   }
-  output.Result("list", ExitCode::kFine, {{"files", facts.files.size()}, {"bytes", total}},
-                fmt::format("{:>10}  {}", total, Counted(facts.files.size(), "file")));
+  output.Result("list", ExitCode::kFine, {{"files", tables.files.size()}, {"bytes", total}},
+                fmt::format("{:>10}  {}", total, Counted(tables.files.size(), "file")));
   return ExitCode::kFine;
 }
 

@@ -16,7 +16,7 @@
 #include "install/install_process.h"
 #include "kit/records.h"
 #include "tpk/kit/kit_data.h"
-#include "tpk/kit/kit_facts.h"
+#include "tpk/kit/kit_tables.h"
 #include "tpk/kit/names.h"
 #include "tpk/text/cancel.h"
 #include "tpk/text/format.h"
@@ -159,7 +159,7 @@ void AddPlan(CommandLine& line) {
       line, "plan", "Tell what installing a kit would do to each file", [options](Output& output) {
         const fs::path target = fs::absolute(options->target);
         RequireEnginePath(target);
-        return PrintPlan(MakePlan(ReadFacts(options->kit).files, target), "plan", target, output);
+        return PrintPlan(MakePlan(ReadTables(options->kit).files, target), "plan", target, output);
       });
   AddKit(verb, options->kit);
   verb->add_option("--to", options->target, "The folder it would be installed into (required)")

@@ -10,7 +10,7 @@
 
 #include "core/file.h"
 #include "tpk/kit/kit_data.h"
-#include "tpk/kit/kit_facts.h"
+#include "tpk/kit/kit_tables.h"
 #include "tpk/kit/names.h"
 #include "tpk/kit/same_contents.h"
 #include "tpk/text/cancel.h"
@@ -29,7 +29,7 @@ struct Options {
   bool strict = false;
 };
 
-void CheckStream(const StreamFacts& stream, Findings& findings) {
+void CheckStream(const StreamEnd& stream, Findings& findings) {
   if (stream.end == ImageStream::End::kCutOff) {
     findings.Add(
         "stream-cut-off", "",
@@ -44,25 +44,25 @@ void CheckStream(const StreamFacts& stream, Findings& findings) {
 }
 
 ExitCode VerifyKit(const Options& options, Output& output) {
-  const KitFacts facts = ReadFacts(options.kit);
-  const StreamFacts stream = ReadToEnd(options.kit);
+  const KitTables tables = ReadTables(options.kit);
+  const StreamEnd stream = ReadToEnd(options.kit);
   if (stream.end == ImageStream::End::kCorrupt) throw DamagedData(options.kit);
   Findings findings;
   CheckStream(stream, findings);
-  CheckContents(facts.products, facts.files, findings);
-  CheckData(facts.files, facts.data_area, stream.image_size, findings);
+  CheckContents(tables.products, tables.files, findings);
+  CheckData(tables.files, tables.data_area, stream.image_size, findings);
   Print(findings, output);
   const ExitCode code = findings.Refuse(options.strict) ? ExitCode::kBadKit : ExitCode::kFine;
   output.Result(
       "verify", code,
-      {{"files", facts.files.size()},
+      {{"files", tables.files.size()},
        {"errors", findings.error_count()},
        {"warnings", findings.warning_count()},
        {"image_bytes", stream.image_size}},
       fmt::format("{}: {}, {}, {}",
                   code == ExitCode::kFine ? output.Painted(Output::Color::kGreen, "fine")
                                           : output.Painted(Output::Color::kRed, "not fine"),
-                  Counted(facts.files.size(), "file"), Counted(findings.error_count(), "error"),
+                  Counted(tables.files.size(), "file"), Counted(findings.error_count(), "error"),
                   Counted(findings.warning_count(), "warning")));
   return code;
 }

@@ -12,7 +12,7 @@
 
 namespace quarn::tpk {
 
-struct KitFacts {
+struct KitTables {
   bool single_product = false;  ///< the short header, with one product in English
   std::vector<config::ProductInfo> products;
   std::vector<CheckedFile> files;
@@ -20,15 +20,15 @@ struct KitFacts {
 };
 
 /// Reads the tables and no further. Throws Failure.
-KitFacts ReadFacts(const std::filesystem::path& kit);
+KitTables ReadTables(const std::filesystem::path& kit);
 
-struct StreamFacts {
+struct StreamEnd {
   ImageStream::End end = ImageStream::End::kNone;
   std::uint64_t image_size = 0;
   std::uint64_t trailing_size = 0;
 };
 
 /// Inflates all of a kit. Throws Failure where it cannot be read.
-StreamFacts ReadToEnd(const std::filesystem::path& kit);
+StreamEnd ReadToEnd(const std::filesystem::path& kit);
 
 }  // namespace quarn::tpk

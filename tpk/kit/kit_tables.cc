@@ -1,4 +1,4 @@
-#include "tpk/kit/kit_facts.h"
+#include "tpk/kit/kit_tables.h"
 
 #include "kit/image_reader.h"
 #include "tpk/kit/kit_data.h"
@@ -12,17 +12,17 @@ namespace {
 namespace fs = std::filesystem;
 
 template <class Kit>
-KitFacts FactsOf(const Kit& kit) {
-  KitFacts facts;
-  facts.products = kit.products();
+KitTables TablesOf(const Kit& kit) {
+  KitTables tables;
+  tables.products = kit.products();
   // Reading stops where the tables do.
-  facts.data_area =
+  tables.data_area =
       Kit::FileSystemType::FileSeek(kit.image_handle(), 0, nullptr, FILE_FROM_CURRENT);
-  facts.files.reserve(kit.files().size());
+  tables.files.reserve(kit.files().size());
   for (const auto& file : kit.files()) {
-    facts.files.push_back({file.name, file.last_write_time, file.data_offset, file.data_size});
+    tables.files.push_back({file.name, file.last_write_time, file.data_offset, file.data_size});
   }
-  return facts;
+  return tables;
 }
 
 /// The first field of the image, which the reader does not keep.
@@ -38,13 +38,13 @@ bool HasSingleProduct(const fs::path& kit) {
 
 }  // namespace
 
-KitFacts ReadFacts(const fs::path& path) {
-  KitFacts facts = WithKit(path, [](const auto& kit) { return FactsOf(kit); });
-  facts.single_product = HasSingleProduct(path);
-  return facts;
+KitTables ReadTables(const fs::path& path) {
+  KitTables tables = WithKit(path, [](const auto& kit) { return TablesOf(kit); });
+  tables.single_product = HasSingleProduct(path);
+  return tables;
 }
 
-StreamFacts ReadToEnd(const fs::path& kit) {
+StreamEnd ReadToEnd(const fs::path& kit) {
   ImageStream stream(kit);
   while (!stream.Next(1 << 20).empty()) ThrowIfCancelled();
   if (stream.end() == ImageStream::End::kUnreadable) {
