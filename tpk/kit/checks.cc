@@ -79,8 +79,6 @@ constexpr std::array kChecks = {
 // path of 4096.
 constexpr std::size_t kMaxPart = 255;
 constexpr std::size_t kMaxName = 3072;
-// What a common disk can keep: 2446-05-10.
-constexpr std::int64_t kLastTime = 15032385535;
 
 bool IsSeparator(char16_t unit) { return unit == u'\\' || unit == u'/'; }
 
@@ -262,7 +260,8 @@ void CheckContents(const std::vector<config::ProductInfo>& products,
       [](const CheckedFile& file) { return file.time % kTicksPerSecond != 0; }, findings);
   CheckAll(
       files, "time-late", "has a time that no disk can keep and is copied by every installation",
-      [](const CheckedFile& file) { return TicksToUnixSeconds(file.time) > kLastTime; }, findings);
+      [](const CheckedFile& file) { return TicksToUnixSeconds(file.time) > kLastDiskTime; },
+      findings);
   if (files.empty()) findings.Add("no-files", "", "the kit installs nothing");
 }
 

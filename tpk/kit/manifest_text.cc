@@ -38,11 +38,10 @@ std::string Quoted(std::string_view bytes) {
 
 std::string Quoted(const stdx::u16string& text) { return Quoted(Utf8FromUtf16(text.view())); }
 
-// Times that a file on disk keeps: the others have to be written down. 1901-12-13 to 2446-05-10,
-// whole seconds.
+// Times that a file on disk keeps: the others have to be written down.
 bool DiskKeeps(std::uint64_t ticks) {
   const std::int64_t seconds = TicksToUnixSeconds(ticks);
-  return ticks % kTicksPerSecond == 0 && seconds >= -2147483648 && seconds <= 15032385535;
+  return ticks % kTicksPerSecond == 0 && seconds >= kFirstDiskTime && seconds <= kLastDiskTime;
 }
 
 /// The language that a name such as "about_de" ends in; empty where there is none.

@@ -2,10 +2,13 @@
 
 #include <fmt/format.h>
 
+#include <cerrno>
 #include <charconv>
 #include <chrono>
+#include <cstdlib>
 
 #include "core/file.h"
+#include "tpk/text/failure.h"
 
 namespace quarn::tpk {
 namespace {
@@ -95,6 +98,19 @@ std::optional<std::uint64_t> ParseTime(std::string_view text) {
   }
   const auto days = static_cast<std::uint64_t>((ch::sys_days(date) - kFirstDay).count());
   return (days * kSecondsPerDay + seconds) * kTicksPerSecond + part;
+}
+
+std::optional<std::uint64_t> SourceDateEpoch() {
+  const char* const value = std::getenv("SOURCE_DATE_EPOCH");
+  if (value == nullptr) return std::nullopt;
+  char* end = nullptr;
+  errno = 0;
+  const long long seconds = std::strtoll(value, &end, 10);
+  // Beyond the year 9999 somebody has passed something else.
+  if (end == value || *end != '\0' || errno != 0 || seconds < 0 || seconds > 253402300799) {
+    throw Failure(ExitCode::kUsage, "usage", "SOURCE_DATE_EPOCH is not a number of seconds");
+  }
+  return UnixSecondsToTicks(seconds);
 }
 
 std::string FormatSize(std::uint64_t bytes) {

@@ -16,6 +16,14 @@ std::string FormatTime(std::uint64_t ticks);
 /// the text is no such time.
 std::optional<std::uint64_t> ParseTime(std::string_view text);
 
+/// The first and the last second (Unix) that disks keep: 1901-12-13 and 2446-05-10.
+inline constexpr std::int64_t kFirstDiskTime = -2147483648;
+inline constexpr std::int64_t kLastDiskTime = 15032385535;
+
+/// The time in ticks that SOURCE_DATE_EPOCH gives, which nothing made is to be newer than, or
+/// nothing where it is not set. Throws Failure where it is no number of seconds.
+std::optional<std::uint64_t> SourceDateEpoch();
+
 /// "1.5 MB", in powers of 1000.
 std::string FormatSize(std::uint64_t bytes);
 

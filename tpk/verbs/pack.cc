@@ -3,13 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <system_error>
 
-#include "core/file.h"
 #include "tpk/disk/held_name.h"
 #include "tpk/disk/output_file.h"
 #include "tpk/disk/source_tree.h"
@@ -161,19 +158,6 @@ ExitCode Pack(const PackOptions& options, Output& output) {
 }
 
 }  // namespace
-
-std::optional<std::uint64_t> SourceDateEpoch() {
-  const char* const value = std::getenv("SOURCE_DATE_EPOCH");
-  if (value == nullptr) return std::nullopt;
-  char* end = nullptr;
-  errno = 0;
-  const long long seconds = std::strtoll(value, &end, 10);
-  // Beyond the year 9999 somebody has passed something else.
-  if (end == value || *end != '\0' || errno != 0 || seconds < 0 || seconds > 253402300799) {
-    throw Failure(ExitCode::kUsage, "usage", "SOURCE_DATE_EPOCH is not a number of seconds");
-  }
-  return UnixSecondsToTicks(seconds);
-}
 
 PackedKit PackKit(const PackOptions& options, Output& output) {
   const Source source = ReadSource(options);

@@ -35,8 +35,4 @@ struct PackedKit {
 /// warnings and errors that are refused as well; then no kit is left.
 PackedKit PackKit(const PackOptions& options, Output& output);
 
-/// The time in ticks that SOURCE_DATE_EPOCH gives, which nothing made is to be newer than, or
-/// nothing where it is not set. Throws Failure where it is no number of seconds.
-std::optional<std::uint64_t> SourceDateEpoch();
-
 }  // namespace quarn::tpk
