@@ -1,7 +1,7 @@
 #include "tpk/kit/kit_tables.h"
 
 #include "kit/image_reader.h"
-#include "tpk/kit/kit_data.h"
+#include "tpk/kit/open_kit.h"
 #include "tpk/text/cancel.h"
 #include "tpk/text/failure.h"
 #include "tpk/text/utf.h"

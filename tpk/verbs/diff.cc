@@ -6,8 +6,8 @@
 #include <memory>
 
 #include "tpk/kit/checks.h"
-#include "tpk/kit/kit_data.h"
 #include "tpk/kit/names.h"
+#include "tpk/kit/open_kit.h"
 #include "tpk/kit/same_contents.h"
 #include "tpk/text/cancel.h"
 #include "tpk/text/format.h"

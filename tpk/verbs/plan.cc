@@ -15,9 +15,9 @@
 
 #include "install/install_process.h"
 #include "kit/records.h"
-#include "tpk/kit/kit_data.h"
 #include "tpk/kit/kit_tables.h"
 #include "tpk/kit/names.h"
+#include "tpk/kit/open_kit.h"
 #include "tpk/text/cancel.h"
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"

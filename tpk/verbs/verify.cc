@@ -9,9 +9,9 @@
 #include <memory>
 
 #include "core/file.h"
-#include "tpk/kit/kit_data.h"
 #include "tpk/kit/kit_tables.h"
 #include "tpk/kit/names.h"
+#include "tpk/kit/open_kit.h"
 #include "tpk/kit/same_contents.h"
 #include "tpk/text/cancel.h"
 #include "tpk/text/format.h"

@@ -1,4 +1,4 @@
-#include "tpk/kit/kit_data.h"
+#include "tpk/kit/open_kit.h"
 
 #include <gtest/gtest.h>
 
@@ -19,7 +19,7 @@ using testing::Tree;
 using testing::U16;
 using testing::WriteFile;
 
-class KitDataTest : public testing::ScratchTest {
+class OpenKitTest : public testing::ScratchTest {
  protected:
   fs::path Write(const KitBuilder& builder) {
     WriteFile(root() / "kit.tpk", builder.Kit());
@@ -36,7 +36,7 @@ class KitDataTest : public testing::ScratchTest {
   }
 };
 
-TEST_F(KitDataTest, BothWaysOfReadingInstallTheSame) {
+TEST_F(OpenKitTest, BothWaysOfReadingInstallTheSame) {
   std::mt19937 random(Seed());
   for (int round = 0; round < 20; ++round) {
     KitBuilder builder;
@@ -65,7 +65,7 @@ TEST_F(KitDataTest, BothWaysOfReadingInstallTheSame) {
   }
 }
 
-TEST_F(KitDataTest, AKitInAnotherOrderNeedsAnImage) {
+TEST_F(OpenKitTest, AKitInAnotherOrderNeedsAnImage) {
   const struct {
     const char* what;
     KitBuilder builder;
@@ -84,7 +84,7 @@ TEST_F(KitDataTest, AKitInAnotherOrderNeedsAnImage) {
   }
 }
 
-TEST_F(KitDataTest, UsingAKitFallsBackOnAnImageAndLeavesNothingBehind) {
+TEST_F(OpenKitTest, UsingAKitFallsBackOnAnImageAndLeavesNothingBehind) {
   const fs::path path = Write(KitBuilder().FileAt(u"a", 2, 1).FileAt(u"b", 0, 1).File(u"c", "xyz"));
   const std::uint32_t code = WithKit(path, [this](auto& kit) {
     EXPECT_FALSE(kit.image_path().empty());
@@ -96,7 +96,7 @@ TEST_F(KitDataTest, UsingAKitFallsBackOnAnImageAndLeavesNothingBehind) {
   EXPECT_TRUE(fs::is_empty(tmp()));
 }
 
-TEST_F(KitDataTest, ADamagedKitIsDescribedAndLeavesNothingBehind) {
+TEST_F(OpenKitTest, ADamagedKitIsDescribedAndLeavesNothingBehind) {
   const fs::path path = Write(KitBuilder().File(u"a", "12").Set("file 0 size", 3));
   const auto open = [&path] { WithKit(path, [](auto&) { return 0; }); };
   try {
@@ -110,7 +110,7 @@ TEST_F(KitDataTest, ADamagedKitIsDescribedAndLeavesNothingBehind) {
   EXPECT_TRUE(fs::is_empty(tmp()));
 }
 
-TEST_F(KitDataTest, ACorruptEndUndoesTheInstallation) {
+TEST_F(OpenKitTest, ACorruptEndUndoesTheInstallation) {
   const std::string image =
       KitBuilder().File(u"d\\a", "first").File(u"d\\b", std::string(9'000'000, 'b')).Image();
   // Stored blocks with more than is inflated ahead, and one of a kind that does not exist.
@@ -134,7 +134,7 @@ TEST_F(KitDataTest, ACorruptEndUndoesTheInstallation) {
   }
 }
 
-TEST_F(KitDataTest, ItsReadingAgreesWithTheWizardsOnEveryCutAndEveryChangeOfAKit) {
+TEST_F(OpenKitTest, ItsReadingAgreesWithTheWizardsOnEveryCutAndEveryChangeOfAKit) {
   const std::string kit =
       KitBuilder().Product(u"en", u"N", u"P", u"d").File(u"a\\b", "hello").File(u"c", "x").Kit();
   std::vector<std::string> kits;
