@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -19,7 +18,7 @@
 
 #include "core/file.h"
 #include "kit/executable_path.h"
-#include "tpk/disk/held_name.h"
+#include "tpk/disk/new_folder.h"
 #include "tpk/disk/output_file.h"
 #include "tpk/disk/tar_archive.h"
 #include "tpk/kit/manifest.h"
@@ -232,88 +231,30 @@ bool IsBundle(const fs::path& folder) {
          });
 }
 
-/// The folder to make. It grows beside its place and takes it when it is complete.
-class NewFolder {
- public:
-  /// Makes nothing yet, but throws where there is no place.
-  NewFolder(const fs::path& directory, bool force)
-      : place_(fs::absolute(directory).lexically_normal()) {
-    // A trailing separator would make the place its own parent.
-    if (!place_.has_filename()) place_ = place_.parent_path();
-    const std::string name = Printable(place_.string());
-    if (!place_.has_filename()) {
-      throw Failure(ExitCode::kUsage, "usage", name + " is no folder to make");
-    }
-    std::error_code ignored;
-    exists_ = fs::exists(fs::symlink_status(place_, ignored));
-    if (!exists_) return;
-    if (!fs::is_directory(fs::symlink_status(place_, ignored))) {
-      throw Failure(ExitCode::kInputOutput, "not-a-folder", name + " is not a folder");
-    }
-    if (fs::is_empty(place_, ignored)) return;
-    if (!force) {
-      throw Failure(ExitCode::kUsage, "exists", name + " exists already",
-                    "--force replaces it if it is a bundle");
-    }
-    if (!IsBundle(place_)) {
-      throw Failure(ExitCode::kUsage, "not-a-bundle", name + " holds more than a bundle",
-                    "remove it yourself, or choose another folder");
-    }
-  }
-  NewFolder(const NewFolder&) = delete;
-  NewFolder& operator=(const NewFolder&) = delete;
-  ~NewFolder() {
-    std::error_code ignored;
-    if (lock_ == -1) return;
-    fs::remove_all(holder_, ignored);
-    close(lock_);
-  }
+/// The folder to make, in full.
+fs::path PlaceOf(const fs::path& directory) {
+  const fs::path place = fs::absolute(directory).lexically_normal();
+  if (place.has_relative_path()) return place;
+  throw Failure(ExitCode::kUsage, "usage", Printable(place.string()) + " is no folder to make");
+}
 
-  const fs::path& place() const { return place_; }
-
-  /// Makes the folder, beside its place, and returns it.
-  const fs::path& Make() {
-    const fs::path parent = place_.parent_path();
-    std::error_code error;
-    fs::create_directories(parent, error);
-    if (!error) {
-      RemoveLeftovers(parent);
-      lock_ = MakeHeldDirectory(parent, holder_);
-    }
-    if (lock_ == -1) {
-      throw SystemFailure("cannot write to " + Printable(parent.string()),
-                          error ? error.value() : errno);
-    }
-    folder_ = holder_ / "new";
-    MakeFolder(folder_);
-    return folder_;
+/// Throws where what is in the place may not be replaced.
+void CheckFolder(const fs::path& place, bool force) {
+  std::error_code ignored;
+  const std::string name = Printable(place.string());
+  if (!fs::is_directory(fs::symlink_status(place, ignored))) {
+    throw Failure(ExitCode::kInputOutput, "not-a-folder", name + " is not a folder");
   }
-
-  /// Not to be interrupted.
-  void Commit() {
-    const fs::path old = holder_ / "old";
-    if (exists_) Rename(place_, old);
-    try {
-      Rename(folder_, place_);
-    } catch (const Failure&) {
-      if (exists_) Rename(old, place_);
-      throw;
-    }
+  if (fs::is_empty(place, ignored)) return;
+  if (!force) {
+    throw Failure(ExitCode::kUsage, "exists", name + " exists already",
+                  "--force replaces it if it is a bundle");
   }
-
- private:
-  void Rename(const fs::path& from, const fs::path& to) {
-    std::error_code error;
-    fs::rename(from, to, error);
-    if (error) throw SystemFailure("cannot write " + Printable(place_.string()), error.value());
+  if (!IsBundle(place)) {
+    throw Failure(ExitCode::kUsage, "not-a-bundle", name + " holds more than a bundle",
+                  "remove it yourself, or choose another folder");
   }
-
-  fs::path place_;
-  bool exists_ = false;
-  int lock_ = -1;
-  fs::path holder_;
-  fs::path folder_;
-};
+}
 
 void WriteTexts(const std::vector<BundleText>& texts, const fs::path& folder) {
   for (const BundleText& text : texts) {
@@ -339,7 +280,8 @@ ExitCode Bundle(const Options& options, Output& output) {
                             Printable(program.string()), TargetName(*system),
                             TargetName(options.target)));
   }
-  NewFolder folder(options.directory, options.force);
+  NewFolder folder(PlaceOf(options.directory),
+                   [&](const fs::path& place) { CheckFolder(place, options.force); });
   RefuseWithin(folder.place(), manifest.root, "the folder that the kit is made from");
   RefuseWithin(folder.place(), wizard, "the application that is put in");
   fs::path archive_path = folder.place();
@@ -367,6 +309,7 @@ ExitCode Bundle(const Options& options, Output& output) {
     fields["warnings"] = packed.warnings;
   } else {
     const fs::path& root = folder.Make();
+    SetMode(root, kExecutable);
     pack.kit = root / kKit;
     const PackedKit packed = PackKit(pack, output);
     SetMode(pack.kit, kPlain);
@@ -380,7 +323,7 @@ ExitCode Bundle(const Options& options, Output& output) {
     OutputFile archive(archive_path, options.force);
     WriteTarGz(root, folder.place().filename().string(), seconds, archive);
     ThrowIfCancelled();
-    folder.Commit();
+    folder.Replace();
     archive.Commit();
     fields["files"] = packed.files;
     fields["warnings"] = packed.warnings;

@@ -1,13 +1,12 @@
 #include <fmt/format.h>
-#include <unistd.h>
 
-#include <cerrno>
+#include <algorithm>
 #include <memory>
 #include <system_error>
 #include <utility>
 
 #include "install/install_process.h"
-#include "tpk/disk/held_name.h"
+#include "tpk/disk/new_folder.h"
 #include "tpk/disk/output_file.h"
 #include "tpk/kit/checks.h"
 #include "tpk/kit/kit_tables.h"
@@ -38,94 +37,18 @@ struct Options {
   bool dry_run = false;
 };
 
-void MakeDirectories(const fs::path& path) {
-  std::error_code error;
-  fs::create_directories(path, error);
-  if (error) throw SystemFailure("cannot make " + Printable(path.string()), error.value());
+/// Throws where the folder `place`, which is there, may not be written into.
+void CheckFolder(const fs::path& place, bool force) {
+  std::error_code ignored;
+  if (!force && !fs::is_empty(place, ignored)) {
+    throw Failure(ExitCode::kUsage, "exists", Printable(place.string()) + " exists already",
+                  "--force replaces the files in it that the kit has, and leaves the others");
+  }
+  if (!fs::is_directory(place, ignored)) {
+    throw Failure(ExitCode::kInputOutput, "not-a-folder",
+                  Printable(place.string()) + " is not a folder");
+  }
 }
-
-/// The new tree, beside the place where it is to appear, so that it appears at once or not at all.
-class NewTree {
- public:
-  NewTree(fs::path place, bool force) : place_(std::move(place)) {
-    // A separator or a "." at the end would make the place its own parent.
-    while (place_.has_parent_path() && place_.has_relative_path() &&
-           (!place_.has_filename() || place_.filename() == ".")) {
-      place_ = place_.parent_path();
-    }
-    std::error_code ignored;
-    exists_ = fs::exists(fs::symlink_status(place_, ignored));
-    if (exists_ && !force && !fs::is_empty(place_, ignored)) {
-      throw Failure(ExitCode::kUsage, "exists", Printable(place_.string()) + " exists already",
-                    "--force replaces the files in it that the kit has, and leaves the others");
-    }
-    if (exists_ && !fs::is_directory(place_, ignored)) {
-      throw Failure(ExitCode::kInputOutput, "not-a-folder",
-                    Printable(place_.string()) + " is not a folder");
-    }
-  }
-  NewTree(const NewTree&) = delete;
-  NewTree& operator=(const NewTree&) = delete;
-  ~NewTree() {
-    std::error_code ignored;
-    if (lock_ == -1) return;
-    fs::remove_all(holder_, ignored);
-    close(lock_);
-  }
-
-  /// Makes the tree and returns its folder.
-  const fs::path& Make() {
-    const fs::path parent = place_.has_parent_path() ? place_.parent_path() : fs::path(".");
-    MakeDirectories(parent);
-    RemoveLeftovers(parent);
-    lock_ = MakeHeldDirectory(fs::absolute(parent), holder_);
-    if (lock_ == -1) throw SystemFailure("cannot write to " + Printable(parent.string()), errno);
-    // Open to whom other new folders are open.
-    root_ = holder_ / "tree";
-    MakeDirectories(root_);
-    return root_;
-  }
-
-  /// Puts the tree in its place. Not to be interrupted.
-  void Commit() {
-    if (!exists_) return Rename(root_, place_);
-    // First all that can be told before anything is changed.
-    ForEachEntry([](const fs::directory_entry& entry, const fs::path& to) {
-      std::error_code ignored;
-      const fs::file_type there = entry.is_directory() ? fs::status(to, ignored).type()
-                                                       : fs::symlink_status(to, ignored).type();
-      if (there == fs::file_type::not_found) return;
-      if ((there == fs::file_type::directory) != entry.is_directory()) {
-        throw Failure(ExitCode::kInputOutput, "in-the-way",
-                      fmt::format("cannot write {}: a {} is in its place", Printable(to.native()),
-                                  entry.is_directory() ? "file" : "folder"));
-      }
-    });
-    ForEachEntry([](const fs::directory_entry& entry, const fs::path& to) {
-      entry.is_directory() ? MakeDirectories(to) : Rename(entry.path(), to);
-    });
-  }
-
- private:
-  template <class Visit>
-  void ForEachEntry(Visit visit) const {
-    for (const auto& entry : fs::recursive_directory_iterator(root_)) {
-      visit(entry, place_ / entry.path().lexically_relative(root_));
-    }
-  }
-
-  static void Rename(const fs::path& from, const fs::path& to) {
-    std::error_code error;
-    fs::rename(from, to, error);
-    if (error) throw SystemFailure("cannot write " + Printable(to.string()), error.value());
-  }
-
-  fs::path place_;
-  bool exists_ = false;
-  int lock_ = -1;
-  fs::path holder_;
-  fs::path root_;
-};
 
 void RefuseDangerousNames(const KitTables& tables, Output& output) {
   Findings findings;
@@ -190,7 +113,8 @@ ExitCode Extract(const Options& options, Output& output) {
                   "tpk list shows them");
   }
 
-  NewTree tree(options.directory, options.force);
+  NewFolder tree(options.directory,
+                 [&](const fs::path& place) { CheckFolder(place, options.force); });
   const bool with_manifest = !options.plain && options.patterns.empty();
   if (!options.dry_run) {
     const fs::path root = tree.Make();
@@ -212,7 +136,7 @@ ExitCode Extract(const Options& options, Output& output) {
       manifest.Write(std::as_bytes(std::span(text)));
       manifest.Commit();
     }
-    tree.Commit();
+    tree.Merge();
   }
   output.Result("extract", ExitCode::kFine,
                 {{"directory", options.directory.string()},
