@@ -26,7 +26,7 @@
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"
 #include "tpk/verbs/command.h"
-#include "tpk/verbs/pack.h"
+#include "tpk/work/pack_kit.h"
 
 namespace quarn::tpk {
 namespace {

@@ -18,8 +18,8 @@
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"
 #include "tpk/verbs/command.h"
-#include "tpk/verbs/plan.h"
 #include "tpk/work/install_place.h"
+#include "tpk/work/plan_install.h"
 
 namespace quarn::tpk {
 namespace {

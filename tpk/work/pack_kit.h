@@ -1,4 +1,4 @@
-// Making a kit from a folder or a manifest, for the verbs that do: `pack` itself and `bundle`.
+// Making a kit from a folder or a manifest: what `pack` and `bundle` do.
 #pragma once
 
 #include <cstdint>

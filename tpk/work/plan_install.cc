@@ -1,0 +1,149 @@
+#include "tpk/work/plan_install.h"
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <optional>
+#include <string_view>
+#include <system_error>
+#include <unordered_set>
+#include <utility>
+
+#include "install/install_process.h"
+#include "kit/records.h"
+#include "tpk/kit/names.h"
+#include "tpk/kit/tool_file_system.h"
+#include "tpk/text/cancel.h"
+#include "tpk/text/format.h"
+#include "tpk/text/utf.h"
+#include "tpk/work/install_place.h"
+
+namespace quarn::tpk {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::array<const char*, 5> kProspects = {"missing", "older", "same", "newer", "blocked"};
+
+const char* Name(Prospect prospect) { return kProspects[static_cast<std::size_t>(prospect)]; }
+
+/// Why nothing can be written at `path`, which lies below `target`; empty where it can.
+std::string Obstacle(const fs::path& path) {
+  struct stat status;
+  if (lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return "a folder is in the way";
+  // The nearest folder that exists is where something would have to be made.
+  fs::path parent = path;
+  do {
+    parent = parent.parent_path();
+    if (stat(parent.c_str(), &status) == 0) break;
+    if (errno != ENOENT && errno != ENOTDIR) {
+      return fmt::format("{}: {}", Printable(parent.string()),
+                         std::generic_category().message(errno));
+    }
+    if (lstat(parent.c_str(), &status) == 0) {
+      return Printable(parent.string()) + " is a link that leads nowhere";
+    }
+  } while (parent != parent.root_path());
+  if (!S_ISDIR(status.st_mode)) return Printable(parent.string()) + " is not a folder";
+  if (access(parent.c_str(), W_OK | X_OK) != 0) {
+    return fmt::format("{}: {}", Printable(parent.string()),
+                       std::generic_category().message(errno));
+  }
+  return "";
+}
+
+PlannedFile Look(const CheckedFile& file, const fs::path& target) {
+  const std::string name = InstalledName(file.name);
+  Findings findings;
+  CheckName(file.name, findings);
+  for (const Finding& finding : findings.all()) {
+    if (finding.check->is_error) return {name, Prospect::kBlocked, finding.message, true};
+  }
+  const fs::path path = target / name;
+  ToolFileSystem files;
+  const std::optional<std::uint64_t> installed =
+      InstalledTime(files, InstalledPath(EnginePath(target), u'/' + file.name));
+  if (IsUpToDate(installed, file.time)) {
+    return *installed == file.time
+               ? PlannedFile{name, Prospect::kSame, "", false}
+               : PlannedFile{name, Prospect::kNewer, "installed " + FormatTime(*installed), false};
+  }
+  if (std::string obstacle = Obstacle(path); !obstacle.empty()) {
+    return {name, Prospect::kBlocked, std::move(obstacle), false};
+  }
+  if (installed) return {name, Prospect::kOlder, "installed " + FormatTime(*installed), false};
+  struct stat status;
+  if (lstat(path.c_str(), &status) != 0) return {name, Prospect::kMissing, "", false};
+  return {name, Prospect::kOlder, "what is there cannot be read", false};
+}
+
+}  // namespace
+
+std::vector<PlannedFile> MakePlan(const std::vector<CheckedFile>& files, const fs::path& target) {
+  std::vector<PlannedFile> plan;
+  plan.reserve(files.size());
+  // What the kit itself puts in its way.
+  Findings findings;
+  CheckCollisions(files, findings);
+  std::unordered_set<std::string> folders;
+  for (const Finding& finding : findings.all()) {
+    if (std::string_view(finding.check->code) == "name-file-and-folder") {
+      folders.insert(finding.name);
+    }
+  }
+  for (const CheckedFile& file : files) {
+    ThrowIfCancelled();
+    PlannedFile planned = Look(file, target);
+    if (planned.prospect != Prospect::kBlocked && folders.contains(planned.path)) {
+      planned = {planned.path, Prospect::kBlocked, "the kit has it for a folder as well", true};
+    }
+    plan.push_back(std::move(planned));
+  }
+  return plan;
+}
+
+ExitCode PrintPlan(const std::vector<PlannedFile>& plan, const char* verb, const fs::path& target,
+                   Output& output) {
+  std::array<std::size_t, kProspects.size()> counts{};
+  ExitCode code = ExitCode::kFine;
+  for (const PlannedFile& file : plan) {
+    ++counts[static_cast<std::size_t>(file.prospect)];
+    if (file.dangerous) {
+      code = ExitCode::kBadKit;
+    } else if (file.prospect == Prospect::kBlocked && code == ExitCode::kFine) {
+      code = ExitCode::kInputOutput;
+    }
+    output.Record(
+        "file",
+        [&] {
+          Json fields{{"path", file.path}, {"state", Name(file.prospect)}};
+          if (!file.reason.empty()) fields["reason"] = file.reason;
+          return fields;
+        },
+        [&] {
+          return fmt::format("{:<8}{}{}", Name(file.prospect), Printable(file.path),
+                             file.reason.empty() ? "" : ": " + file.reason);
+        });
+  }
+  if (InstallPlace::LeftBehind(target)) {
+    output.Note(
+        "another installation into this folder has not ended; if it was interrupted, the next one "
+        "undoes it first");
+  }
+  Json fields{{"target", target.string()}, {"files", plan.size()}};
+  std::string text;
+  for (std::size_t i = 0; i < counts.size(); ++i) {
+    fields[kProspects[i]] = counts[i];
+    if (counts[i] != 0)
+      text += fmt::format("{}{} {}", text.empty() ? "" : ", ", counts[i], kProspects[i]);
+  }
+  output.Result(
+      verb, code, fields,
+      fmt::format("{}: {}", Counted(plan.size(), "file"), text.empty() ? "nothing to do" : text));
+  return code;
+}
+
+}  // namespace quarn::tpk
