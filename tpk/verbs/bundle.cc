@@ -1,5 +1,3 @@
-#include "tpk/verbs/bundle.h"
-
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
@@ -10,11 +8,8 @@
 #include <fstream>
 #include <map>
 #include <memory>
-#include <optional>
 #include <set>
-#include <string_view>
 #include <system_error>
-#include <utility>
 
 #include "core/file.h"
 #include "kit/executable_path.h"
@@ -26,6 +21,7 @@
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"
 #include "tpk/verbs/command.h"
+#include "tpk/work/bundle_parts.h"
 #include "tpk/work/pack_kit.h"
 
 namespace quarn::tpk {
@@ -33,16 +29,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr unsigned char kLauncherScript[] = {
-#include "start_setup.inc"
-};
-constexpr unsigned char kLicence[] = {
-#include "licence.inc"
-};
-constexpr const char* kLauncher = "start-setup";
 constexpr const char* kKit = "quarn.tpk";
-constexpr const char* kProgramInApplication = "Contents/MacOS/setup";
-
 const std::map<std::string, BundleTarget> kTargets = {{"linux", BundleTarget::kLinux},
                                                       {"macos", BundleTarget::kMac}};
 
@@ -55,107 +42,6 @@ struct Options {
   bool force = false;
   bool dry_run = false;
 };
-
-template <std::size_t kSize>
-std::string Embedded(const unsigned char (&bytes)[kSize]) {
-  return std::string(bytes, bytes + kSize);
-}
-
-/// Where the wizard's program is, given the wizard.
-fs::path ProgramOf(BundleTarget target, const fs::path& wizard) {
-  return target == BundleTarget::kMac ? wizard / kProgramInApplication : wizard;
-}
-
-bool IsWizard(BundleTarget target, const fs::path& wizard) {
-  struct stat status;
-  return stat(ProgramOf(target, wizard).c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-         (status.st_mode & S_IXUSR) != 0;
-}
-
-const char* TargetName(BundleTarget target) {
-  return target == BundleTarget::kMac ? "macos" : "linux";
-}
-
-/// A value of a desktop entry.
-std::string EntryValue(std::string_view text) {
-  std::string value;
-  for (const char c : text) {
-    switch (c) {
-      case '\\':
-        value += "\\\\";
-        break;
-      case '\n':
-        value += "\\n";
-        break;
-      case '\r':
-        value += "\\r";
-        break;
-      case '\t':
-        value += "\\t";
-        break;
-      default:
-        value += c;
-    }
-  }
-  return value;
-}
-
-/// One argument of a desktop entry's command line, before that becomes a value.
-std::string EntryArgument(std::string_view text) {
-  std::string quoted = "\"";
-  for (const char c : text) {
-    if (c == '%') quoted += '%';
-    if (c == '"' || c == '`' || c == '$' || c == '\\') quoted += '\\';
-    quoted += c;
-  }
-  return quoted + '"';
-}
-
-const config::ProductInfo* MainProduct(const std::vector<config::ProductInfo>& products) {
-  if (const config::ProductInfo* const english = FindProduct(products, u"en")) return english;
-  return products.empty() ? nullptr : &products.front();
-}
-
-std::string NameOf(const config::ProductInfo* product) {
-  return product == nullptr || product->name.empty() ? "Setup" : Shown(product->name);
-}
-
-std::string ReadMe(BundleTarget target, const std::vector<config::ProductInfo>& products) {
-  const config::ProductInfo* const product = MainProduct(products);
-  std::string text = NameOf(product) + "\n";
-  if (product != nullptr && !product->provider.empty()) text += Shown(product->provider) + "\n";
-  text += target == BundleTarget::kMac ? R"(
-To install, open Setup. Keep it together with quarn.tpk, which holds what is installed.
-)"
-                                       : R"(
-To install, open setup.desktop, or run start-setup: file managers have "Run as a Program" or
-"Allow Launching" in the menu of the right button. Keep the files of this folder together.
-
-The wizard uses Qt 6. Where it is missing:
-  Debian, Ubuntu   sudo apt install libqt6widgets6
-  Fedora           sudo dnf install qt6-qtbase-gui
-  Arch             sudo pacman -S qt6-base
-)";
-  return text + R"(
-Without questions:
-  ./start-setup -S
-In another language than the system's, here German:
-  ./start-setup -Lde
-)";
-}
-
-/// For which system a program is, as far as its first bytes tell.
-std::optional<BundleTarget> SystemOf(const fs::path& program) {
-  std::array<char, 4> magic{};
-  std::ifstream(program, std::ios::binary).read(magic.data(), magic.size());
-  const std::string_view bytes(magic.data(), magic.size());
-  using namespace std::string_view_literals;
-  if (bytes == "\177ELF"sv) return BundleTarget::kLinux;
-  for (const auto mac : {"\xCF\xFA\xED\xFE"sv, "\xFE\xED\xFA\xCF"sv, "\xCA\xFE\xBA\xBE"sv}) {
-    if (bytes == mac) return BundleTarget::kMac;
-  }
-  return std::nullopt;
-}
 
 /// Throws where the result would be in `root`, `what` it is made from.
 void RefuseWithin(const fs::path& directory, const fs::path& root, const char* what) {
@@ -225,7 +111,7 @@ bool IsBundle(const fs::path& folder) {
     for (const BundleText& text : BundleTexts(target, {})) parts.insert(text.name);
   }
   const fs::directory_iterator entries(folder);
-  return fs::exists(folder / kKit) && fs::exists(folder / kLauncher) &&
+  return fs::exists(folder / kKit) && fs::exists(folder / kLauncherName) &&
          std::all_of(begin(entries), end(entries), [&](const fs::directory_entry& entry) {
            return parts.contains(entry.path().filename().string());
          });
@@ -301,7 +187,7 @@ ExitCode Bundle(const Options& options, Output& output) {
               {"dry_run", options.dry_run}};
   std::string text =
       fmt::format("{} {} for {} into {} and {}", options.dry_run ? "would bundle" : "bundled",
-                  NameOf(MainProduct(manifest.products)), TargetName(options.target),
+                  ProductName(manifest.products), TargetName(options.target),
                   Printable(folder.place().string()), Printable(archive_path.filename().string()));
   if (options.dry_run) {
     const PackedKit packed = PackKit(pack, output);
@@ -336,69 +222,6 @@ ExitCode Bundle(const Options& options, Output& output) {
 }
 
 }  // namespace
-
-const char* WizardName(BundleTarget target) {
-  return target == BundleTarget::kMac ? "Setup.app" : "setup";
-}
-
-std::vector<BundleText> BundleTexts(BundleTarget target,
-                                    const std::vector<config::ProductInfo>& products) {
-  std::vector<BundleText> texts = {{kLauncher, Embedded(kLauncherScript), true},
-                                   {"LICENSE", Embedded(kLicence)},
-                                   {"README.txt", ReadMe(target, products)}};
-  if (target == BundleTarget::kLinux) {
-    texts.push_back({"setup.desktop", DesktopEntry(products), true});
-  }
-  return texts;
-}
-
-std::string DesktopEntry(const std::vector<config::ProductInfo>& products) {
-  // A desktop passes the path of the entry itself, some as an address; without one there is still
-  // the current folder.
-  constexpr std::string_view kStart =
-      "p=${1#file://}; [ \"$p\" = \"$1\" ] || p=$(printf %b \"${p//%/\\\\x}\"); "
-      "exec \"$(dirname -- \"$p\")/start-setup\"";
-  const std::string name = NameOf(MainProduct(products));
-  std::string entry = "[Desktop Entry]\nType=Application\nVersion=1.0\n";
-  entry += "Name=" + EntryValue(name) + "\n";
-  std::set<std::string> languages = {"en"};
-  for (const config::ProductInfo& product : products) {
-    const std::string language = Utf8FromUtf16(product.language.view());
-    const bool is_code =
-        language.size() == 2 &&
-        language.find_first_not_of("abcdefghijklmnopqrstuvwxyz") == std::string::npos;
-    if (!is_code || product.name.empty() || !languages.insert(language).second) continue;
-    entry += fmt::format("Name[{}]={}\n", language, EntryValue(NameOf(&product)));
-  }
-  entry += "Comment=" + EntryValue("Installs " + name) + "\n";
-  entry += "Exec=" + EntryValue("bash -c " + EntryArgument(kStart) + " bash %k") + "\n";
-  // A name that every icon theme knows; an icon of the folder's own would need a fixed place.
-  entry += "Icon=system-software-install\nTerminal=false\nStartupNotify=true\n";
-  return entry + "StartupWMClass=quarn-setup\n";
-}
-
-fs::path FindWizard(BundleTarget target, const fs::path& given, const fs::path& tool) {
-  if (!given.empty()) {
-    if (IsWizard(target, given)) return given.has_filename() ? given : given.parent_path();
-    throw Failure(
-        ExitCode::kInputOutput, "no-wizard",
-        fmt::format("{} is no wizard for {}", Printable(given.string()), TargetName(target)),
-        target == BundleTarget::kMac ? "it is to be an application with Contents/MacOS/setup in it"
-                                     : "it is to be an executable file");
-  }
-  const fs::path beside = tool.parent_path();
-  // Among a system's programs a "setup" may be anybody's.
-  const std::array places = {beside / ".." / QUARN_WIZARD_FROM_BIN, beside};
-  for (const fs::path& place : places) {
-    const fs::path wizard = (place / WizardName(target)).lexically_normal();
-    if (IsWizard(target, wizard)) return wizard;
-  }
-  throw Failure(
-      ExitCode::kUsage, "no-wizard",
-      fmt::format("there is no {} in {} nor in {}", WizardName(target),
-                  Printable(places[1].string()), Printable(places[0].lexically_normal().string())),
-      "--wizard tells where it is");
-}
 
 void AddBundle(CommandLine& line) {
   const auto options = std::make_shared<Options>();

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,12 @@
 namespace quarn::tpk {
 
 enum class BundleTarget { kLinux, kMac };
+
+/// As the command line has it.
+const char* TargetName(BundleTarget target);
+
+/// The name of the launcher in a bundle.
+inline constexpr const char* kLauncherName = "start-setup";
 
 /// A text file of a bundle.
 struct BundleText {
@@ -35,5 +42,14 @@ std::string DesktopEntry(const std::vector<config::ProductInfo>& products);
 /// or application.
 std::filesystem::path FindWizard(BundleTarget target, const std::filesystem::path& given,
                                  const std::filesystem::path& tool);
+
+/// Where the wizard's program is, given the wizard.
+std::filesystem::path ProgramOf(BundleTarget target, const std::filesystem::path& wizard);
+
+/// For which system a program is, as far as its first bytes tell.
+std::optional<BundleTarget> SystemOf(const std::filesystem::path& program);
+
+/// What the product is called: in English, if it has a name there.
+std::string ProductName(const std::vector<config::ProductInfo>& products);
 
 }  // namespace quarn::tpk
