@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "tpk/kit/checks.h"
+#include "tpk/kit/findings.h"
 #include "tpk/text/closest_word.h"
 #include "tpk/verbs/command.h"
 

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string_view>
 
-#include "tpk/kit/checks.h"
+#include "tpk/kit/findings.h"
 #include "tpk/verbs/command.h"
 #include "tpk/verbs/syntax.h"
 
