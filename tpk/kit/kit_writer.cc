@@ -1,19 +1,15 @@
 #include "tpk/kit/kit_writer.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <unistd.h>
-#include <zlib.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <memory>
 #include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 
+#include "tpk/disk/input_file.h"
+#include "tpk/kit/deflater.h"
 #include "tpk/kit/image_stream.h"
 #include "tpk/text/cancel.h"
 #include "tpk/text/failure.h"
@@ -34,75 +30,6 @@ std::uint64_t RecordSize(const config::ProductInfo& product) {
   return 4 + TextSize(product.language) + TextsSize(product);
 }
 std::uint64_t RecordSize(const KitEntry& file) { return 4 + TextSize(file.name) + 8 + 4 + 4; }
-
-/// The deflate stream of a kit on its way to where it is written. Its bytes depend on the level and
-/// the image alone, not on the pieces in which the image comes.
-class Deflater {
- public:
-  using Sink = std::function<void(std::span<const std::byte>)>;
-
-  Deflater(int level, Sink sink)
-      : sink_(std::move(sink)),
-        level_(level),
-        buffer_(std::make_unique_for_overwrite<Bytef[]>(kBufferSize)) {
-    if (level == 0) return;
-    if (deflateInit2(&stream_, level, Z_DEFLATED, -MAX_WBITS, MAX_MEM_LEVEL, Z_DEFAULT_STRATEGY) !=
-        Z_OK) {
-      throw std::bad_alloc();
-    }
-  }
-  Deflater(const Deflater&) = delete;
-  Deflater& operator=(const Deflater&) = delete;
-  ~Deflater() { deflateEnd(&stream_); }
-
-  void Write(std::span<const std::byte> bytes) {
-    if (level_ == 0) return Store(bytes);
-    stream_.next_in = reinterpret_cast<Bytef*>(const_cast<std::byte*>(bytes.data()));
-    stream_.avail_in = static_cast<uInt>(bytes.size());
-    Run(Z_NO_FLUSH);
-  }
-  void Finish() { level_ == 0 ? PutBlock(true) : Run(Z_FINISH); }
-
- private:
-  /// The library cuts stored blocks where its input happens to end; these are all full.
-  static constexpr std::size_t kStoredBlock = 65535;
-  static constexpr std::size_t kStoredHeader = 5;
-
-  void Store(std::span<const std::byte> bytes) {
-    while (!bytes.empty()) {
-      if (stored_ == kStoredBlock) PutBlock(false);
-      const std::size_t count = std::min(bytes.size(), kStoredBlock - stored_);
-      std::memcpy(buffer_.get() + kStoredHeader + stored_, bytes.data(), count);
-      stored_ += count;
-      bytes = bytes.subspan(count);
-    }
-  }
-  void PutBlock(bool last) {
-    const std::size_t length = stored_;
-    buffer_[0] = last ? 1 : 0;
-    for (const std::size_t i : {1u, 3u}) {
-      const std::size_t value = i == 1 ? length : ~length;
-      buffer_[i] = static_cast<Bytef>(value & 0xFF);
-      buffer_[i + 1] = static_cast<Bytef>(value >> 8 & 0xFF);
-    }
-    sink_(std::as_bytes(std::span(buffer_.get(), kStoredHeader + length)));
-    stored_ = 0;
-  }
-  void Run(int flush) {
-    do {
-      stream_.next_out = buffer_.get();
-      stream_.avail_out = kBufferSize;
-      deflate(&stream_, flush);
-      sink_(std::as_bytes(std::span(buffer_.get(), kBufferSize - stream_.avail_out)));
-    } while (stream_.avail_out == 0);
-  }
-
-  Sink sink_;
-  int level_;
-  std::unique_ptr<Bytef[]> buffer_;
-  std::size_t stored_ = 0;  // bytes waiting in the buffer, behind the room for a block's header
-  z_stream stream_{};
-};
 
 /// Collects the tables and hands them on a buffer at a time.
 class TableWriter {
@@ -128,44 +55,6 @@ class TableWriter {
 
   Deflater& deflater_;
   std::string buffer_;
-};
-
-class InputFile {
- public:
-  explicit InputFile(const std::filesystem::path& path)
-      : path_(path), descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
-    if (descriptor_ == -1) Fail();
-  }
-  InputFile(const InputFile&) = delete;
-  InputFile& operator=(const InputFile&) = delete;
-  ~InputFile() { close(descriptor_); }
-
-  std::size_t Read(std::span<std::byte> to) {
-    for (;;) {
-      const ssize_t amount = read(descriptor_, to.data(), to.size());
-      if (amount >= 0) return static_cast<std::size_t>(amount);
-      if (errno != EINTR) Fail();
-    }
-  }
-
-  /// Reads until `to` is full or the file ends.
-  std::size_t ReadAll(std::span<std::byte> to) {
-    std::size_t done = 0;
-    while (done < to.size()) {
-      const std::size_t amount = Read(to.subspan(done));
-      if (amount == 0) break;
-      done += amount;
-    }
-    return done;
-  }
-
- private:
-  [[noreturn]] void Fail() const {
-    throw SystemFailure("cannot read " + Printable(path_.string()), errno);
-  }
-
-  const std::filesystem::path& path_;
-  int descriptor_;
 };
 
 void WriteTables(const KitContents& contents, Deflater& deflater) {
