@@ -16,12 +16,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void MakeDirectories(const fs::path& path) {
-  std::error_code error;
-  fs::create_directories(path, error);
-  if (error) throw SystemFailure("cannot make " + Printable(path.string()), error.value());
-}
-
 /// The failure names `place`, which the user knows.
 void Rename(const fs::path& from, const fs::path& to, const fs::path& place) {
   std::error_code error;
@@ -30,6 +24,12 @@ void Rename(const fs::path& from, const fs::path& to, const fs::path& place) {
 }
 
 }  // namespace
+
+void MakeDirectories(const fs::path& path) {
+  std::error_code error;
+  fs::create_directories(path, error);
+  if (error) throw SystemFailure("cannot make " + Printable(path.string()), error.value());
+}
 
 NewFolder::NewFolder(fs::path place, const std::function<void(const fs::path&)>& check)
     : place_(std::move(place)) {

@@ -6,6 +6,9 @@
 
 namespace quarn::tpk {
 
+/// Makes a folder and those that lead to it, unless they are there. Throws Failure.
+void MakeDirectories(const std::filesystem::path& path);
+
 /// Grows beside its place under a held name, which is removed at the end. Failures throw. One
 /// thread.
 class NewFolder {

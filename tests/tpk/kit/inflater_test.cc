@@ -13,6 +13,8 @@
 namespace quarn::testing {
 namespace {
 
+using tpk::Inflater;
+
 class InflaterTest : public ScratchTest {
  protected:
   struct Result {
