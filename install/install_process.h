@@ -102,13 +102,12 @@ inline bool IsUpToDate(std::optional<std::uint64_t> installed_time, std::uint64_
 template <class Data>
 std::uint32_t CopyContents(Data& data, std::size_t file, FileHandle output, CopyRules rules) {
   auto& files = data.file_system();
-  using Files = typename Data::FileSystemType;
   const auto& record = data.files()[file];
   if (files.FileSeek(data.image_handle(), record.data_offset, nullptr, FILE_FROM_START) ==
       FILE_SEEK_FAILED) {
     // The last position of an image looks like a failure, without an error. The file that starts
     // there counts as installed, with nothing in it.
-    return rules.checks_every_result ? FileErrorCode<Files>() : files.FileGetLastError();
+    return rules.checks_every_result ? FileErrorCode(files) : files.FileGetLastError();
   }
   const auto buffer = data.copy_buffer();
   const auto buffer_size = static_cast<std::uint32_t>(buffer.size());
@@ -118,14 +117,14 @@ std::uint32_t CopyContents(Data& data, std::size_t file, FileHandle output, Copy
         rules.reads_whole_buffers ? buffer_size : std::min(buffer_size, left);
     std::uint32_t amount = 0;
     if (files.FileRead(data.image_handle(), buffer.data(), wanted, &amount, nullptr) != 0) {
-      return FileErrorCode<Files>();
+      return FileErrorCode(files);
     }
     amount = std::min(amount, left);
     if (amount == 0) return FILE_ERR_INVALID_PARAMETER;  // the image ends before the file does
     std::uint32_t written = 0;
     const std::uint32_t code = files.FileWrite(output, buffer.data(), amount, &written, nullptr);
     // A failed or short write answers 0; only the count tells.
-    if (code != 0 || written != amount) return FileErrorCode<Files>();
+    if (code != 0 || written != amount) return FileErrorCode(files);
     left -= amount;
   }
   // The file was opened with its old contents, if it had any.

@@ -239,8 +239,12 @@ concept OrdinaryData = OrdinaryFileSystem<typename Data::FileSystemType>;
 template <OrdinaryData Data, class Pause>
 std::uint32_t RunInstall(InstallTransactions& transactions,
                          BasicInstallProcessData<Data>* process_data, Pause pause) {
-  typename Data::FileSystemType files;
-  OrdinaryTransaction transaction(files, transactions);
+  Data* data = nullptr;
+  stdx::u16string target;
+  GetJob(process_data, &data, &target);
+  typename Data::FileSystemType files_of_no_kit;
+  OrdinaryTransaction transaction(data != nullptr ? data->file_system() : files_of_no_kit,
+                                  transactions);
   return InstallPass<Data, decltype(transaction)>(transaction, process_data).Run(pause);
 }
 

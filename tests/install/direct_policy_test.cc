@@ -219,7 +219,7 @@ TEST_F(DirectPolicyTest, ACopyReadsNoMoreThanTheFile) {
       target());
   ASSERT_EQ(installation.Run(), 0u);
   std::vector<std::uint32_t> reads;
-  for (const auto& call : FaultScript::Get().calls()) {
+  for (const auto& call : installation.script.calls()) {
     if (call.op == Op::kFileRead) reads.push_back(call.count);
   }
   EXPECT_EQ(reads, (std::vector<std::uint32_t>{1, 1048576, 1}));
@@ -236,7 +236,7 @@ TEST_F(DirectPolicyTest, AFileThatCannotBePutBackKeepsTheStagingDirectory) {
                                           .File(u"new\\new", "new")
                                           .FileAt(u"z", 0, 1000),
                                       kit(), target());
-    FaultScript::Get().OnPath(Op::kMove, std::u16string(U16(tmp() / "kstage0/1").view()), fault);
+    installation.script.OnPath(Op::kMove, std::u16string(U16(tmp() / "kstage0/1").view()), fault);
     EXPECT_EQ(installation.Run(), 87u);
     EXPECT_EQ(ReadFile(target() / "a/one"), "old one");
     EXPECT_FALSE(fs::exists(target() / "new")) << "all else is undone";
