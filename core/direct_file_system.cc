@@ -102,7 +102,7 @@ bool CopyWriteTime(const fs::path& from, const fs::path& to) {
   return !error;
 }
 
-/// Copies a regular file with its write time, permissions and, where allowed, its owner. False with
+/// Copies a regular file with its write time, permissions and owner. False with
 /// errno; EEXIST says that nothing was made.
 bool CopyFile(const fs::path& from, const struct stat& status, const fs::path& to) {
   Descriptor source(open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
@@ -110,14 +110,13 @@ bool CopyFile(const fs::path& from, const struct stat& status, const fs::path& t
   Descriptor target(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   if (!target) return false;
   Unfinished copy(to);
-  return copy.Finish(
-      CopyContents(source.value(), target.value()) &&
-      (fchown(target.value(), status.st_uid, status.st_gid) == 0 || errno == EPERM) &&
-      fchmod(target.value(), status.st_mode & 07777) == 0 && target.Close() &&
-      CopyWriteTime(from, to));
+  return copy.Finish(CopyContents(source.value(), target.value()) &&
+                     fchown(target.value(), status.st_uid, status.st_gid) == 0 &&
+                     fchmod(target.value(), status.st_mode & 07777) == 0 &&
+                     fsync(target.value()) == 0 && target.Close() && CopyWriteTime(from, to));
 }
 
-/// Copies a link with its write time, in whole seconds, and, where allowed, its owner. False as
+/// Copies a link with its write time, in whole seconds, and its owner. False as
 /// `CopyFile`.
 bool CopyLink(const fs::path& from, const struct stat& status, const fs::path& to) {
   std::error_code error;
@@ -126,7 +125,7 @@ bool CopyLink(const fs::path& from, const struct stat& status, const fs::path& t
   if (error || symlink(destination.c_str(), to.c_str()) != 0) return false;
   const timespec times[2] = {{status.st_atime, 0}, {status.st_mtime, 0}};
   Unfinished copy(to);
-  return copy.Finish((lchown(to.c_str(), status.st_uid, status.st_gid) == 0 || errno == EPERM) &&
+  return copy.Finish(lchown(to.c_str(), status.st_uid, status.st_gid) == 0 &&
                      utimensat(AT_FDCWD, to.c_str(), times, AT_SYMLINK_NOFOLLOW) == 0);
 }
 
@@ -146,9 +145,9 @@ bool MoveAcross(const fs::path& from, const struct stat& status, const fs::path&
   if (!copied) return false;
   Unfinished unnamed(copy);
   if (!unnamed.Finish(rename(copy.c_str(), to.c_str()) == 0)) return false;
-  // At both places, the file is lost at neither.
-  unlink(from.c_str());
-  return true;
+  if (unlink(from.c_str()) == 0) return true;
+  Unfinished second(to);
+  return false;
 }
 
 /// `name` with the letter case of its first letter changed; without a letter as it is.
@@ -210,6 +209,25 @@ DirectFileSystem::Node DirectFileSystem::Look(const stdx::u16string& path) {
   struct stat status;
   if (!Exists(ToNarrow(path).c_str(), &status)) return Node::kNothing;
   return S_ISDIR(status.st_mode) ? Node::kDirectory : Node::kFile;
+}
+
+std::optional<MadeFile> DirectFileSystem::Identify(FileHandle handle) {
+  struct stat status;
+  if (fstat(static_cast<int>(handle), &status) != 0) return std::nullopt;
+  return MadeFile{.size = static_cast<std::uint64_t>(status.st_size),
+                  .seconds = status.st_mtime,
+                  .number = status.st_ino};
+}
+
+bool DirectFileSystem::IsMade(const stdx::u16string& path, const MadeFile& made) {
+  struct stat status;
+  if (!Exists(ToNarrow(path).c_str(), &status) || !S_ISREG(status.st_mode)) return false;
+  const auto size = static_cast<std::uint64_t>(status.st_size);
+  if (made.is_in_work && (made.number != 0 ? status.st_ino == made.number : size == 0)) return true;
+  // Some volumes keep times to two seconds.
+  const std::int64_t late = status.st_mtime - made.seconds;
+  return size == made.size && late >= -2 && late <= 2 &&
+         (made.number == 0 || status.st_ino == made.number);
 }
 
 stdx::u16string DirectFileSystem::ListedPath(const stdx::u16string& path) {

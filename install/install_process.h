@@ -60,6 +60,8 @@ concept InstallTransactionFor = requires(T& transaction, const stdx::u16string& 
   { transaction.MakeWay(file, path) } -> std::same_as<std::uint32_t>;
   /// Opens the file for writing.
   { transaction.OpenOutput(file, path, handle) } -> std::same_as<std::uint32_t>;
+  /// The open file is written.
+  transaction.CompleteOutput(*handle);
   /// Undoes the pass as far as this transaction goes.
   transaction.Rollback();
   /// All files are there: discards what was moved aside.
@@ -144,6 +146,7 @@ std::uint32_t ExtractFile(Transaction& transaction, Data& data, std::size_t file
   std::uint32_t code = FILE_ERR_INVALID_PARAMETER;
   try {
     code = CopyContents(data, file, output, Transaction::kCopyRules);
+    if (code == 0) transaction.CompleteOutput(output);
   } catch (...) {
     data.file_system().FileClose(output);
     throw;
@@ -167,29 +170,29 @@ class InstallPass {
   template <class Pause>
   std::uint32_t Run(Pause pause) {
     std::int32_t percent = 0;
+    std::uint32_t code = FILE_ERR_INVALID_PARAMETER;
     try {
-      const std::uint32_t code = InstallAll(percent);
-      if (code == kErrorCancelled && cancelled_) {
-        transaction_.Rollback();
-        return code;
-      }
-      if (code != 0) return ReportInstallError(code, percent);
-    } catch (...) {
-      return ReportInstallError(FILE_ERR_INVALID_PARAMETER, percent);
+      code = InstallAll(percent);
+    } catch (...) {  // NOLINT(bugprone-empty-catch): it is the code's that was set before
     }
-    pause();
-    return 0;
+    if (code == 0) {
+      pause();
+    } else if (code == kErrorCancelled && cancelled_) {
+      transaction_.Rollback();
+    } else {
+      ReportInstallError(code, percent);
+    }
+    return code;
   }
 
  private:
-  /// Posts `code` with the error text and rolls back. Returns `code`.
-  std::uint32_t ReportInstallError(std::uint32_t code, std::int32_t percent) {
+  /// Posts `code` with the error text and rolls back.
+  void ReportInstallError(std::uint32_t code, std::int32_t percent) {
     stdx::u16string message;
     // A failure is reported also where its text cannot be had.
     Quietly([&] { message = LoadString("IDS_INSTALL_ERROR"); });
     PostStatus(process_data_, code, message, percent);
     transaction_.Rollback();
-    return code;
   }
 
   /// The pass up to the post that reports success; `percent` is that of the file in work.

@@ -93,15 +93,19 @@ class CallFaultTest : public InstallTest,
   stdx::u16string Staged() const { return U16(tmp() / "kstage1/"); }
   std::uint32_t RunPass(const stdx::u16string& staging) {
     RestoringTransaction transaction(installation_->data.file_system(), staging);
-    return InstallPass<Installation<DirectFileSystem>::Data, decltype(transaction)>(
-               transaction, &installation_->record)
-        .Run([] {});
+    const std::uint32_t code =
+        InstallPass<Installation<DirectFileSystem>::Data, decltype(transaction)>(
+            transaction, &installation_->record)
+            .Run([] {});
+    left_ = transaction.TakeSteps();
+    return code;
   }
 
   std::optional<PrivateVolume> here_, elsewhere_;
   std::optional<Installation<DirectFileSystem>> installation_;
   TreeState before_, temporary_before_;
   std::vector<std::string> calls_;
+  std::vector<UndoStep> left_;  // of the last pass, to be undone
 };
 
 /// Whether `state` is the installed tree, but for one file: one that could not be seen to be up to
@@ -203,6 +207,11 @@ TEST_P(CallFaultTest, AFailureOfAnyCallOfARollbackLosesNoFile) {
         if (name.starts_with("kstage1/")) continue;
         ASSERT_EQ(node, temporary_before_[name]) << name;
       }
+      // Tried again, all of it is undone.
+      DirectFileSystem files;
+      ASSERT_EQ(Undo(files, Staged(), left_), 0);
+      ASSERT_EQ(ReachedFrom(target()), before_);
+      ASSERT_EQ(StateOf(tmp()), temporary_before_);
       ++faults;
     }
   }

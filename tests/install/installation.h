@@ -42,7 +42,7 @@ std::uint32_t RunRestoring(std::vector<UndoStep>& steps, BasicInstallProcessData
                                    staging + u'/');
   const std::uint32_t code =
       InstallPass<Data, decltype(transaction)>(transaction, record).Run(pause);
-  steps = transaction.steps();
+  steps = transaction.TakeSteps();
   return code;
 }
 

@@ -270,6 +270,11 @@ struct FaultyFileSystem<DirectFileSystem> : FaultyBase<DirectFileSystem> {
     if (Enter(Op::kLook, path)) throw std::system_error(EIO, std::generic_category());
     return Base::Look(path);
   }
+  bool IsMade(const Text& path, const MadeFile& made) {
+    if (Enter(Op::kLook, path)) throw std::system_error(EIO, std::generic_category());
+    return Base::IsMade(path, made);
+  }
+  std::optional<MadeFile> Identify(FileHandle handle) { return Base::Identify(handle); }
   Text ListedPath(const Text& path) { return Base::ListedPath(path); }
   std::uint32_t FileCreateNew(const Text& path, FileHandle* handle) {
     if (const auto fault = Enter(Op::kFileOpen, path)) return fault->code;
