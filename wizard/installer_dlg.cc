@@ -15,10 +15,11 @@ namespace quarn {
 namespace {
 
 // The final pages speak Russian whatever the language of the wizard: these two texts are part of
-// the product and stand in no table.
-constexpr const char16_t* kSuccessText = u"Конфигурация успешно установлена.";
-constexpr const char16_t* kErrorText =
-    u"В процессе установки произошла ошибка. Установка прервана. Каталог шаблонов не изменен.";
+// the product and stand in no table. They are UTF-8 as the toolkit takes it, and so no locale is
+// asked for them.
+constexpr const char* kSuccessText = "Конфигурация успешно установлена.";
+constexpr const char* kErrorText =
+    "В процессе установки произошла ошибка. Установка прервана. Каталог шаблонов не изменен.";
 
 constexpr const char16_t* kFallbackLanguage = u"en";
 
@@ -122,8 +123,10 @@ const char* CInstallerDlg::FindAndReadKit() {
   if (error_id != nullptr) return error_id;
   error_id = CheckKitRead(m_installData.Read(m_sourcePath));
   if (error_id != nullptr) return error_id;
-  // A product whose texts cannot be shown is a damaged kit; found out while there is no window.
+  // A kit whose texts cannot be shown, or whose files cannot be named, is a damaged one. Found out
+  // while there is no window: a pass would fail in the middle, and its rollback costs directories.
   ToNarrow(WelcomeText());
+  for (const auto& file : m_installData.files()) ToNarrow(file.name);
   return nullptr;
 }
 
@@ -232,7 +235,7 @@ void CInstallerDlg::OnBrowse() noexcept {
 
 void CInstallerDlg::ShowWelcomePage() {
   if (m_welcomePage == nullptr) {
-    m_welcomePage = std::make_unique<MessagePage>(m_view, m_sideImage, WelcomeText());
+    m_welcomePage = std::make_unique<MessagePage>(m_view, m_sideImage, ToToolkit(WelcomeText()));
   }
   if (m_silent) {
     m_toolkit.SetVisible(m_buttonBack, false);
@@ -372,10 +375,10 @@ bool CInstallerDlg::HitsCancel(Point location) const {
 
 // --- Final pages ------------------------------------------------------------------------------
 
-/// Makes `page` unless it exists. The wizard can be finished without it where the locale cannot
-/// express its text; a window that was closed during the installation gets none any more.
+/// Makes `page` unless it exists. Where that fails, the wizard can be finished without it; a window
+/// that was closed during the installation gets none any more.
 template <class Page>
-void CInstallerDlg::MakeFinalPage(std::unique_ptr<Page>& page, const char16_t* text) {
+void CInstallerDlg::MakeFinalPage(std::unique_ptr<Page>& page, const char* text) {
   if (page != nullptr || m_view == nullptr) return;
   Guard([&] { page = std::make_unique<Page>(m_view, m_sideImage, text); });
 }
@@ -413,7 +416,7 @@ stdx::u16string CInstallerDlg::DescriptionFile() const {
 }
 
 void CInstallerDlg::OpenDescription() {
-  // There is no page where its text could not be shown.
+  // There is no page where it could not be made.
   if (m_successPage == nullptr || !m_successPage->IsOpenChecked()) return;
   // Deliberate: joining adds no separator. Where the directory was typed without one at its end,
   // nothing has the name that results, and nothing is opened.

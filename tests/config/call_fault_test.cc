@@ -82,6 +82,23 @@ class ConfigCallFaultTest : public ScratchTest, public ::testing::WithParamInter
     EXPECT_EQ(ReadFile(copy), GetParam().before);
     return true;
   }
+  /// After a kill: beside the file lies its copy at most, or a part of one, which the next rewrite
+  /// takes away. Whether there was one.
+  bool CheckBeside() const {
+    const fs::path copy = own().string() + ".orig", part = copy.string() + ".part";
+    for (const auto& entry : fs::directory_iterator(own().parent_path())) {
+      const fs::path& path = entry.path();
+      EXPECT_TRUE(path == own() || path == copy || path == part) << path;
+    }
+    if (!fs::exists(part)) return false;
+    EXPECT_EQ(Contents(), GetParam().before);
+    LauncherConfig store;
+    LoadLauncherConfig(store);
+    SaveLauncherConfig(store);
+    EXPECT_FALSE(fs::exists(part));
+    EXPECT_TRUE(HasCopy());
+    return true;
+  }
   /// After a rewrite that says it succeeded.
   void CheckRewritten(const std::optional<std::string>& rewritten) const {
     const bool has_copy = HasCopy();
@@ -260,7 +277,7 @@ TEST_P(ConfigCallFaultTest, AKillAtAnyMomentLeavesTheOldFileOrABeginningOfTheNew
   const std::string rewritten = Rewritten().value();
   const std::string old = GetParam().before.value_or("");
   constexpr std::size_t kStreamBuffer = 4096;
-  int kept = 0, torn = 0, complete = 0;
+  int kept = 0, torn = 0, complete = 0, parts = 0;
   for (std::size_t nth = 1;; ++nth) {
     SCOPED_TRACE("call " + std::to_string(nth));
     Restore();
@@ -277,6 +294,7 @@ TEST_P(ConfigCallFaultTest, AKillAtAnyMomentLeavesTheOldFileOrABeginningOfTheNew
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     const std::string contents = Contents().value_or("");
+    parts += CheckBeside();
     if (WIFEXITED(status)) {
       EXPECT_EQ(contents, rewritten);
       break;
@@ -293,7 +311,8 @@ TEST_P(ConfigCallFaultTest, AKillAtAnyMomentLeavesTheOldFileOrABeginningOfTheNew
     }
   }
   std::cout << kept + torn + complete << " kills: " << kept << " left the old file, " << torn
-            << " a beginning of the new one, " << complete << " the new one\n";
+            << " a beginning of the new one, " << complete << " the new one; " << parts
+            << " left a part of a copy\n";
 }
 
 INSTANTIATE_TEST_SUITE_P(Matrix, ConfigCallFaultTest, ::testing::ValuesIn(kFiles),

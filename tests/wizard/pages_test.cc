@@ -181,14 +181,14 @@ TEST_F(Page, IsShownAndHiddenAsAWhole) {
 
 // Deliberate: the last page is never hidden, and its check box is not on its list.
 TEST_F(Page, TheCheckBoxOfTheSuccessPageStaysWhenThePageIsHidden) {
-  SuccessFinalPage page(view, image, u"Text");
+  SuccessFinalPage page(view, image, "Text");
   page.SetVisible(false);
   EXPECT_EQ(toolkit.Visible().size(), 1u);
   EXPECT_EQ(toolkit.Shown(ControlKind::kCheckBox).text, "Open description of distribution package");
 }
 
 TEST_F(Page, TheCheckBoxIsOnUnlessTheUserTurnsItOff) {
-  SuccessFinalPage page(view, image, u"Text");
+  SuccessFinalPage page(view, image, "Text");
   EXPECT_TRUE(page.IsOpenChecked());
   toolkit.SetChecked(false);
   EXPECT_FALSE(page.IsOpenChecked());

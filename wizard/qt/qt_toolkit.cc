@@ -4,6 +4,7 @@
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QEventLoop>
+#include <QFile>
 #include <QFontMetrics>
 #include <QIcon>
 #include <QImage>
@@ -19,6 +20,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "core/text.h"
 #include "wizard/installer_dlg.h"
 #include "wizard/qt/accessibility.h"
 #include "wizard/qt/folder_dialog.h"
@@ -27,6 +29,7 @@
 #include "wizard/qt/message_dialog.h"
 #include "wizard/qt/text.h"
 #include "wizard/qt/widgets.h"
+#include "wizard/toolkit_text.h"
 
 namespace quarn {
 namespace {
@@ -55,6 +58,15 @@ QByteArray PlatformsToTry() {
     platforms += ';';
   }
   return platforms + "offscreen";
+}
+
+/// The path of a folder as the wizard takes it. To Qt the names of files are UTF-8 in every locale,
+/// so their bytes are read once more, in the user's. A name that is no text there stays as it is
+/// seen: it cannot be installed into, and the wizard says so.
+stdx::string FolderFromQt(const QString& path) {
+  const QByteArray encoded = QFile::encodeName(path);
+  const stdx::string name(encoded.constData(), static_cast<std::size_t>(encoded.size()));
+  return SurvivesRoundTrip(name) ? PathToToolkit(ToUtf16(name)) : FromQt(path);
 }
 
 /// Qt's own words about platforms that do not open would only hide ours.
@@ -416,7 +428,7 @@ int QtToolkit::RunMessage(const MessageBox& message) {
 void QtToolkit::ChooseFolder(ToolkitView* view,
                              std::function<void(const stdx::string& path)> chosen) {
   OpenFolderDialog(static_cast<PageView*>(view)->window(),
-                   [chosen](const QString& path) { chosen(FromQt(path)); });
+                   [chosen](const QString& path) { chosen(FolderFromQt(path)); });
 }
 
 void QtToolkit::PumpEvent(const std::function<void(Point location)>& look) {
