@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "tests/config/config_support.h"
-#include "tests/support/allocation_limit.h"
+#include "tests/support/allocations.h"
 #include "tests/support/private_mounts.h"
 #include "tests/support/system_calls.h"
 

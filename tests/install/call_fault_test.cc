@@ -15,7 +15,7 @@
 
 #include "tests/install/installation.h"
 #include "tests/install/tree_state.h"
-#include "tests/support/allocation_limit.h"
+#include "tests/support/allocations.h"
 #include "tests/support/private_mounts.h"
 #include "tests/support/system_calls.h"
 
