@@ -3,8 +3,6 @@
 // directory as it was.
 #include <gtest/gtest.h>
 #include <sys/vfs.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <iostream>
@@ -15,7 +13,8 @@
 
 #include "tests/install/installation.h"
 #include "tests/install/tree_state.h"
-#include "tests/support/allocation_limit.h"
+#include "tests/support/allocations.h"
+#include "tests/support/child.h"
 #include "tests/support/private_mounts.h"
 #include "tests/support/system_calls.h"
 
@@ -235,17 +234,13 @@ TEST_P(CallFaultTest, ARequestForMemoryThatFailsLeavesTheTargetAsItWasOrInstalle
   for (std::size_t nth = 1; nth <= requests; ++nth) {
     SCOPED_TRACE("request " + std::to_string(nth));
     Restore();
-    const pid_t child = fork();
-    if (child == 0) {
+    const int result = ResultOfChild([&] {
       const stdx::u16string staging = Staged();
       const AllocationFault fault(nth);
-      _exit(RunPass(staging) == 0 ? 0 : 1);
-    }
-    ASSERT_GT(child, 0);
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status)) << "ended by signal " << WTERMSIG(status);
-    const bool failed = WEXITSTATUS(status) != 0;
+      return RunPass(staging) == 0 ? 0 : 1;
+    });
+    ASSERT_GE(result, 0) << "ended by signal " << -result;
+    const bool failed = result != 0;
     as_before += failed ? 1 : 0;
     ASSERT_EQ(ReachedFrom(target()), failed ? before_ : installed);
     ASSERT_EQ(StateOf(tmp()), temporary_before_);

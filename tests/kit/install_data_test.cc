@@ -12,7 +12,7 @@
 #include "core/direct_file_system.h"
 #include "core/file_system.h"
 #include "kit/lz_compressor.h"
-#include "tests/kit/allocations.h"
+#include "tests/support/allocations.h"
 #include "tests/support/faulty_file_system.h"
 #include "tests/support/kit_builder.h"
 #include "tests/support/scratch.h"

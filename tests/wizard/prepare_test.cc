@@ -87,8 +87,7 @@ TEST_F(Prepare, AProductOfAnotherLanguageNeedNotBeShown) {
   kit.Product(u"en", u"Ledger", u"Quarn Ltd", u"");
   kit.Product(u"de", u"\xD800", u"", u"");
   WriteKit(kit);
-  toolkit.Story([&] { toolkit.CloseWithBox(); });
-  RunWizard();
+  Play([&] { toolkit.CloseWithBox(); });
   EXPECT_TRUE(toolkit.messages().empty());
 }
 
@@ -212,12 +211,11 @@ class Offer : public WizardTest {
  protected:
   void ExpectOffer(const std::string& directory) {
     WriteKit(ExampleKit());
-    toolkit.Story([&] {
+    Play([&] {
       toolkit.Press("Next >");
       EXPECT_EQ(toolkit.Shown(ControlKind::kField).text, directory);
       toolkit.CloseWithBox();
     });
-    RunWizard();
   }
 };
 

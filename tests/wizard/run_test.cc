@@ -20,8 +20,7 @@ class Start : public WizardTest {
   void ExpectStart(const std::vector<std::string>& options, const std::string& language,
                    bool silent) {
     WriteKit(ExampleKit());
-    toolkit.Story([&] { toolkit.CloseWithBox(); });
-    RunWizard(options);
+    Play(options, [&] { toolkit.CloseWithBox(); });
     EXPECT_EQ(app.language_id, FindLanguageByCode(language.c_str()));
     EXPECT_EQ(app.title, U16(TextOf(language, "IDR_MAINFRAME")));
     EXPECT_EQ(toolkit.title(), TextOf(language, "IDR_MAINFRAME"));
@@ -185,7 +184,7 @@ TEST_F(Koi8, ASilentRunInstallsIntoTheRecordedDirectoryAndRecordsItAsItWas) {
 }
 
 TEST_F(Koi8, TheUserReadsTheRecordedDirectoryAndTheTextsAndTypesAnother) {
-  toolkit.Story([&] {
+  Play({"-Lru"}, [&] {
     EXPECT_EQ(toolkit.title(), TextOf("ru", "IDR_MAINFRAME"));
     EXPECT_TRUE(toolkit.VisibleTexts().at(0).starts_with(TextOf("ru", "IDS_WELCOME_TITLE")));
     toolkit.Press(TextOf("ru", "IDS_WIZARD_NEXT"));
@@ -198,7 +197,6 @@ TEST_F(Koi8, TheUserReadsTheRecordedDirectoryAndTheTextsAndTypesAnother) {
     EXPECT_EQ(toolkit.VisibleTexts().at(0), kSuccessText);
     toolkit.Press(TextOf("ru", "IDS_WIZARD_FINISH"));
   });
-  RunWizard({"-Lru"});
   const fs::path typed = root() / ("\xCD\xCF\xCA " + std::string(kHouse));
   EXPECT_TRUE(fs::exists(typed / "ledger"));
   EXPECT_EQ(ReadFile(own_cfg()), Line(typed) + Line(recorded_));
@@ -308,7 +306,7 @@ TEST_P(WholeRun, ByTheUser) {
     if (pages.back() != page) pages.push_back(page);
     EXPECT_EQ(toolkit.VisibleTexts().size(), 1u);
   });
-  toolkit.Story([&] {
+  Play({"-L" + language()}, [&] {
     pages.push_back(toolkit.controller().page());
     EXPECT_EQ(toolkit.title(), Text("IDR_MAINFRAME"));
     EXPECT_EQ(toolkit.VisibleTexts(),
@@ -325,7 +323,6 @@ TEST_P(WholeRun, ByTheUser) {
     EXPECT_EQ(toolkit.Shown(ControlKind::kCheckBox).text, Text("IDS_SUCCESS_OPENDESCR"));
     toolkit.Press(Text("IDS_WIZARD_FINISH"));
   });
-  RunWizard({"-L" + language()});
 
   EXPECT_EQ(pages, (std::vector<WizardState>{kStateWelcome, kStateDirectory, kStateInstalling,
                                              kStateSuccess}));
