@@ -14,7 +14,6 @@
 #include <memory>
 #include <string>
 #include <system_error>
-#include <utility>
 
 #include "core/text.h"
 
@@ -32,27 +31,6 @@ bool Exists(const char* path, struct stat* status) {
 }
 
 fs::path AsPath(const stdx::u16string& path) { return fs::path(ToNarrow(path).c_str()); }
-
-class Descriptor {
- public:
-  explicit Descriptor(int value) : value_(value) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    const int error = errno;  // closing has a reason of its own
-    Close();
-    errno = error;
-  }
-  bool Close() {
-    const int value = std::exchange(value_, -1);
-    return value == -1 || close(value) == 0;
-  }
-  int value() const { return value_; }
-  explicit operator bool() const { return value_ != -1; }
-
- private:
-  int value_;
-};
 
 /// A file that goes again, with errno kept, unless it becomes complete.
 class Unfinished {
@@ -105,15 +83,15 @@ bool CopyWriteTime(const fs::path& from, const fs::path& to) {
 /// Copies a regular file with its write time, permissions and owner. False with
 /// errno; EEXIST says that nothing was made.
 bool CopyFile(const fs::path& from, const struct stat& status, const fs::path& to) {
-  Descriptor source(open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+  const OwnedFile source(open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
   if (!source) return false;
-  Descriptor target(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  OwnedFile target(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   if (!target) return false;
   Unfinished copy(to);
-  return copy.Finish(CopyContents(source.value(), target.value()) &&
-                     fchown(target.value(), status.st_uid, status.st_gid) == 0 &&
-                     fchmod(target.value(), status.st_mode & 07777) == 0 &&
-                     fsync(target.value()) == 0 && target.Close() && CopyWriteTime(from, to));
+  return copy.Finish(CopyContents(source.descriptor(), target.descriptor()) &&
+                     fchown(target.descriptor(), status.st_uid, status.st_gid) == 0 &&
+                     fchmod(target.descriptor(), status.st_mode & 07777) == 0 &&
+                     fsync(target.descriptor()) == 0 && target.Close() == FILE_OK && CopyWriteTime(from, to));
 }
 
 /// Copies a link with its write time, in whole seconds, and its owner. False as
@@ -281,7 +259,7 @@ std::uint32_t DirectFileSystem::CreateTempFile(const stdx::u16string& directory,
                                                stdx::u16string* name) {
   name->clear();
   stdx::string narrow = ToNarrow(directory + prefix) + "XXXXXX";
-  const Descriptor file(mkstemp(narrow.data()));
+  const OwnedFile file(mkstemp(narrow.data()));
   if (!file) return SHELL_ERR_NO_TEMP_FILE;
   *name = ToUtf16(narrow);
   return SHELL_OK;
