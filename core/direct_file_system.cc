@@ -220,8 +220,7 @@ stdx::u16string DirectFileSystem::ListedPath(const stdx::u16string& path) {
   const stdx::u16string other = WithOtherCase(name);
   if (other == name || Look(directory + other) == Node::kNothing) return path;
   return directory +
-         ToUtf16(ListedName(directory.empty() ? "." : AsPath(directory), AsPath(name).native())
-                     .c_str());
+         ToUtf16(ListedName(directory.empty() ? "." : AsPath(directory), AsPath(name).native()));
 }
 
 std::uint32_t DirectFileSystem::ShellMakeDirectory(const stdx::u16string& path) {

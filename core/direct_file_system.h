@@ -49,8 +49,8 @@ struct DirectFileSystem {
   /// Renames a file or link over what is at `to`, or copies it there where `to` is on another
   /// volume, with its write time (a link's in whole seconds), permissions and owner. The copy gets
   /// its name when it is complete; where `from` cannot be removed then, both are there. 2 when
-  /// `from` does not exist, 87 for a directory and every other failure, with `from` and `to` as they
-  /// were.
+  /// `from` does not exist, 87 for a directory and every other failure, with `from` and `to` as
+  /// they were.
   static std::uint32_t ShellMove(const stdx::u16string& from, const stdx::u16string& to);
   /// Removes a file. Always 0.
   static std::uint32_t ShellRemoveFile(const stdx::u16string& path);

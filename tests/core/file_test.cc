@@ -101,9 +101,7 @@ class AnotherUser {
   AnotherUser() : was_root_(geteuid() == 0), is_other_(!was_root_ || seteuid(65534) == 0) {}
   AnotherUser(const AnotherUser&) = delete;
   AnotherUser& operator=(const AnotherUser&) = delete;
-  ~AnotherUser() {
-    EXPECT_TRUE(!was_root_ || seteuid(0) == 0);
-  }
+  ~AnotherUser() { EXPECT_TRUE(!was_root_ || seteuid(0) == 0); }
   explicit operator bool() const { return is_other_; }
 
  private:
