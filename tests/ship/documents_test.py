@@ -99,6 +99,7 @@ class House(unittest.TestCase):
                      for folder, links in table(ARCHITECTURE, "folder", "links")}
         picture = blocks(ARCHITECTURE)[0][1]
         self.floors = {}
+        number = 0
         for line in picture.splitlines():
             floor = re.match(r"floor (\d)", line)
             number = int(floor[1]) if floor else number
