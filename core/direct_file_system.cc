@@ -215,9 +215,10 @@ stdx::u16string DirectFileSystem::ListedPath(const stdx::u16string& path) {
   // Most directories tell letters of either case apart: one look, instead of a listing, shows that.
   const stdx::u16string other = WithOtherCase(name);
   if (other == name || Look(directory + other) == Node::kNothing) return path;
-  return directory +
-         ToUtf16(ListedName(directory.empty() ? "." : AsPath(directory), AsPath(name).native())
-                     .c_str());
+  const std::string listed =
+      ListedName(directory.empty() ? "." : AsPath(directory), AsPath(name).native());
+  // NOLINTNEXTLINE(readability-redundant-string-cstr): ours is another string than the library's
+  return directory + ToUtf16(listed.c_str());
 }
 
 std::uint32_t DirectFileSystem::ShellMakeDirectory(const stdx::u16string& path) {
