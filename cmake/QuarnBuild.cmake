@@ -48,6 +48,17 @@ function(quarn_expose target folder)
   target_include_directories(${target} PUBLIC "${root}")
 endfunction()
 
+# quarn_platform_sources(<target> <name>...): of each <name> the platform's file, <name>_mac.cc on macOS
+# and <name>_linux.cc elsewhere.
+function(quarn_platform_sources target)
+  if(APPLE)
+    list(TRANSFORM ARGN APPEND _mac.cc)
+  else()
+    list(TRANSFORM ARGN APPEND _linux.cc)
+  endif()
+  target_sources(${target} PRIVATE ${ARGN})
+endfunction()
+
 # quarn_library(<folder> SOURCES ... [DEPENDS ...]): the library of one folder, as quarn::<folder>;
 # that of "a/b" is quarn::a_b.
 function(quarn_library folder)

@@ -16,6 +16,8 @@ std::optional<std::size_t> PlaceOf(const ConfigEntryList& list, const stdx::u16s
 
 bool AddConfigValue(ConfigEntryList& list, const stdx::u16string& key,
                     const stdx::u16string& value) {
+  // The walk may end at the first equal key. There is no second one, and no key behind it lacks a
+  // narrow form, which would throw: each was compared with all before it when it was added.
   const auto place = PlaceOf(list, key);
   ConfigEntry& entry =
       place ? list.entries[*place] : list.entries.emplace_back(ConfigEntry{key, {}, {}});

@@ -1,5 +1,6 @@
 #include "config/config_file.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -23,7 +24,6 @@ constexpr int kCannotOpen = 1;
 constexpr int kCannotWrite = 2;
 
 constexpr std::size_t kBlockSize = 1024;
-constexpr std::string_view kUtf16Mark = "\xFF\xFE";
 
 struct CloseFile {
   void operator()(std::FILE* file) const { std::fclose(file); }
@@ -82,7 +82,7 @@ bool IsEndless(const stdx::string& path) {
 
 }  // namespace
 
-void ReadConfigFile(const stdx::u16string& path, ConfigEntryList& list) {
+void ReadConfigFile(const stdx::u16string& path, ConfigEntryList& list) try {
   if (IsEndless(ToNarrow(path))) return;
   const File file(OpenStdioFile(path.c_str(), u"rt, ccs=UNICODE"));
   if (file == nullptr) {
@@ -100,6 +100,9 @@ void ReadConfigFile(const stdx::u16string& path, ConfigEntryList& list) {
   }
   list.is_partial |= std::ferror(file.get()) != 0;
   reader.EndLine();
+} catch (...) {
+  list.is_partial = true;
+  throw;
 }
 
 // --- What a rewrite must not lose --------------------------------------------------------------
@@ -146,9 +149,11 @@ void PutBack(const stdx::string& path, const FormerContents& former) {
   }
 }
 
+bool HasUtf16Mark(std::string_view bytes) { return bytes.starts_with("\xFF\xFE"); }
+
 /// Whether the reader gets every byte as text that can be written again.
 bool IsUnderstood(const stdx::string& bytes) {
-  if (bytes.starts_with(kUtf16Mark)) return false;
+  if (HasUtf16Mark(bytes.view())) return false;
   for (std::size_t at = 0; at < bytes.size(); at += kBlockSize) {
     if (!SurvivesRoundTrip(bytes.substr(at, kBlockSize))) return false;
   }
@@ -158,10 +163,11 @@ bool IsUnderstood(const stdx::string& bytes) {
 /// Makes the copy "<path>.orig", whole or not at all, unless something has that name. Throws 1.
 void KeepCopy(const stdx::string& path, const stdx::string& bytes) {
   const stdx::string copy = path + ".orig";
+  const stdx::string part = copy + ".part";
+  unlink(part.c_str());  // what a killed process has left
   struct stat status;
   if (lstat(copy.c_str(), &status) == 0) return;
-  stdx::string part = copy + ".XXXXXX";
-  const int descriptor = mkstemp(part.data());
+  const int descriptor = open(part.c_str(), O_WRONLY | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
   if (descriptor == -1) throw kCannotOpen;
   close(descriptor);
   // A link replaces nothing. Where the volume has none, nobody had the name a moment ago.
@@ -189,9 +195,9 @@ stdx::string TextOf(const ConfigEntryList& list) {
 bool IsNotUnicodeFile(const stdx::u16string& path) {
   const File file(std::fopen(ToNarrow(path).c_str(), "rb"));
   if (file == nullptr) return false;
-  std::array<char, kUtf16Mark.size()> mark{};
+  std::array<char, 2> mark;
   const std::size_t size = std::fread(mark.data(), 1, mark.size(), file.get());
-  return std::string_view(mark.data(), size) != kUtf16Mark;
+  return !HasUtf16Mark({mark.data(), size});
 }
 
 void WriteConfigFile(const stdx::u16string& path, const ConfigEntryList& list) {

@@ -16,7 +16,7 @@ namespace quarn {
 /// nothing, and neither does a pipe or a character device, which may have no end.
 ///
 /// Throws std::length_error for a path with no narrow form and as `AddConfigValue`; `list` then has
-/// the lines before.
+/// the lines before and is partial.
 void ReadConfigFile(const stdx::u16string& path, ConfigEntryList& list);
 
 /// True when the file can be opened and doesn't begin with the mark of UTF-16, FF FE.
@@ -27,7 +27,8 @@ bool IsNotUnicodeFile(const stdx::u16string& path);
 ///
 /// Where a reader does not understand the file to its last byte, or `list` is partial, the former
 /// contents are first copied to the file's name with ".orig" behind it, unless there is such a
-/// file.
+/// file. A process that is killed meanwhile may leave a part of the copy, with ".orig.part" behind
+/// the name; the next copy replaces it.
 ///
 /// Throws std::length_error for a text with no narrow form, the int 1 when the file can't be opened
 /// (or can't be read, or copied where it has to be), 2 when it can't be written. After the first

@@ -41,7 +41,7 @@ void LoadLauncherConfig(LauncherConfig& store) {
     try {
       ReadConfigFile(path_of(store), list);
     } catch (...) {
-      list.is_partial = true;  // as far as it went
+      list.is_partial = true;  // also where there was no path to read from
     }
   };
   load(CommonPath, store.common);

@@ -19,8 +19,8 @@ stdx::string FoldCase(const stdx::u16string& text);
 class NoCaseIndex {
  public:
   /// The place of the first of `count` texts that equals `text`; `text_at` gives them by place.
-  /// Throws std::length_error where a walk that ends at that text would compare one with no narrow
-  /// form: never in an empty list.
+  /// Throws std::length_error where `text`, or one of the texts before the equal one, has no narrow
+  /// form. In an empty list there is nothing to compare, and nothing is thrown.
   template <class TextAt>
   std::optional<std::size_t> Find(const stdx::u16string& text, std::size_t count, TextAt text_at) {
     if (count == 0) return std::nullopt;

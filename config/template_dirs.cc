@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <exception>
 #include <stdexcept>
 
@@ -88,29 +87,16 @@ void SaveTemplateLocations(const std::vector<stdx::u16string>& list, bool altPro
 bool IsDirectoryWritable(const stdx::u16string& dir) {
   if (!HasNarrowForm(dir)) return false;  // so there is no such directory
   if (!IsTempDirectoryNamed()) return false;
-  try {
-    stdx::u16string file;
-    if (CreateTempFile(dir, u"Orbex", &file) != SHELL_OK) return false;
-    ShellRemoveFile(file);
-    return true;
-  } catch (const std::length_error&) {
-    return false;  // the name of the temporary file is no text
-  }
+  stdx::u16string file;
+  if (CreateTempFile(dir, u"Orbex", &file) != SHELL_OK) return false;
+  ShellRemoveFile(file);
+  return true;
 }
 
 stdx::u16string GetDefaultTemplateBase() {
   stdx::u16string base = GetProductHomeDir();
   for (const char16_t* const part : {u"Orbex", u"/", u"quarn", u"/"}) base = ConcatPath(base, part);
   return base;
-}
-
-bool IsHomeNamed() {
-  const char* const home = std::getenv("HOME");
-  try {
-    return home != nullptr ? SurvivesRoundTrip(home) : HasNarrowForm(GetHomeDirectory());
-  } catch (const std::length_error&) {
-    return false;
-  }
 }
 
 TemplateDirs ResolveTemplateDirs() {

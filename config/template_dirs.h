@@ -61,11 +61,6 @@ struct TemplateDirs {
   bool locationsFromAltProfile = false;    ///< `locations` are from there, and there are some
 };
 
-/// Whether the home directory's name comes back from its UTF-16 form. Otherwise all that lies under
-/// it would be looked for, made and recorded under another name, and the wizard had better not
-/// begin.
-bool IsHomeNamed();
-
 /// Looks for the recorded directories in the launcher's file or, where there is none, in the
 /// alternate launcher's, each with its common file; offers the first writable one or else the
 /// default. Throws as `GetProductHomeDir`.

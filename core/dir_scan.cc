@@ -14,6 +14,22 @@ bool ReadStatus(DirScan& scan) {
   return stat(ToNarrow(scan.pattern).c_str(), &scan.status) == 0;
 }
 
+/// The home directory as the system knows it.
+stdx::string HomeDirectory() {
+  wordexp_t words{};
+  const int result = wordexp("~", &words, 0);
+  struct Free {
+    wordexp_t* words;
+    ~Free() {
+      if (words != nullptr) wordfree(words);
+    }
+  };
+  // Out of memory is the one failure that may leave words behind.
+  const Free free{result == 0 || result == WRDE_NOSPACE ? &words : nullptr};
+  if (result != 0 || words.we_wordc == 0) return {};
+  return words.we_wordv[0];
+}
+
 }  // namespace
 
 DirScan::~DirScan() { CloseScan(*this); }
@@ -64,20 +80,9 @@ void CloseScan(DirScan& scan) noexcept {
   scan.stream = nullptr;
 }
 
-stdx::u16string GetHomeDirectory() {
-  wordexp_t words{};
-  const int result = wordexp("~", &words, 0);
-  struct Free {
-    wordexp_t* words;
-    ~Free() {
-      if (words != nullptr) wordfree(words);
-    }
-  };
-  // Out of memory is the one failure that may leave words behind.
-  const Free free{result == 0 || result == WRDE_NOSPACE ? &words : nullptr};
-  if (result != 0 || words.we_wordc == 0) return {};
-  return ToUtf16(words.we_wordv[0]);
-}
+stdx::u16string GetHomeDirectory() { return ToUtf16(HomeDirectory()); }
+
+bool IsHomeNamed() { return SurvivesRoundTrip(HomeDirectory()); }
 
 stdx::u16string ConcatPath(const stdx::u16string& left, const char16_t* right) {
   return left + right;

@@ -55,6 +55,10 @@ void CloseScan(DirScan& scan) noexcept;
 /// The user's home directory as the shell's "~" gives it, or the empty text.
 stdx::u16string GetHomeDirectory();
 
+/// Whether that text names the home directory. Otherwise all that lies under it would be looked
+/// for, made and recorded under another name, and nobody had better begin.
+bool IsHomeNamed();
+
 /// `left` followed by `right`, which is zero-terminated; no separator is added.
 stdx::u16string ConcatPath(const stdx::u16string& left, const char16_t* right);
 

@@ -14,7 +14,6 @@
 #include <memory>
 #include <string>
 #include <system_error>
-#include <utility>
 
 #include "core/text.h"
 
@@ -32,27 +31,6 @@ bool Exists(const char* path, struct stat* status) {
 }
 
 fs::path AsPath(const stdx::u16string& path) { return fs::path(ToNarrow(path).c_str()); }
-
-class Descriptor {
- public:
-  explicit Descriptor(int value) : value_(value) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    const int error = errno;  // closing has a reason of its own
-    Close();
-    errno = error;
-  }
-  bool Close() {
-    const int value = std::exchange(value_, -1);
-    return value == -1 || close(value) == 0;
-  }
-  int value() const { return value_; }
-  explicit operator bool() const { return value_ != -1; }
-
- private:
-  int value_;
-};
 
 /// A file that goes again, with errno kept, unless it becomes complete.
 class Unfinished {
@@ -102,22 +80,21 @@ bool CopyWriteTime(const fs::path& from, const fs::path& to) {
   return !error;
 }
 
-/// Copies a regular file with its write time, permissions and, where allowed, its owner. False with
+/// Copies a regular file with its write time, permissions and owner. False with
 /// errno; EEXIST says that nothing was made.
 bool CopyFile(const fs::path& from, const struct stat& status, const fs::path& to) {
-  Descriptor source(open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+  const OwnedFile source(open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
   if (!source) return false;
-  Descriptor target(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  OwnedFile target(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   if (!target) return false;
   Unfinished copy(to);
-  return copy.Finish(
-      CopyContents(source.value(), target.value()) &&
-      (fchown(target.value(), status.st_uid, status.st_gid) == 0 || errno == EPERM) &&
-      fchmod(target.value(), status.st_mode & 07777) == 0 && target.Close() &&
-      CopyWriteTime(from, to));
+  return copy.Finish(CopyContents(source.descriptor(), target.descriptor()) &&
+                     fchown(target.descriptor(), status.st_uid, status.st_gid) == 0 &&
+                     fchmod(target.descriptor(), status.st_mode & 07777) == 0 &&
+                     fsync(target.descriptor()) == 0 && target.Close() == FILE_OK && CopyWriteTime(from, to));
 }
 
-/// Copies a link with its write time, in whole seconds, and, where allowed, its owner. False as
+/// Copies a link with its write time, in whole seconds, and its owner. False as
 /// `CopyFile`.
 bool CopyLink(const fs::path& from, const struct stat& status, const fs::path& to) {
   std::error_code error;
@@ -126,7 +103,7 @@ bool CopyLink(const fs::path& from, const struct stat& status, const fs::path& t
   if (error || symlink(destination.c_str(), to.c_str()) != 0) return false;
   const timespec times[2] = {{status.st_atime, 0}, {status.st_mtime, 0}};
   Unfinished copy(to);
-  return copy.Finish((lchown(to.c_str(), status.st_uid, status.st_gid) == 0 || errno == EPERM) &&
+  return copy.Finish(lchown(to.c_str(), status.st_uid, status.st_gid) == 0 &&
                      utimensat(AT_FDCWD, to.c_str(), times, AT_SYMLINK_NOFOLLOW) == 0);
 }
 
@@ -146,9 +123,9 @@ bool MoveAcross(const fs::path& from, const struct stat& status, const fs::path&
   if (!copied) return false;
   Unfinished unnamed(copy);
   if (!unnamed.Finish(rename(copy.c_str(), to.c_str()) == 0)) return false;
-  // At both places, the file is lost at neither.
-  unlink(from.c_str());
-  return true;
+  if (unlink(from.c_str()) == 0) return true;
+  Unfinished second(to);
+  return false;
 }
 
 /// `name` with the letter case of its first letter changed; without a letter as it is.
@@ -212,6 +189,25 @@ DirectFileSystem::Node DirectFileSystem::Look(const stdx::u16string& path) {
   return S_ISDIR(status.st_mode) ? Node::kDirectory : Node::kFile;
 }
 
+std::optional<MadeFile> DirectFileSystem::Identify(FileHandle handle) {
+  struct stat status;
+  if (fstat(static_cast<int>(handle), &status) != 0) return std::nullopt;
+  return MadeFile{.size = static_cast<std::uint64_t>(status.st_size),
+                  .seconds = status.st_mtime,
+                  .number = status.st_ino};
+}
+
+bool DirectFileSystem::IsMade(const stdx::u16string& path, const MadeFile& made) {
+  struct stat status;
+  if (!Exists(ToNarrow(path).c_str(), &status) || !S_ISREG(status.st_mode)) return false;
+  const auto size = static_cast<std::uint64_t>(status.st_size);
+  if (made.is_in_work && (made.number != 0 ? status.st_ino == made.number : size == 0)) return true;
+  // Some volumes keep times to two seconds.
+  const std::int64_t late = status.st_mtime - made.seconds;
+  return size == made.size && late >= -2 && late <= 2 &&
+         (made.number == 0 || status.st_ino == made.number);
+}
+
 stdx::u16string DirectFileSystem::ListedPath(const stdx::u16string& path) {
   const std::size_t separator = path.rfind(u'/');
   const std::size_t start = separator == stdx::u16string::npos ? 0 : separator + 1;
@@ -219,9 +215,10 @@ stdx::u16string DirectFileSystem::ListedPath(const stdx::u16string& path) {
   // Most directories tell letters of either case apart: one look, instead of a listing, shows that.
   const stdx::u16string other = WithOtherCase(name);
   if (other == name || Look(directory + other) == Node::kNothing) return path;
-  return directory +
-         ToUtf16(ListedName(directory.empty() ? "." : AsPath(directory), AsPath(name).native())
-                     .c_str());
+  const std::string listed =
+      ListedName(directory.empty() ? "." : AsPath(directory), AsPath(name).native());
+  // NOLINTNEXTLINE(readability-redundant-string-cstr): ours is another string than the library's
+  return directory + ToUtf16(listed.c_str());
 }
 
 std::uint32_t DirectFileSystem::ShellMakeDirectory(const stdx::u16string& path) {
@@ -263,7 +260,7 @@ std::uint32_t DirectFileSystem::CreateTempFile(const stdx::u16string& directory,
                                                stdx::u16string* name) {
   name->clear();
   stdx::string narrow = ToNarrow(directory + prefix) + "XXXXXX";
-  const Descriptor file(mkstemp(narrow.data()));
+  const OwnedFile file(mkstemp(narrow.data()));
   if (!file) return SHELL_ERR_NO_TEMP_FILE;
   *name = ToUtf16(narrow);
   return SHELL_OK;

@@ -7,12 +7,25 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "core/basic_string.h"
 #include "core/file.h"
 #include "core/shell.h"
 
 namespace quarn {
+
+/// By what a process knows a file again that it made.
+struct MadeFile {
+  std::uint64_t size = 0;    ///< bytes
+  std::int64_t seconds = 0;  ///< its write time since 1970
+  std::uint64_t number = 0;  ///< of the file on its volume; 0 where it is not known
+  /// Whether it may still have been written when this was noted: then its number is enough, and of
+  /// a file without one that it is empty.
+  bool is_in_work = false;
+
+  friend bool operator==(const MadeFile&, const MadeFile&) = default;
+};
 
 struct DirectFileSystem {
   /// What is at a path; a link counts as a file, wherever it leads.
@@ -33,10 +46,15 @@ struct DirectFileSystem {
   static constexpr auto FileTruncate = &quarn::FileTruncate;
   static constexpr auto FileGetLastError = &quarn::FileGetLastError;
 
-  // The next two throw std::system_error where they cannot find out: "no" would be a licence to use
-  // the name.
+  /// What an open file can be known by. Nothing where the system does not tell.
+  static std::optional<MadeFile> Identify(FileHandle handle);
+
+  // The next three throw std::system_error where they cannot find out: "nothing" would be a licence
+  // to use the name.
 
   static Node Look(const stdx::u16string& path);
+  /// Whether the file at `path` is the one that `made` tells of, as it was then.
+  static bool IsMade(const stdx::u16string& path, const MadeFile& made);
   /// `path` with the name that its directory has for what is there: another one where the directory
   /// takes letters of either case for the same.
   static stdx::u16string ListedPath(const stdx::u16string& path);
@@ -47,10 +65,10 @@ struct DirectFileSystem {
   /// Removes a directory if there is nothing in it. 0, or 2 where it stays or was not there.
   static std::uint32_t RemoveEmptyDirectory(const stdx::u16string& path);
   /// Renames a file or link over what is at `to`, or copies it there where `to` is on another
-  /// volume, with its write time (a link's in whole seconds), permissions and owner. The copy gets
-  /// its name when it is complete; where `from` cannot be removed then, both are there. 2 when
-  /// `from` does not exist, 87 for a directory and every other failure, with `from` and `to` as they
-  /// were.
+  /// volume, with its write time (a link's in whole seconds), permissions and owner; a copy has one
+  /// name and no extended attributes. It gets its name when it is complete and on the disk. 2 when
+  /// `from` does not exist, 87 for a directory and every other failure, with `from` as it was and
+  /// nothing new at `to`.
   static std::uint32_t ShellMove(const stdx::u16string& from, const stdx::u16string& to);
   /// Removes a file. Always 0.
   static std::uint32_t ShellRemoveFile(const stdx::u16string& path);

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "core/text.h"
 
@@ -107,6 +108,16 @@ std::uint32_t FileSeek(FileHandle handle, std::int64_t distance, std::int64_t* h
 
 std::uint32_t FileClose(FileHandle handle) {
   return close(Descriptor(handle)) == -1 ? FailWithErrno() : FILE_OK;
+}
+
+OwnedFile::~OwnedFile() {
+  const int error = errno;
+  Close();
+  errno = error;
+}
+
+std::uint32_t OwnedFile::Close() {
+  return *this ? FileClose(std::exchange(handle, kInvalidFile)) : FILE_OK;
 }
 
 std::uint32_t FileGetTimes(FileHandle handle, std::uint64_t* creation, std::uint64_t* last_access,

@@ -84,6 +84,24 @@ std::uint32_t FileSeek(FileHandle handle, std::int64_t distance, std::int64_t* h
 /// Closes the handle. Does not reset the last error.
 std::uint32_t FileClose(FileHandle handle);
 
+/// Closes what it holds, if anything, at its end. That keeps errno: closing has a reason of its
+/// own.
+class OwnedFile {
+ public:
+  OwnedFile() = default;
+  explicit OwnedFile(FileHandle opened) : handle(opened) {}
+  OwnedFile(const OwnedFile&) = delete;
+  OwnedFile& operator=(const OwnedFile&) = delete;
+  ~OwnedFile();
+
+  /// Closes the file before that, once. Returns the code.
+  std::uint32_t Close();
+  explicit operator bool() const noexcept { return handle != kInvalidFile; }
+  int descriptor() const noexcept { return static_cast<int>(handle); }
+
+  FileHandle handle = kInvalidFile;  ///< public to be filled in by `FileOpen`
+};
+
 /// The times of an open file in ticks; each pointer may be null. The creation time is the time of
 /// the last change of status.
 std::uint32_t FileGetTimes(FileHandle handle, std::uint64_t* creation, std::uint64_t* last_access,

@@ -23,8 +23,8 @@ stdx::string ToNarrow(const stdx::u16string& text);
 /// the locale's encoding.
 stdx::u16string ToUtf16(const stdx::string& text);
 
-/// Converts `text` up to its first zero unit, which it must have: `unit_count` is what the caller
-/// takes its size to be and does not cut it. `to` is zeroed and then filled as far as it goes,
+/// Converts `text` up to its first zero unit, which it must have. `unit_count` has no influence: a
+/// smaller one does not cut the text. `to` is zeroed and then filled as far as it goes,
 /// closed by a zero byte where there is room. Returns the bytes that the whole text takes, also
 /// beyond `to_size`, or -1 when it cannot be converted. An empty text leaves `to` as it was.
 /// `to_size` is in bytes.
@@ -52,7 +52,8 @@ std::FILE* OpenStdioFile(const char16_t* path, const char16_t* mode);
 stdx::u16string UpToZero(const stdx::u16string& text);
 
 /// Whether the system can be given all of `text`. Not where a character has no form in the locale's
-/// encoding, and not where a zero unit ends it: one of U+20000, say, which lost its upper bits.
+/// encoding, and not where there is a zero unit, which ends the text for the system. (Reading makes
+/// a zero unit of U+20000, for one, whose lower bits are all zero.)
 bool HasNarrowForm(const stdx::u16string& text);
 
 /// Whether `text` comes back unchanged from its UTF-16 form, so that a name still names the same

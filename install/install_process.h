@@ -60,6 +60,8 @@ concept InstallTransactionFor = requires(T& transaction, const stdx::u16string& 
   { transaction.MakeWay(file, path) } -> std::same_as<std::uint32_t>;
   /// Opens the file for writing.
   { transaction.OpenOutput(file, path, handle) } -> std::same_as<std::uint32_t>;
+  /// The open file is written.
+  transaction.CompleteOutput(*handle);
   /// Undoes the pass as far as this transaction goes.
   transaction.Rollback();
   /// All files are there: discards what was moved aside.
@@ -102,13 +104,12 @@ inline bool IsUpToDate(std::optional<std::uint64_t> installed_time, std::uint64_
 template <class Data>
 std::uint32_t CopyContents(Data& data, std::size_t file, FileHandle output, CopyRules rules) {
   auto& files = data.file_system();
-  using Files = typename Data::FileSystemType;
   const auto& record = data.files()[file];
   if (files.FileSeek(data.image_handle(), record.data_offset, nullptr, FILE_FROM_START) ==
       FILE_SEEK_FAILED) {
     // The last position of an image looks like a failure, without an error. The file that starts
     // there counts as installed, with nothing in it.
-    return rules.checks_every_result ? FileErrorCode<Files>() : files.FileGetLastError();
+    return rules.checks_every_result ? FileErrorCode(files) : files.FileGetLastError();
   }
   const auto buffer = data.copy_buffer();
   const auto buffer_size = static_cast<std::uint32_t>(buffer.size());
@@ -118,14 +119,14 @@ std::uint32_t CopyContents(Data& data, std::size_t file, FileHandle output, Copy
         rules.reads_whole_buffers ? buffer_size : std::min(buffer_size, left);
     std::uint32_t amount = 0;
     if (files.FileRead(data.image_handle(), buffer.data(), wanted, &amount, nullptr) != 0) {
-      return FileErrorCode<Files>();
+      return FileErrorCode(files);
     }
     amount = std::min(amount, left);
     if (amount == 0) return FILE_ERR_INVALID_PARAMETER;  // the image ends before the file does
     std::uint32_t written = 0;
     const std::uint32_t code = files.FileWrite(output, buffer.data(), amount, &written, nullptr);
     // A failed or short write answers 0; only the count tells.
-    if (code != 0 || written != amount) return FileErrorCode<Files>();
+    if (code != 0 || written != amount) return FileErrorCode(files);
     left -= amount;
   }
   // The file was opened with its old contents, if it had any.
@@ -145,6 +146,7 @@ std::uint32_t ExtractFile(Transaction& transaction, Data& data, std::size_t file
   std::uint32_t code = FILE_ERR_INVALID_PARAMETER;
   try {
     code = CopyContents(data, file, output, Transaction::kCopyRules);
+    if (code == 0) transaction.CompleteOutput(output);
   } catch (...) {
     data.file_system().FileClose(output);
     throw;
@@ -168,29 +170,29 @@ class InstallPass {
   template <class Pause>
   std::uint32_t Run(Pause pause) {
     std::int32_t percent = 0;
+    std::uint32_t code = FILE_ERR_INVALID_PARAMETER;
     try {
-      const std::uint32_t code = InstallAll(percent);
-      if (code == kErrorCancelled && cancelled_) {
-        transaction_.Rollback();
-        return code;
-      }
-      if (code != 0) return ReportInstallError(code, percent);
-    } catch (...) {
-      return ReportInstallError(FILE_ERR_INVALID_PARAMETER, percent);
+      code = InstallAll(percent);
+    } catch (...) {  // NOLINT(bugprone-empty-catch): it is the code's that was set before
     }
-    pause();
-    return 0;
+    if (code == 0) {
+      pause();
+    } else if (code == kErrorCancelled && cancelled_) {
+      transaction_.Rollback();
+    } else {
+      ReportInstallError(code, percent);
+    }
+    return code;
   }
 
  private:
-  /// Posts `code` with the error text and rolls back. Returns `code`.
-  std::uint32_t ReportInstallError(std::uint32_t code, std::int32_t percent) {
+  /// Posts `code` with the error text and rolls back.
+  void ReportInstallError(std::uint32_t code, std::int32_t percent) {
     stdx::u16string message;
     // A failure is reported also where its text cannot be had.
     Quietly([&] { message = LoadString("IDS_INSTALL_ERROR"); });
     PostStatus(process_data_, code, message, percent);
     transaction_.Rollback();
-    return code;
   }
 
   /// The pass up to the post that reports success; `percent` is that of the file in work.

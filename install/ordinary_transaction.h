@@ -2,11 +2,10 @@
 // directory in the temporary directory, and every directory that the pass makes sure of is
 // recorded, new or not.
 //
-// A rollback moves back what its scan of the staging directory finds. The ordinary scan finds
-// nothing
-// (`FindFirst`), so what was moved aside goes with the staging directory, and then the temporary
-// directory and every directory that received a file go, with all they hold. This is the system's
-// defined behaviour; a rollback that brings everything back is that of restoring_transaction.h.
+// A rollback moves back what a scan of the staging directory finds. The ordinary scan never finds
+// anything (see `FindFirst`). So what was moved aside goes with the staging directory, and then the
+// temporary directory and every directory that received a file go, with all they hold. This is the
+// system's defined behaviour; restoring_transaction.h has the one that brings everything back.
 #pragma once
 
 #include <concepts>
@@ -75,6 +74,8 @@ class OrdinaryTransaction {
   std::uint32_t OpenOutput(std::size_t, const stdx::u16string& path, FileHandle* handle) {
     return files_.FileOpen(path, FILE_ACCESS_WRITE, 0, FILE_CREATE_ALWAYS, FILE_NORMAL, handle);
   }
+
+  void CompleteOutput(FileHandle) {}
 
   void Rollback() { Rollback(0); }
 
@@ -239,8 +240,12 @@ concept OrdinaryData = OrdinaryFileSystem<typename Data::FileSystemType>;
 template <OrdinaryData Data, class Pause>
 std::uint32_t RunInstall(InstallTransactions& transactions,
                          BasicInstallProcessData<Data>* process_data, Pause pause) {
-  typename Data::FileSystemType files;
-  OrdinaryTransaction transaction(files, transactions);
+  Data* data = nullptr;
+  stdx::u16string target;
+  GetJob(process_data, &data, &target);
+  typename Data::FileSystemType files_of_no_kit;
+  OrdinaryTransaction transaction(data != nullptr ? data->file_system() : files_of_no_kit,
+                                  transactions);
   return InstallPass<Data, decltype(transaction)>(transaction, process_data).Run(pause);
 }
 

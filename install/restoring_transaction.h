@@ -1,5 +1,6 @@
 // The transaction of an installation that restores: a rollback leaves every file, time, mode, owner
-// and link below the target as it was before the pass.
+// and link below the target as it was before the pass. Only what was moved aside to another volume
+// comes back as a copy, with one name and without extended attributes.
 //
 // Each step is noted before it is made, and a rollback undoes the steps from the last to the first
 // (install/undo.h). What is replaced is moved aside; nothing is ever written into a file that was
@@ -10,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -30,6 +32,8 @@ concept RestoringFileSystem = InstalledFiles<Files> &&
   { files.Look(path) } -> std::same_as<typename Files::Node>;
   { files.ListedPath(path) } -> std::same_as<stdx::u16string>;
   { files.FileCreateNew(path, handle) } -> std::same_as<std::uint32_t>;
+  { files.Identify(*handle) } -> std::same_as<std::optional<MadeFile>>;
+  { files.IsMade(path, MadeFile()) } -> std::same_as<bool>;
   { files.ShellMakeDirectory(path) } -> std::same_as<std::uint32_t>;
   { files.RemoveEmptyDirectory(path) } -> std::same_as<std::uint32_t>;
   { files.ShellMove(path, path) } -> std::same_as<std::uint32_t>;
@@ -52,7 +56,6 @@ class RestoringTransaction {
   /// Makes the directory of `path` and moves aside what is at `path`. 87 for a directory there.
   std::uint32_t MakeWay(std::size_t file, const stdx::u16string& path) {
     if (journal_ != nullptr && !journal_->Begin(file)) return FILE_ERR_INVALID_PARAMETER;
-    is_replacement_ = false;
     const std::size_t separator = path.rfind(u'/');
     if (separator != stdx::u16string::npos) {
       const std::uint32_t code = MakeDirectory(path.substr(0, separator));
@@ -70,14 +73,26 @@ class RestoringTransaction {
 
   /// Creates the file: nothing may be at `path` any more.
   std::uint32_t OpenOutput(std::size_t file, const stdx::u16string& path, FileHandle* handle) {
-    if (is_replacement_) return files_.FileCreateNew(path, handle);
-    return Noted({UndoStep::Kind::kFileMade, path, file},
-                 [&] { return files_.FileCreateNew(path, handle); });
+    const MadeFile in_work{.is_in_work = true};
+    const std::uint32_t code = Noted({UndoStep::Kind::kFileMade, path, file, in_work},
+                                     [&] { return files_.FileCreateNew(path, handle); });
+    if (code != 0) return code;
+    MadeFile& made = steps_.back().made;
+    if (const auto identity = files_.Identify(*handle)) made = *identity;
+    made.is_in_work = true;
+    if (journal_ == nullptr || journal_->Create(file, made.number)) return 0;
+    files_.FileClose(*handle);
+    *handle = kInvalidFile;
+    return FILE_ERR_INVALID_PARAMETER;
+  }
+
+  /// The file is written: whoever changes it from now on makes it his own.
+  void CompleteOutput(FileHandle handle) {
+    if (const auto identity = files_.Identify(handle)) steps_.back().made = *identity;
   }
 
   void Rollback() {
-    UndoResult result = Undo(files_, staging_, std::move(steps_));
-    steps_ = std::move(result.left);
+    Undo(files_, staging_, steps_);
     if (journal_ != nullptr) journal_->Keep(steps_);
   }
 
@@ -95,8 +110,9 @@ class RestoringTransaction {
     }
   }
 
-  /// What was done so far; after a rollback what could not be undone.
-  const std::vector<UndoStep>& steps() const noexcept { return steps_; }
+  /// What was done, or after a rollback what could not be undone. For who wants to undo it later:
+  /// the transaction forgets it.
+  std::vector<UndoStep> TakeSteps() noexcept { return std::move(steps_); }
 
  private:
   /// Notes the step, then makes it: without a note there must be no step. A step that answers
@@ -141,14 +157,7 @@ class RestoringTransaction {
     const stdx::u16string backup = BackupPath(staging_, file);
     const std::uint32_t code = Noted({UndoStep::Kind::kFileReplaced, path, file},
                                      [&] { return files_.ShellMove(path, backup); });
-    if (code == SHELL_ERR_COMMAND_FAILED) return 0;  // gone since it was looked at
-    if (code != 0) return code;
-    is_replacement_ = true;
-    if (files_.Look(path) == Files::Node::kNothing) return 0;
-    // It was copied to another volume, but it cannot be removed.
-    files_.ShellRemoveFile(backup);
-    steps_.pop_back();
-    return FILE_ERR_INVALID_PARAMETER;
+    return code == SHELL_ERR_COMMAND_FAILED ? 0 : code;  // gone since it was looked at
   }
 
   Files& files_;
@@ -156,7 +165,6 @@ class RestoringTransaction {
   UndoJournal* const journal_;
   std::vector<UndoStep> steps_;
   stdx::u16string ready_directory_;  ///< known to be there
-  bool is_replacement_ = false;      ///< the file in work had a predecessor, which was moved aside
 };
 
 }  // namespace quarn

@@ -1,6 +1,11 @@
 // What an installation did to a tree, step by step, and how it is taken back: from the last step to
-// the first, each by its own opposite. Every step can be undone twice or without having been done,
-// so that what one process has begun to undo another can finish.
+// the first, each by its own opposite. The first step that cannot be undone ends it, because those
+// before it may have worked on the same files under other names; with the steps that are left it
+// can be tried again. A step may be undone twice, and without having been made, so that one process
+// can finish what another has begun.
+//
+// Nothing goes but what the installation made: a file that others have changed or put there since
+// stays, and so does a directory that holds something.
 #pragma once
 
 #include <cerrno>
@@ -10,29 +15,24 @@
 #include <vector>
 
 #include "core/basic_string.h"
+#include "core/direct_file_system.h"
 
 namespace quarn {
 
-/// One step of an installation. The predecessor of file number `file` of the kit, where it had one,
-/// is in the staging directory under that number.
+/// One step of an installation. What file number `file` of the kit replaced is in the staging
+/// directory under that number.
 struct UndoStep {
   enum class Kind {
     kDirectoryMade,
-    kFileMade,      ///< there was nothing at `path`
     kFileReplaced,  ///< what was at `path` was moved aside
+    kFileMade,      ///< there was nothing at `path`
   };
   Kind kind = Kind::kDirectoryMade;
   stdx::u16string path;
   std::size_t file = 0;  ///< of no meaning for a directory
+  MadeFile made = {};    ///< of a file that was made
 
   friend bool operator==(const UndoStep&, const UndoStep&) = default;
-};
-
-/// What could not be undone, in the order in which it was done, and why: the errno of the first
-/// failure, 0 where everything was undone.
-struct UndoResult {
-  std::vector<UndoStep> left;
-  int error = 0;
 };
 
 /// Told by a restoring transaction how far it is, so that another process can undo it when this one
@@ -42,9 +42,12 @@ class UndoJournal {
   /// File number `file` and everything before it may be changed from now on. False with errno where
   /// that could not be noted; then it must not be changed.
   virtual bool Begin(std::size_t file) noexcept = 0;
+  /// File number `file` was created and is being written; `number` is its own on its volume. False
+  /// as `Begin`.
+  virtual bool Create(std::size_t file, std::uint64_t number) noexcept = 0;
   /// Nothing is to be undone from now on.
   virtual void Commit() noexcept = 0;
-  /// All was undone but these steps.
+  /// All was undone but these steps, which may be none.
   virtual void Keep(const std::vector<UndoStep>& left) noexcept = 0;
 
  protected:
@@ -57,50 +60,51 @@ inline stdx::u16string BackupPath(const stdx::u16string& staging, std::size_t fi
   return staging + stdx::u16string(static_cast<std::int32_t>(file), std::uint32_t{10});
 }
 
-/// Undoes one step. Throws where it cannot be known whether that is needed. False with errno where
-/// it failed.
+/// Undoes one step. Throws where it cannot be known what is there. False with errno where it
+/// failed: EEXIST where something else is in the place of a file that was moved aside.
 template <class Files>
 bool UndoOne(Files& files, const stdx::u16string& staging, const UndoStep& step) {
-  if (step.kind == UndoStep::Kind::kDirectoryMade) {
-    // Others may have put something there meanwhile: then it stays.
-    files.RemoveEmptyDirectory(step.path);
-    return true;
+  using Node = typename Files::Node;
+  switch (step.kind) {
+    case UndoStep::Kind::kDirectoryMade:
+      files.RemoveEmptyDirectory(step.path);
+      return true;
+    case UndoStep::Kind::kFileMade:
+      if (!files.IsMade(step.path, step.made)) return true;
+      files.ShellRemoveFile(step.path);
+      return !files.IsMade(step.path, step.made);
+    case UndoStep::Kind::kFileReplaced:
+      break;
   }
   const stdx::u16string backup = BackupPath(staging, step.file);
-  if (files.Look(backup) != Files::Node::kNothing) {
-    // First, because what comes back from another volume may need the room, and because a directory
-    // that folds letter case would keep the name of the file that is replaced.
-    files.ShellRemoveFile(step.path);
-    return files.ShellMove(backup, step.path) == 0;
+  if (files.Look(backup) == Node::kNothing) return true;  // not moved aside, or back already
+  if (files.Look(step.path) != Node::kNothing) {
+    errno = EEXIST;
+    return false;
   }
-  if (step.kind == UndoStep::Kind::kFileReplaced) return true;  // not moved aside, or back already
-  files.ShellRemoveFile(step.path);
-  return files.Look(step.path) != Files::Node::kFile;
+  return files.ShellMove(backup, step.path) == 0;
 }
 
-/// Undoes `steps` from the last to the first. A step that fails keeps none of the others from being
-/// undone. `staging` ends in "/".
+/// Undoes `steps` from the last to the first; those that are left stay in it. Returns 0, or the
+/// errno of the one that failed, which is the last that is left. `staging` ends in "/".
 template <class Files>
-UndoResult Undo(Files& files, const stdx::u16string& staging, std::vector<UndoStep> steps) {
-  UndoResult result;
-  std::vector<bool> undone(steps.size());
-  for (std::size_t i = steps.size(); i-- > 0;) {
-    // Once more where it threw: an exception that unwound may have left memory for it.
-    for (int tries = 0; tries < 2; ++tries) {
+int Undo(Files& files, const stdx::u16string& staging, std::vector<UndoStep>& steps) noexcept {
+  while (!steps.empty()) {
+    bool undone = false;
+    // Once more where it threw: unwinding may have freed memory for it.
+    for (int tries = 0; tries < 2 && !undone; ++tries) {
       errno = 0;
       try {
-        undone[i] = UndoOne(files, staging, steps[i]);
+        undone = UndoOne(files, staging, steps.back());
         break;
       } catch (...) {
         if (errno == 0) errno = ENOMEM;
       }
     }
-    if (!undone[i] && result.error == 0) result.error = errno != 0 ? errno : EIO;
+    if (!undone) return errno != 0 ? errno : EIO;
+    steps.pop_back();
   }
-  for (std::size_t i = 0; i < steps.size(); ++i) {
-    if (!undone[i]) result.left.push_back(std::move(steps[i]));
-  }
-  return result;
+  return 0;
 }
 
 }  // namespace quarn

@@ -49,16 +49,16 @@ class RecordBody {
 
 /// The last error of the file layer, or 87 where that is 0 although a call failed.
 template <class FileSystem>
-std::uint32_t FileErrorCode() {
-  const std::uint32_t code = FileSystem::FileGetLastError();
+std::uint32_t FileErrorCode(FileSystem& files) {
+  const std::uint32_t code = files.FileGetLastError();
   return code != FILE_OK ? code : FILE_ERR_INVALID_PARAMETER;
 }
 
-/// Reads an open image from its start. Does not own the handle.
+/// Reads an open image from its start. Owns neither the file system nor the handle.
 template <class FileSystem>
 class ImageReader {
  public:
-  explicit ImageReader(FileHandle image) : image_(image) {
+  ImageReader(FileSystem& files, FileHandle image) : files_(files), image_(image) {
     std::int64_t high = 0;
     const std::uint32_t low = Seek(0, &high, FILE_FROM_END);
     left_ = static_cast<std::uint64_t>(high) << 32 | low;
@@ -97,9 +97,9 @@ class ImageReader {
 
  private:
   std::uint32_t Seek(std::int64_t distance, std::int64_t* high, std::uint32_t method) {
-    const std::uint32_t low = FileSystem::FileSeek(image_, distance, high, method);
+    const std::uint32_t low = files_.FileSeek(image_, distance, high, method);
     if (low == FILE_SEEK_FAILED && (high == nullptr || *high == FILE_SEEK_FAILED)) {
-      throw FileErrorCode<FileSystem>();
+      throw FileErrorCode(files_);
     }
     return low;
   }
@@ -114,13 +114,14 @@ class ImageReader {
   void Read(unsigned char* to, std::uint32_t size) {
     if (size > left_) throw FILE_ERR_INVALID_PARAMETER;
     std::uint32_t bytes_read = 0;
-    if (FileSystem::FileRead(image_, to, size, &bytes_read, nullptr) != FILE_OK) {
-      throw FileErrorCode<FileSystem>();
+    if (files_.FileRead(image_, to, size, &bytes_read, nullptr) != FILE_OK) {
+      throw FileErrorCode(files_);
     }
     if (bytes_read != size) throw FILE_ERR_INVALID_PARAMETER;
     left_ -= size;
   }
 
+  FileSystem& files_;
   FileHandle image_;
   std::uint64_t left_;
 };

@@ -34,7 +34,10 @@ class InstallData {
 
   static constexpr std::uint32_t kCopyBufferSize = 0x100000;
 
-  InstallData() : copy_buffer_(std::make_unique_for_overwrite<std::byte[]>(copy_buffer_size_)) {}
+  explicit InstallData(FileSystem files = {}, Compressor compressor = {})
+      : compressor_(std::move(compressor)),
+        file_system_(std::move(files)),
+        copy_buffer_(std::make_unique_for_overwrite<std::byte[]>(copy_buffer_size_)) {}
   InstallData(const InstallData&) = delete;
   InstallData& operator=(const InstallData&) = delete;
   ~InstallData() { CloseImage(); }
@@ -73,16 +76,16 @@ class InstallData {
 
   void MakeImage(const stdx::u16string& kit_path) {
     stdx::u16string directory;
-    Check(FileSystem::GetTempDirectory(&directory));
-    if (!FileSystem::IsTempDirectoryNamed()) throw SHELL_ERR_NO_TEMP_FILE;
-    Check(FileSystem::CreateTempFile(directory, u"kpt", &image_path_));
+    Check(file_system_.GetTempDirectory(&directory));
+    if (!file_system_.IsTempDirectoryNamed()) throw SHELL_ERR_NO_TEMP_FILE;
+    Check(file_system_.CreateTempFile(directory, u"kpt", &image_path_));
     Check(compressor_.Decompress(kit_path, image_path_));
-    Check(FileSystem::FileOpen(image_path_, FILE_ACCESS_READ | FILE_ACCESS_WRITE, 0,
-                               FILE_OPEN_EXISTING, FILE_NORMAL, &image_handle_));
+    Check(file_system_.FileOpen(image_path_, FILE_ACCESS_READ | FILE_ACCESS_WRITE, 0,
+                                FILE_OPEN_EXISTING, FILE_NORMAL, &image_handle_));
   }
 
   void ReadTables() {
-    ImageReader<FileSystem> image(image_handle_);
+    ImageReader image(file_system_, image_handle_);
     if (image.ReadU32() == 0) {
       // One product, in English.
       config::ProductInfo product;
@@ -120,14 +123,14 @@ class InstallData {
   }
 
   void CloseImage() noexcept {
-    if (image_handle_ != kInvalidFile) FileSystem::FileClose(image_handle_);
+    if (image_handle_ != kInvalidFile) file_system_.FileClose(image_handle_);
     image_handle_ = kInvalidFile;
   }
 
   void Discard() {
     files_.clear();
     CloseImage();
-    if (!image_path_.empty()) FileSystem::ShellRemoveFile(image_path_);
+    if (!image_path_.empty()) file_system_.ShellRemoveFile(image_path_);
     image_path_.clear();
   }
 

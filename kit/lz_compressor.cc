@@ -17,23 +17,12 @@ constexpr std::uint32_t kChunkSize = 32768;
 /// What is mapped at a time: a mapping of its own for each chunk costs more than reading it.
 constexpr std::uint32_t kMappedSize = 16 * kChunkSize;
 
-class OpenFile {
- public:
-  OpenFile() = default;
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
-  ~OpenFile() {
-    if (handle != kInvalidFile) FileClose(handle);
-  }
-  FileHandle handle = kInvalidFile;
-};
-
 /// A read-only view of a part of a file, released at the end: views that stay would pile up until
 /// the kernel refuses the next one.
 class Mapping {
  public:
-  Mapping(FileHandle file, std::uint32_t offset, std::uint32_t size)
-      : address_(mmap(nullptr, size, PROT_READ, MAP_PRIVATE, static_cast<int>(file), offset)),
+  Mapping(const OwnedFile& file, std::uint32_t offset, std::uint32_t size)
+      : address_(mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file.descriptor(), offset)),
         size_(size) {}
   Mapping(const Mapping&) = delete;
   Mapping& operator=(const Mapping&) = delete;
@@ -62,8 +51,8 @@ struct InflateStream : z_stream {
 
 std::uint32_t LZCompressor::Decompress(const stdx::u16string& source,
                                        const stdx::u16string& destination) const {
-  OpenFile kit;
-  OpenFile image;
+  OwnedFile kit;
+  OwnedFile image;
   std::uint32_t code = FileOpenToMap(source, &kit.handle);
   if (code != FILE_OK) return code;
   code =
@@ -82,7 +71,7 @@ std::uint32_t LZCompressor::Decompress(const stdx::u16string& source,
   for (std::uint32_t offset = 0; offset < size; offset += chunk) {
     chunk = std::min(chunk, size - offset);
     if (offset % kMappedSize == 0) {
-      mapping.emplace(kit.handle, offset, std::min(kMappedSize, size - offset));
+      mapping.emplace(kit, offset, std::min(kMappedSize, size - offset));
       if (!*mapping) return FILE_ERR_INVALID_PARAMETER;
     }
     stream.next_in = mapping->bytes() + offset % kMappedSize;

@@ -5,92 +5,15 @@
 namespace quarn {
 namespace {
 
-// A table is one file of lines QUARN_TEXT(id, "text"); a translator touches nothing else.
+// The build lists the files of texts/ in text_tables.inc: of de.inc it makes the table `text_de`.
 #define QUARN_TEXT(id, text) {#id, text},
-
-const StringTable arabic_entry_table = {
-#include "l10n/texts/en.inc"
-};
-const StringTable azerbaijani = {
-#include "l10n/texts/az.inc"
-};
-const StringTable bulgarian = {
-#include "l10n/texts/bg.inc"
-};
-const StringTable german = {
-#include "l10n/texts/de.inc"
-};
-const StringTable greek = {
-#include "l10n/texts/el.inc"
-};
-const StringTable english = {
-#include "l10n/texts/en.inc"
-};
-const StringTable spanish = {
-#include "l10n/texts/es.inc"
-};
-const StringTable french = {
-#include "l10n/texts/fr.inc"
-};
-const StringTable hungarian = {
-#include "l10n/texts/hu.inc"
-};
-const StringTable armenian = {
-#include "l10n/texts/hy.inc"
-};
-const StringTable italian = {
-#include "l10n/texts/it.inc"
-};
-const StringTable georgian = {
-#include "l10n/texts/ka.inc"
-};
-const StringTable kazakh = {
-#include "l10n/texts/kk.inc"
-};
-const StringTable lithuanian = {
-#include "l10n/texts/lt.inc"
-};
-const StringTable latvian = {
-#include "l10n/texts/lv.inc"
-};
-const StringTable polish = {
-#include "l10n/texts/pl.inc"
-};
-const StringTable romanian = {
-#include "l10n/texts/ro.inc"
-};
-const StringTable russian = {
-#include "l10n/texts/ru.inc"
-};
-const StringTable turkish = {
-#include "l10n/texts/tr.inc"
-};
-const StringTable ukrainian = {
-#include "l10n/texts/uk.inc"
-};
-const StringTable vietnamese = {
-#include "l10n/texts/vi.inc"
-};
-const StringTable chinese = {
-#include "l10n/texts/zh.inc"
-};
-
+#include "text_tables.inc"
 #undef QUARN_TEXT
 
-// Deliberate: "hu" shows French, "es" stands twice (the second can be chosen by id alone), "ar"
-// shows English, and nothing shows the Greek and Hungarian tables.
 const LanguageRegistry registry = {
-    {1, {"hy", armenian}},    {2, {"az", azerbaijani}},
-    {3, {"bg", bulgarian}},   {4, {"zh", chinese}},
-    {5, {"en", english}},     {6, {"fr", french}},
-    {7, {"ka", georgian}},    {8, {"de", german}},
-    {9, {"es", spanish}},     {10, {"hu", french}},
-    {11, {"it", italian}},    {12, {"kk", kazakh}},
-    {13, {"lv", latvian}},    {14, {"lt", lithuanian}},
-    {15, {"pl", polish}},     {16, {"ro", romanian}},
-    {17, {"ru", russian}},    {18, {"es", spanish}},
-    {19, {"tr", turkish}},    {20, {"uk", ukrainian}},
-    {21, {"vi", vietnamese}}, {22, {"ar", arabic_entry_table}},
+#define QUARN_LANGUAGE(id, code, table) {id, {#code, text_##table}},
+#include "l10n/languages.inc"
+#undef QUARN_LANGUAGE
 };
 
 std::int32_t current_language = kNoLanguage;
@@ -98,8 +21,8 @@ std::int32_t current_language = kNoLanguage;
 }  // namespace
 
 const LanguageRegistry& Languages() noexcept { return registry; }
-const StringTable& GreekTable() noexcept { return greek; }
-const StringTable& HungarianTable() noexcept { return hungarian; }
+const StringTable& GreekTable() noexcept { return text_el; }
+const StringTable& HungarianTable() noexcept { return text_hu; }
 
 const stdx::string* FindText(const stdx::string& id) noexcept {
   const LanguageEntry* const language = CurrentLanguage();

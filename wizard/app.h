@@ -16,6 +16,7 @@ struct CInstallerApp {
   char** argv = nullptr;         ///< not owned
   std::int32_t language_id = 0;  ///< 0 while not chosen
   stdx::u16string title;         ///< of the main window
+  /// How long a worker may do nothing, once the window is closed, before it is not waited for.
   std::chrono::milliseconds patience = kPatience;
 };
 

@@ -1,27 +1,14 @@
 #include "wizard/environment_locale.h"
 
-#include <langinfo.h>
-
 #include <algorithm>
-#include <clocale>
 #include <cstdlib>
 #include <string_view>
 
 #include "core/text.h"
+#include "core/utf8_locale.h"
 #include "l10n/string_table.h"
 
 namespace quarn {
-namespace {
-
-/// Whether the locale in force has a character beyond ASCII. Asked by the names of ASCII (of the
-/// GNU library, and of macOS, which converts bytes above 0x7F all the same).
-bool KnowsMoreThanAscii() {
-  const std::string_view codeset = nl_langinfo(CODESET);
-  return codeset != "ANSI_X3.4-1968" && codeset != "US-ASCII";
-}
-
-}  // namespace
-
 stdx::string EnvironmentLocaleIdentifier() {
   for (const char* const name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
     const char* const value = std::getenv(name);
@@ -34,13 +21,15 @@ stdx::string EnvironmentLocaleIdentifier() {
 }
 
 void EnsureTextLocale() {
-  // All categories, as the conversions select them: one that is missing fails the whole.
-  bool suffices = std::setlocale(LC_ALL, "") != nullptr && KnowsMoreThanAscii();
+  const std::string_view codeset = EnvironmentCodeset();
+  // The names of ASCII: of the GNU library, and of macOS, which converts bytes above 0x7F all the
+  // same.
+  bool suffices = !codeset.empty() && codeset != "ANSI_X3.4-1968" && codeset != "US-ASCII";
   if (const LanguageEntry* const language = CurrentLanguage(); suffices && language != nullptr) {
     suffices = std::ranges::all_of(
         language->table, [](const auto& entry) { return SurvivesRoundTrip(entry.second); });
   }
-  if (!suffices) setenv("LC_ALL", Utf8Locale(), 1);
+  if (!suffices) UseUtf8Locale();
 }
 
 }  // namespace quarn

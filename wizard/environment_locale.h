@@ -11,14 +11,11 @@ namespace quarn {
 /// "en_GB" for en_GB.UTF-8; "C" where none of them is set.
 stdx::string EnvironmentLocaleIdentifier();
 
-/// A UTF-8 locale that is installed on every machine. One implementation per platform.
-const char* Utf8Locale();
-
-/// Sets LC_ALL to `Utf8Locale` where the environment names a locale that is not installed, knows
-/// only ASCII, or cannot take in the texts of the current language. Leaves the environment alone
-/// otherwise: in another locale the user's files and their names would be taken for something else.
-/// Call it once the language is chosen, after `EnvironmentLocaleIdentifier` and before a text is
-/// looked up, while there is only the main thread.
+/// Puts a UTF-8 locale in its place where the environment names a locale that is not installed,
+/// knows only ASCII, or cannot take in the texts of the current language. Leaves the environment
+/// alone otherwise: in another locale the user's files and their names would be taken for something
+/// else. Call it once the language is chosen, after `EnvironmentLocaleIdentifier` and before a text
+/// is looked up, while there is only the main thread.
 void EnsureTextLocale();
 
 }  // namespace quarn

@@ -15,20 +15,16 @@ namespace quarn {
 namespace {
 
 // The final pages speak Russian whatever the language of the wizard: these two texts are part of
-// the product and stand in no table.
-constexpr const char16_t* kSuccessText = u"Конфигурация успешно установлена.";
-constexpr const char16_t* kErrorText =
-    u"В процессе установки произошла ошибка. Установка прервана. Каталог шаблонов не изменен.";
+// the product and stand in no table. They are UTF-8 as the toolkit takes it, and so no locale is
+// asked for them.
+constexpr const char* kSuccessText = "Конфигурация успешно установлена.";
+constexpr const char* kErrorText =
+    "В процессе установки произошла ошибка. Установка прервана. Каталог шаблонов не изменен.";
 
 constexpr const char16_t* kFallbackLanguage = u"en";
 
 stdx::u16string OrText(const stdx::u16string& text, const char* default_id) {
   return text.empty() ? LoadString(default_id) : text;
-}
-
-bool Contains(const Frame& frame, Point point) {
-  return point.x >= frame.x && point.x < frame.x + frame.width && point.y >= frame.y &&
-         point.y < frame.y + frame.height;
 }
 
 bool IsFile(const stdx::u16string& path) {
@@ -122,8 +118,10 @@ const char* CInstallerDlg::FindAndReadKit() {
   if (error_id != nullptr) return error_id;
   error_id = CheckKitRead(m_installData.Read(m_sourcePath));
   if (error_id != nullptr) return error_id;
-  // A product whose texts cannot be shown is a damaged kit; found out while there is no window.
+  // A kit whose texts cannot be shown, or whose files cannot be named, is a damaged one. Found out
+  // while there is no window: a pass would fail in the middle, and its rollback costs directories.
   ToNarrow(WelcomeText());
+  for (const auto& file : m_installData.files()) ToNarrow(file.name);
   return nullptr;
 }
 
@@ -232,7 +230,7 @@ void CInstallerDlg::OnBrowse() noexcept {
 
 void CInstallerDlg::ShowWelcomePage() {
   if (m_welcomePage == nullptr) {
-    m_welcomePage = std::make_unique<MessagePage>(m_view, m_sideImage, WelcomeText());
+    m_welcomePage = std::make_unique<MessagePage>(m_view, m_sideImage, ToToolkit(WelcomeText()));
   }
   if (m_silent) {
     m_toolkit.SetVisible(m_buttonBack, false);
@@ -326,56 +324,12 @@ void CInstallerDlg::StartInstall() {
   }
 }
 
-/// Follows the installation to its end, which `status` then tells; the code 1223 is the user's.
-void CInstallerDlg::WatchWorker(InstallStatus& status) {
-  // Polls as fast as it can: the window stays alive and the bar follows the worker at once. A
-  // worker that failed starts over at once too, so what a slow turn reads may be its next pass.
-  do {
-    // A worker that was stopped before it had begun posts nothing. Asked first, so that the status
-    // of one that has ended is its last.
-    const bool ended = m_thread.has_ended();
-    status = GetStatus(&m_processData);
-    m_progressPage->SetProgress(status.percent);
-    const bool hit = PumpEvent();
-    const bool ended_without_result = ended && status.code == 0 && status.percent < 100;
-    if (hit || ended_without_result) status.code = kErrorCancelled;
-  } while (status.code == 0 && status.percent < 100 && !IsLeftWithStuckWorker());
-}
-
-/// Waiting for a pass behind a closed window is fine, but not without end.
-bool CInstallerDlg::IsLeftWithStuckWorker() {
-  return m_toolkit.IsClosed(m_window) && m_thread.IsStuck(m_patience);
-}
-
-/// Dispatches what has happened; tells whether some of it counts as a cancel.
-bool CInstallerDlg::PumpEvent() {
-  bool looked = false;
-  bool hit = false;
-  m_toolkit.PumpEvent([&](Point location) {
-    looked = true;
-    hit |= HitsCancel(location);
-  });
-  // An event that is missing lies at the origin.
-  return looked ? hit : HitsCancel({});
-}
-
-/// Whether an event at `location` in its window lies on the Cancel button. Whatever its type, the
-/// location is taken for one on the screen and converted to the window once more. So the test is
-/// off by the window's position on the screen. Deliberate: the button's own action is the reliable
-/// way to cancel.
-bool CInstallerDlg::HitsCancel(Point location) const {
-  if (m_view == nullptr) return false;  // the window is taken apart, button and all
-  const Point in_window = m_toolkit.ScreenToWindow(m_window, location);
-  return Contains(m_toolkit.Bounds(m_buttonCancel),
-                  m_toolkit.WindowToControl(m_buttonCancel, in_window));
-}
-
 // --- Final pages ------------------------------------------------------------------------------
 
-/// Makes `page` unless it exists. The wizard can be finished without it where the locale cannot
-/// express its text; a window that was closed during the installation gets none any more.
+/// Makes `page` unless it exists. Where that fails, the wizard can be finished without it; a window
+/// that was closed during the installation gets none any more.
 template <class Page>
-void CInstallerDlg::MakeFinalPage(std::unique_ptr<Page>& page, const char16_t* text) {
+void CInstallerDlg::MakeFinalPage(std::unique_ptr<Page>& page, const char* text) {
   if (page != nullptr || m_view == nullptr) return;
   Guard([&] { page = std::make_unique<Page>(m_view, m_sideImage, text); });
 }
@@ -413,7 +367,7 @@ stdx::u16string CInstallerDlg::DescriptionFile() const {
 }
 
 void CInstallerDlg::OpenDescription() {
-  // There is no page where its text could not be shown.
+  // There is no page where it could not be made.
   if (m_successPage == nullptr || !m_successPage->IsOpenChecked()) return;
   // Deliberate: joining adds no separator. Where the directory was typed without one at its end,
   // nothing has the name that results, and nothing is opened.

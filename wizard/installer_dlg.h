@@ -94,7 +94,7 @@ class CInstallerDlg final : public CWnd {
   void ShowSuccessPage();
   void ShowErrorPage();
   template <class Page>
-  void MakeFinalPage(std::unique_ptr<Page>& page, const char16_t* text);
+  void MakeFinalPage(std::unique_ptr<Page>& page, const char* text);
   void SetFinishButtons();
 
   void OpenDescription();

@@ -27,14 +27,13 @@ void WizardDialogPage::AddPicture(ToolkitImage* image) {
   Add(toolkit().MakePicture(view(), kPictureFrame, image));
 }
 
-MessagePage::MessagePage(ToolkitView* view, ToolkitImage* image, const stdx::u16string& text)
+MessagePage::MessagePage(ToolkitView* view, ToolkitImage* image, const stdx::string& text)
     : WizardDialogPage(view) {
   AddPicture(image);
-  Add(toolkit().MakeLabel(view, kTextFrame, ToToolkit(text)));
+  Add(toolkit().MakeLabel(view, kTextFrame, text));
 }
 
-SuccessFinalPage::SuccessFinalPage(ToolkitView* view, ToolkitImage* image,
-                                   const stdx::u16string& text)
+SuccessFinalPage::SuccessFinalPage(ToolkitView* view, ToolkitImage* image, const stdx::string& text)
     : MessagePage(view, image, text),
       // Not on the list: this page is the last one and is never hidden.
       check_box_(toolkit().MakeCheckBox(view, {170, 170, 318, 20},
@@ -52,7 +51,7 @@ DirSelectPage::DirSelectPage(ToolkitView* view, ToolkitImage* image) : WizardDia
 }
 
 void DirSelectPage::SetPath(const stdx::u16string& text) {
-  toolkit().SetText(path_, ToToolkit(text));
+  toolkit().SetText(path_, PathToToolkit(text));
 }
 
 stdx::u16string DirSelectPage::GetPath() const { return FromToolkit(toolkit().GetText(path_)); }

@@ -44,16 +44,16 @@ class WizardDialogPage {
   std::vector<ToolkitControl*> controls_;
 };
 
-/// The side picture and a text: the welcome and the error page.
+/// The side picture and a text, which is UTF-8: the welcome and the error page.
 class MessagePage : public WizardDialogPage {
  public:
-  MessagePage(ToolkitView* view, ToolkitImage* image, const stdx::u16string& text);
+  MessagePage(ToolkitView* view, ToolkitImage* image, const stdx::string& text);
 };
 
 /// A text and the offer to open the description of the product.
 class SuccessFinalPage : public MessagePage {
  public:
-  SuccessFinalPage(ToolkitView* view, ToolkitImage* image, const stdx::u16string& text);
+  SuccessFinalPage(ToolkitView* view, ToolkitImage* image, const stdx::string& text);
 
   bool IsOpenChecked() const;
 

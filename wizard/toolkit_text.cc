@@ -29,6 +29,10 @@ std::optional<stdx::u16string> DecodeUtf8(const stdx::string& bytes) {
 }
 
 void AppendUtf8(char16_t unit, stdx::string& bytes) {
+  if (unit < 0x80) {
+    bytes.push_back(static_cast<char>(unit));
+    return;
+  }
   if (unit < 0x800) {
     bytes.push_back(static_cast<char>(0xC0 | unit >> 6));
   } else {
@@ -46,7 +50,7 @@ stdx::string ToToolkit(const stdx::u16string& text) {
   stdx::string utf8;
   for (auto at = text.begin(); at != text.end() && *at != 0;) {
     if (IsAscii(*at)) {
-      utf8.push_back(static_cast<char>(*at++));
+      AppendUtf8(*at++, utf8);
       continue;
     }
     const auto end = std::find_if(at, text.end(), IsAscii);
@@ -59,6 +63,13 @@ stdx::string ToToolkit(const stdx::u16string& text) {
     }
     at = end;
   }
+  return utf8;
+}
+
+stdx::string PathToToolkit(const stdx::u16string& path) {
+  if (!HasNarrowForm(path)) throw std::length_error("no name for the system");
+  stdx::string utf8;
+  for (const char16_t unit : path) AppendUtf8(unit, utf8);
   return utf8;
 }
 

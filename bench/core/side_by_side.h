@@ -1,5 +1,5 @@
-// Two ways of doing the same thing, measured in one run: rounds of both alternate, so that a
-// disturbance hits both, and the medians of the processor time are compared.
+// Two ways of doing the same short thing, many times in each round: the medians of the processor
+// time are compared.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -7,9 +7,9 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <ctime>
 #include <string>
-#include <vector>
+
+#include "bench/rounds.h"
 
 namespace quarn::bench {
 
@@ -26,17 +26,14 @@ class SideBySide {
   template <class Ours, class Theirs>
   void Row(const std::string& name, double bound, Ours ours, Theirs theirs) {
     const std::size_t repeats = Repeats(ours, theirs);
-    std::vector<double> our_times, their_times;
-    for (int round = 0; round < kRounds; ++round) {
-      our_times.push_back(Time(ours, repeats));
-      their_times.push_back(Time(theirs, repeats));
-    }
-    const double our_median = Median(our_times);
-    const double their_median = Median(their_times);
-    const double ratio = our_median / their_median;
+    const auto [our_time, their_time] =
+        MediansOf(kRounds, Repeated(ours, repeats), Repeated(theirs, repeats));
+    const double nanoseconds = 1e9 / static_cast<double>(repeats);
+    const double ratio = our_time.processor / their_time.processor;
     const bool missed = bound > 0 && ratio > bound;
     missed_ |= missed;
-    fmt::print("{:<44}{:>12.1f}{:>12.1f}{:>10.3f}{:>10}{}\n", name, our_median, their_median, ratio,
+    fmt::print("{:<44}{:>12.1f}{:>12.1f}{:>10.3f}{:>10}{}\n", name,
+               our_time.processor * nanoseconds, their_time.processor * nanoseconds, ratio,
                bound > 0 ? fmt::format("{:.2f}", bound) : "", missed ? "  MISSED" : "");
   }
 
@@ -45,27 +42,22 @@ class SideBySide {
 
  private:
   static constexpr int kRounds = 101;
-  static constexpr double kRoundNanoseconds = 2e6;
+  static constexpr double kRoundSeconds = 2e-3;
 
   template <class Action>
-  static double Time(Action& action, std::size_t repeats) {
-    const std::clock_t start = std::clock();
-    for (std::size_t i = 0; i < repeats; ++i) action();
-    const auto ticks = static_cast<double>(std::clock() - start);
-    return 1e9 * ticks / CLOCKS_PER_SEC / static_cast<double>(repeats);
+  static auto Repeated(Action& action, std::size_t repeats) {
+    return [&action, repeats] {
+      for (std::size_t i = 0; i < repeats; ++i) action();
+    };
   }
   /// As many as the slower one does in the time of a round.
   template <class Ours, class Theirs>
   static std::size_t Repeats(Ours& ours, Theirs& theirs) {
-    std::size_t repeats = 1;
-    const auto slower = [&] { return std::max(Time(ours, repeats), Time(theirs, repeats)); };
-    while (slower() * static_cast<double>(repeats) < kRoundNanoseconds / 2) repeats *= 2;
-    return repeats;
-  }
-  static double Median(std::vector<double>& values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
+    for (std::size_t repeats = 1;; repeats *= 2) {
+      auto our_round = Repeated(ours, repeats), their_round = Repeated(theirs, repeats);
+      const double slower = std::max(Measure(our_round).processor, Measure(their_round).processor);
+      if (slower >= kRoundSeconds / 2) return repeats;
+    }
   }
 
   bool missed_ = false;

@@ -24,11 +24,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-stdx::u16string U16(const fs::path& path) {
-  const std::u16string text = path.u16string();
-  return stdx::u16string(text.data(), text.size());
-}
-
 /// Nine parts of text and one that does not compress.
 std::string Contents(std::size_t size, std::mt19937& random) {
   std::string text;
@@ -71,9 +66,9 @@ void Pack(const fs::path& directory, const fs::path& kit) {
 template <class Policy>
 bool Install(const fs::path& kit, const fs::path& target) {
   quarn::InstallData<quarn::LZCompressor, Policy> data;
-  if (data.Read(U16(kit)) != 0) return false;
+  if (data.Read(stdx::u16string(kit.u16string())) != 0) return false;
   quarn::BasicInstallProcessData<decltype(data)> record;
-  quarn::SetJob(&record, &data, U16(target));
+  quarn::SetJob(&record, &data, stdx::u16string(target.u16string()));
   if constexpr (quarn::RestoringFileSystem<Policy>) {
     stdx::u16string temporary;
     quarn::GetTempDirectory(&temporary);

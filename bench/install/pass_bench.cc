@@ -8,7 +8,7 @@
 #include <fstream>
 #include <string>
 
-#include "bench/kit/rounds.h"
+#include "bench/rounds.h"
 
 #include "install/ordinary_transaction.h"
 #include "tests/support/kit_builder.h"
@@ -20,11 +20,6 @@ constexpr int kRounds = 7;
 constexpr double kBound = 3.1;
 constexpr double kBareBound = 1.05;
 constexpr int kFileSize = 1000;
-
-stdx::u16string U16(const std::filesystem::path& path) {
-  const std::u16string text = path.u16string();
-  return stdx::u16string(text.data(), text.size());
-}
 
 quarn::testing::KitBuilder Kit() {
   quarn::testing::KitBuilder builder;
@@ -49,12 +44,12 @@ int main() {
   Kit().WriteTo(scratch.path() / "quarn.tpk");
 
   quarn::WizardInstallData data;
-  if (data.Read(U16(scratch.path() / "quarn.tpk")) != 0) return 2;
+  if (data.Read(stdx::u16string((scratch.path() / "quarn.tpk").u16string())) != 0) return 2;
   quarn::InstallProcessData record;
   int round = 0;
   const auto pass = [&] {
     // A new one each time: the file system is slow for a minute where many files were deleted.
-    quarn::SetJob(&record, &data, U16(target / std::to_string(++round)));
+    quarn::SetJob(&record, &data, stdx::u16string((target / std::to_string(++round)).u16string()));
     quarn::InstallTransactions transactions;
     if (quarn::RunInstall(transactions, &record, [] {}) != 0) std::abort();
   };

@@ -13,14 +13,8 @@
 # - what is still to be written is written before each run.
 set -euo pipefail
 
-bin=${1:-build/release/bin}
-rounds=${2:-5}
-bin=$(cd "$bin" && pwd)
-work=$(mktemp -d "${TMPDIR:-/tmp}/quarn-peers-XXXXXX")
-trap 'rm -rf "$work"' EXIT
-export TMPDIR=$work/tmp
-mkdir "$TMPDIR"
-cd "$work"
+# shellcheck source=bench/rounds.sh
+. "$(dirname "$0")/../rounds.sh"
 
 have() { command -v "$1" >/dev/null; }
 
@@ -43,8 +37,6 @@ prepare() {
   fi
   du -sb "$1" "$1.tpk" "$1.zip" | sed 's/^/  /'
 }
-
-median() { sort -n "$1" | sed -n "$(((rounds + 1) / 2))p"; }
 
 # compare PAYLOAD PEER...
 compare() {

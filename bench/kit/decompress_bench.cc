@@ -11,7 +11,7 @@
 #include <random>
 #include <string>
 
-#include "bench/kit/rounds.h"
+#include "bench/rounds.h"
 
 #include "kit/lz_compressor.h"
 #include "tests/support/kit_builder.h"
@@ -38,11 +38,6 @@ std::string Pictures(std::size_t size) {
   std::string bytes(size, '\0');
   for (char& byte : bytes) byte = static_cast<char>(random());
   return bytes;
-}
-
-stdx::u16string U16(const std::filesystem::path& path) {
-  const std::u16string text = path.u16string();
-  return stdx::u16string(text.data(), text.size());
 }
 
 void BareInflate(const char* from, const char* to) {
@@ -76,10 +71,11 @@ bool Compare(const std::string& name, const std::string& bytes) {
   std::ofstream(kit, std::ios::binary) << quarn::testing::Deflate(bytes);
   // The same file for both, written over: neither pays for new blocks.
   std::ofstream(image, std::ios::binary) << bytes;
+  const stdx::u16string kit_name(kit.u16string()), image_name(image.u16string());
   return quarn::bench::CompareInRounds(
       name, 31, kBound,
       [&] {
-        if (quarn::LZCompressor().Decompress(U16(kit), U16(image)) != 0) std::abort();
+        if (quarn::LZCompressor().Decompress(kit_name, image_name) != 0) std::abort();
       },
       [&] { BareInflate(kit.c_str(), image.c_str()); });
 }

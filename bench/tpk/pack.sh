@@ -6,14 +6,8 @@
 # About 3 GB of disk are used below TMPDIR and given back at the end.
 set -euo pipefail
 
-bin=${1:-build/release/bin}
-rounds=${2:-5}
-bin=$(cd "$bin" && pwd)
-work=$(mktemp -d "${TMPDIR:-/tmp}/quarn-pack-XXXXXX")
-trap 'rm -rf "$work"' EXIT
-export TMPDIR=$work/tmp
-mkdir "$TMPDIR"
-cd "$work"
+# shellcheck source=bench/rounds.sh
+. "$(dirname "$0")/../rounds.sh"
 
 # Each packs tree $1 into file $2.
 run_zip() { (cd "$1" && measured zip -q -6 -r "$2" .); }
@@ -29,8 +23,6 @@ print(int((time.perf_counter() - start) * 1e6),
       resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)
 PYTHON
 }
-
-median() { sort -n "$1" | sed -n "$(((rounds + 1) / 2))p"; }
 
 compare() {
   local name=$1 tree=$2 peer round time memory

@@ -2,8 +2,6 @@
 // way, and so does every request for memory: the file is then as it was or as it should become, and
 // where it is neither, for it was not read to its end, a copy of it lies beside it.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <functional>
 #include <iostream>
@@ -13,7 +11,8 @@
 #include <vector>
 
 #include "tests/config/config_support.h"
-#include "tests/support/allocation_limit.h"
+#include "tests/support/allocations.h"
+#include "tests/support/child.h"
 #include "tests/support/private_mounts.h"
 #include "tests/support/system_calls.h"
 
@@ -82,6 +81,23 @@ class ConfigCallFaultTest : public ScratchTest, public ::testing::WithParamInter
     EXPECT_EQ(ReadFile(copy), GetParam().before);
     return true;
   }
+  /// After a kill: beside the file lies its copy at most, or a part of one, which the next rewrite
+  /// takes away. Whether there was one.
+  bool CheckBeside() const {
+    const fs::path copy = own().string() + ".orig", part = copy.string() + ".part";
+    for (const auto& entry : fs::directory_iterator(own().parent_path())) {
+      const fs::path& path = entry.path();
+      EXPECT_TRUE(path == own() || path == copy || path == part) << path;
+    }
+    if (!fs::exists(part)) return false;
+    EXPECT_EQ(Contents(), GetParam().before);
+    LauncherConfig store;
+    LoadLauncherConfig(store);
+    SaveLauncherConfig(store);
+    EXPECT_FALSE(fs::exists(part));
+    EXPECT_TRUE(HasCopy());
+    return true;
+  }
   /// After a rewrite that says it succeeded.
   void CheckRewritten(const std::optional<std::string>& rewritten) const {
     const bool has_copy = HasCopy();
@@ -94,6 +110,13 @@ class ConfigCallFaultTest : public ScratchTest, public ::testing::WithParamInter
 
   static void AddDirectory(ConfigEntryList& list) {
     SetConfigValues(list, kTemplatesLocationKey, {u"/new", u"/newer"});
+  }
+  /// All that an installation does with the file.
+  static void RewriteStore() {
+    LauncherConfig store;
+    LoadLauncherConfig(store);
+    AddDirectory(store.own);
+    SaveLauncherConfig(store);
   }
   /// What a rewrite without a fault makes of the file.
   std::optional<std::string> Rewritten() const {
@@ -179,13 +202,7 @@ TEST_P(ConfigCallFaultTest, ACopyThatIsThereIsNotWrittenOver) {
 
 TEST_P(ConfigCallFaultTest, AFailureWhileAFileIsReadCostsNoLine) {
   const auto rewritten = Rewritten();
-  FailEverywhere([] {},
-                 [&] {
-                   LauncherConfig store;
-                   LoadLauncherConfig(store);
-                   AddDirectory(store.own);
-                   SaveLauncherConfig(store);
-                 },
+  FailEverywhere([] {}, [] { RewriteStore(); },
                  [&](int code) {
                    ASSERT_EQ(code, 0) << "a save is tried twice";
                    CheckRewritten(rewritten);
@@ -212,38 +229,28 @@ TEST_P(ConfigCallFaultTest, ASaveGetsOverOneFailure) {
 // In a child process, because a string that cannot have the memory for a copy of its own ends it.
 TEST_P(ConfigCallFaultTest, ARequestForMemoryThatFailsCostsNoLine) {
   const auto rewritten = Rewritten();
-  const auto run = [] {
-    LauncherConfig store;
-    LoadLauncherConfig(store);
-    AddDirectory(store.own);
-    SaveLauncherConfig(store);
-  };
   Restore();
   std::size_t requests = 0;
   {
     const AllocationFault counting(0);
-    run();
+    RewriteStore();
     requests = AllocationFault::requests();
   }
   int as_before = 0;
   for (std::size_t nth = 1; nth <= requests; ++nth) {
     SCOPED_TRACE("request " + std::to_string(nth));
     Restore();
-    const pid_t child = fork();
-    if (child == 0) {
+    const int result = ResultOfChild([&] {
       const AllocationFault fault(nth);
       try {
-        run();
+        RewriteStore();
       } catch (...) {
-        _exit(1);
+        return 1;
       }
-      _exit(0);
-    }
-    ASSERT_GT(child, 0);
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status)) << "ended by signal " << WTERMSIG(status);
-    const bool failed = WEXITSTATUS(status) != 0;
+      return 0;
+    });
+    ASSERT_GE(result, 0) << "ended by signal " << -result;
+    const bool failed = result != 0;
     as_before += failed ? 1 : 0;
     if (failed) {
       ASSERT_EQ(Contents(), GetParam().before);
@@ -260,24 +267,18 @@ TEST_P(ConfigCallFaultTest, AKillAtAnyMomentLeavesTheOldFileOrABeginningOfTheNew
   const std::string rewritten = Rewritten().value();
   const std::string old = GetParam().before.value_or("");
   constexpr std::size_t kStreamBuffer = 4096;
-  int kept = 0, torn = 0, complete = 0;
+  int kept = 0, torn = 0, complete = 0, parts = 0;
   for (std::size_t nth = 1;; ++nth) {
     SCOPED_TRACE("call " + std::to_string(nth));
     Restore();
-    const pid_t child = fork();
-    if (child == 0) {
+    const int result = ResultOfChild([&] {
       const CallFaultAt kill_at(nth, CallFault::kKill);
-      LauncherConfig store;
-      LoadLauncherConfig(store);
-      AddDirectory(store.own);
-      SaveLauncherConfig(store);
-      _exit(0);
-    }
-    ASSERT_GT(child, 0);
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
+      RewriteStore();
+      return 0;
+    });
     const std::string contents = Contents().value_or("");
-    if (WIFEXITED(status)) {
+    parts += CheckBeside();
+    if (result >= 0) {
       EXPECT_EQ(contents, rewritten);
       break;
     }
@@ -293,7 +294,8 @@ TEST_P(ConfigCallFaultTest, AKillAtAnyMomentLeavesTheOldFileOrABeginningOfTheNew
     }
   }
   std::cout << kept + torn + complete << " kills: " << kept << " left the old file, " << torn
-            << " a beginning of the new one, " << complete << " the new one\n";
+            << " a beginning of the new one, " << complete << " the new one; " << parts
+            << " left a part of a copy\n";
 }
 
 INSTANTIATE_TEST_SUITE_P(Matrix, ConfigCallFaultTest, ::testing::ValuesIn(kFiles),

@@ -4,7 +4,7 @@
 
 #include "config/template_dirs.h"
 #include "tests/config/config_support.h"
-#include "tests/support/allocation_limit.h"
+#include "tests/support/allocations.h"
 
 namespace quarn::testing {
 namespace {

@@ -198,6 +198,29 @@ TEST_F(WriteFailureTest, ASecondTryIsMadeAfterTwoDirectoriesThatAreNotOnThePath)
   }
 }
 
+TEST_F(WriteFailureTest, ASecondTryIsMadeAlsoWhereATextHasNoNarrowForm) {
+  LauncherConfig store;
+  AddConfigValue(store.own, u"k", u"\xD800");
+  EXPECT_THROW(SaveLauncherConfig(store), std::length_error);
+  EXPECT_TRUE(fs::is_directory(home() / ".quarn/Orbex"));
+  EXPECT_TRUE(fs::is_directory(home() / ".quarn/Orbex.Orbex/qlaunch"));
+}
+
+// A command of that name in front of the system's sees what directories are made.
+TEST_F(WriteFailureTest, TheFilesDirectoryIsMadeOnlyWhereThereIsNoFile) {
+  const fs::path file = home() / ".Orbex/qlaunch/qlaunch.cfg";
+  const std::string path = std::getenv("PATH");
+  WriteFile(root() / "bin/mkdir", "#!/bin/sh\nPATH=" + path + "\necho \"$@\" >> " +
+                                      (root() / "made").string() + "\nexec mkdir \"$@\"\n");
+  fs::permissions(root() / "bin/mkdir", fs::perms::owner_all);
+  setenv("PATH", ((root() / "bin").string() + ":" + path).c_str(), 1);
+  SaveLauncherConfig(LauncherConfig());
+  SaveLauncherConfig(LauncherConfig());  // now there is one
+  setenv("PATH", path.c_str(), 1);
+  EXPECT_TRUE(fs::exists(file));
+  EXPECT_EQ(ReadFile(root() / "made"), "-p " + file.parent_path().string() + "\n");
+}
+
 TEST_F(WriteFailureTest, TheSecondTryMaySucceed) {
   // The launcher's directory is a link to one of those that are made before the second try.
   fs::create_directories(home() / ".Orbex");

@@ -243,6 +243,7 @@ TEST_F(LauncherConfigTest, ReadingEndsAtAComparisonThatThrowsAndKeepsTheLinesBef
   WriteFile(root() / "f", "a=1\nk=\xF0\x9D\xA0\x80\nk=2\nb=3\n");
   ConfigEntryList list;
   EXPECT_THROW(ReadConfigFile(U16(root() / "f"), list), std::length_error);
+  EXPECT_TRUE(list.is_partial);
   EXPECT_EQ(EntriesOf(list), (Entries{{u"a", {u"1"}}, {u"k", {u"\xD800"}}}));
 }
 
@@ -602,7 +603,7 @@ TEST_F(LauncherFilesTest, MissingFilesAddNothing) {
   EXPECT_EQ(EntriesOf(store.common), (Entries{{u"b", {u"2"}}}));
 }
 
-TEST_F(LauncherFilesTest, AFileThatCannotBeReadToItsEndKeepsTheOtherFromNothing) {
+TEST_F(LauncherFilesTest, AFileWhoseReadingBreaksOffDoesNotHinderTheOther) {
   const std::string breaks_off = "a=1\nk=\xF0\x9D\xA0\x80\nk=2\nb=3\n";
   const Entries before{{u"a", {u"1"}}, {u"k", {u"\xD800"}}}, whole{{u"c", {u"1"}}};
   for (const bool own_breaks_off : {false, true}) {

@@ -268,19 +268,6 @@ TEST_F(TemplateDirsTest, ADirectoryThatCannotBeComparedEndsTheList) {
   EXPECT_EQ(dirs.chosen, Default());
 }
 
-TEST_F(TemplateDirsTest, AHomeIsNamedWhereItsNameComesBack) {
-  for (const char* const name : {"/h", "/", "", "/h\xC3\xA9"}) {
-    setenv("HOME", name, 1);
-    EXPECT_TRUE(IsHomeNamed()) << name;
-  }
-  for (const char* const name : {"/\xFF", "/\U0001F600", "/\U00020000/t", "/\U0001D800"}) {
-    setenv("HOME", name, 1);
-    EXPECT_FALSE(IsHomeNamed()) << name;
-  }
-  unsetenv("HOME");
-  EXPECT_TRUE(IsHomeNamed()) << "that of the account then";
-}
-
 // --- Who gets rewritten ------------------------------------------------------------------------
 
 struct RecordCase {
@@ -344,7 +331,7 @@ TEST_F(TemplateDirsTest, TheDirectoryInstalledIntoIsRecordedAlsoWhereACutOneLook
   EXPECT_EQ(ReadFile(Own()), "X=" + real + "\n" + Line(real));
 }
 
-TEST_F(TemplateDirsTest, ALineWithoutNarrowFormInAnotherFileKeepsNothingFromBeingRecorded) {
+TEST_F(TemplateDirsTest, ARecordedLineWithNoNarrowFormIsReplacedByWhatIsSaved) {
   WriteFile(Own(), "configurationtemplateslocation=\\\xF0\x9D\xA0\x80\n");
   SaveTemplateLocations({u"/t"}, false);
   EXPECT_EQ(ReadFile(Own()), "configurationtemplateslocation=/t\n");

@@ -5,44 +5,10 @@
 #include <stdexcept>
 
 #include "tests/core/units.h"
-
-namespace {
-
-thread_local std::size_t requests_left = static_cast<std::size_t>(-1);
-thread_local std::ptrdiff_t blocks_alive = 0;
-
-void* Allocate(std::size_t size) {
-  if (requests_left == 0) throw std::bad_alloc();
-  if (requests_left != static_cast<std::size_t>(-1)) --requests_left;
-  void* const block = std::malloc(size);
-  if (block == nullptr) throw std::bad_alloc();
-  ++blocks_alive;
-  return block;
-}
-
-void Free(void* block) noexcept {
-  if (block != nullptr) --blocks_alive;
-  std::free(block);
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) { return Allocate(size); }
-void* operator new[](std::size_t size) { return Allocate(size); }
-void operator delete(void* block) noexcept { Free(block); }
-void operator delete[](void* block) noexcept { Free(block); }
-void operator delete(void* block, std::size_t) noexcept { Free(block); }
-void operator delete[](void* block, std::size_t) noexcept { Free(block); }
+#include "tests/support/allocations.h"
 
 namespace quarn::testing {
 namespace {
-
-/// While it lives, only the first `count` requests for memory succeed.
-class Requests {
- public:
-  explicit Requests(std::size_t count) { requests_left = count; }
-  ~Requests() { requests_left = static_cast<std::size_t>(-1); }
-};
 
 template <class S>
 class BasicStringFault : public ScratchTest {
@@ -65,10 +31,10 @@ class BasicStringFault : public ScratchTest {
       const S other = shared ? string : S();
       const std::size_t capacity = string.block_capacity();
       const auto owners = string.use_count();
-      const std::ptrdiff_t alive = blocks_alive;
+      const std::size_t alive = AllocationsAlive();
       bool failed = false;
       try {
-        const Requests requests(granted);
+        const AllocationQuota quota(granted);
         operation.run(string, text);
       } catch (const std::bad_alloc&) {
         failed = true;
@@ -80,10 +46,10 @@ class BasicStringFault : public ScratchTest {
       ExpectText(string, Pattern<C>(kLength));
       // Out of a shared block into an own one is no change that anybody sees.
       if (string.use_count() == owners) {
-        EXPECT_EQ(blocks_alive, alive);
+        EXPECT_EQ(AllocationsAlive(), alive);
         EXPECT_EQ(string.block_capacity(), capacity);
       } else {
-        EXPECT_EQ(blocks_alive, alive + 1);
+        EXPECT_EQ(AllocationsAlive(), alive + 1);
         EXPECT_EQ(string.block_capacity(), kLength + S::kHeaderUnits);
         EXPECT_EQ(other.use_count(), 1u);
       }
@@ -144,7 +110,7 @@ TYPED_TEST(BasicStringFault, AnInlineStringThatCannotMoveToTheHeapStaysWhatItWas
   S string = PatternOf<S>(5);
   const auto text = Pattern<C>(200);
   {
-    const Requests requests(0);
+    const AllocationQuota quota(0);
     EXPECT_THROW(string.assign(text), std::bad_alloc);
     EXPECT_THROW(string.append(text), std::bad_alloc);
     EXPECT_THROW(string.insert(2, text), std::bad_alloc);
@@ -162,7 +128,7 @@ TYPED_TEST(BasicStringFault, ShortTextsAndCopiesAskForNoMemory) {
   using S = TypeParam;
   const auto text = Pattern<typename S::value_type>(kShort<S>);
   const S string = PatternOf<S>(50);
-  const Requests requests(0);
+  const AllocationQuota quota(0);
   S shorter(text.data(), text.size());
   shorter = shorter + S();
   shorter.erase(2, 3);
@@ -177,7 +143,7 @@ TYPED_TEST(BasicStringFault, ShortTextsAndCopiesAskForNoMemory) {
 
 TYPED_TEST(BasicStringFault, NoBlockIsLeftBehind) {
   using S = TypeParam;
-  const std::ptrdiff_t before = blocks_alive;
+  const std::size_t before = AllocationsAlive();
   {
     S string = PatternOf<S>(50);
     S copy = string;
@@ -187,7 +153,7 @@ TYPED_TEST(BasicStringFault, NoBlockIsLeftBehind) {
     string.replace_all(copy.view(), S(copy).view());
     string.swap(copy);
   }
-  EXPECT_EQ(blocks_alive, before);
+  EXPECT_EQ(AllocationsAlive(), before);
 }
 
 // Not able to leave a shared block while it is assigned or appended: nobody could go on with a
@@ -218,7 +184,7 @@ TYPED_TEST(BasicStringDeathTest, AnAssignmentOrAppendThatCannotLeaveASharedBlock
     S string = PatternOf<S>(50);
     const S other = string;
     const auto run = [&] {
-      const Requests requests(0);
+      const AllocationQuota quota(0);
       try {
         operation.run(string, text);
       } catch (...) {

@@ -204,205 +204,36 @@ class Drive {
   }
   bool Often() { return Upto(2) != 0; }
 
+  /// What an operation works on.
+  struct Subject {
+    S& s;
+    Model<S>& m;  ///< of `s`
+    S& other;     ///< may be `s`
+    Model<S>& other_m;
+    std::size_t size;  ///< of `s`
+    std::size_t at;    ///< a position in `s`
+  };
+  /// Does the same to a string and to its model. All are drawn equally often.
+  struct Operation {
+    const char* name;
+    void (*run)(Drive&, const Subject&);
+  };
+  static const Operation kOperations[26];
+
   void Step() {
     const std::size_t a = Upto(kPool - 1);
     const std::size_t b = Upto(kPool - 1);
-    S& s = strings_[a];
-    Model<S>& m = models_[a];
-    const std::size_t size = m.text.size();
-    const std::size_t at = Upto(size);
+    const std::size_t size = models_[a].text.size();
+    const Subject on{strings_[a], models_[a], strings_[b], models_[b], size, Upto(size)};
     if (size > 40000) {
-      s.clear();
-      m.Resize(0, false);
+      on.s.clear();
+      on.m.Resize(0, false);
       return;
     }
-    const std::size_t which = Upto(std::size(ran_) - 1);
+    const std::size_t which = Upto(std::size(kOperations) - 1);
     ++ran_[which];
-    switch (which) {
-      case 0: {
-        operation_ = "construct";
-        const Std text = RandomText(Length());
-        s = S(text.data(), text.size());
-        m = Model<S>::Made(text);
-        break;
-      }
-      case 1:
-        operation_ = "copy";
-        s = S(strings_[b]);
-        m = Model<S>(models_[b]);
-        break;
-      case 2:
-        operation_ = "copy assign";
-        s = strings_[b];
-        m = models_[b];
-        break;
-      case 3: {
-        operation_ = "move";
-        s = std::move(strings_[b]);
-        if (a != b) m = std::exchange(models_[b], {});
-        break;
-      }
-      case 4:
-        operation_ = "swap";
-        s.swap(strings_[b]);
-        std::swap(m, models_[b]);
-        break;
-      case 5: {
-        operation_ = "assign";
-        const View source = Part();
-        const Std text(source);
-        s.assign(source.data(), source.size());
-        m.Assign(text);
-        break;
-      }
-      case 6: {
-        operation_ = "assign new text";
-        const Std text = RandomText(Length());
-        s = View(text);
-        m.Assign(text);
-        break;
-      }
-      case 7: {
-        operation_ = "append";
-        const View source = Part();
-        const Std text(source);
-        s.append(source.data(), source.size());
-        m.Append(text);
-        break;
-      }
-      case 8: {
-        operation_ = "append a part of another string";
-        const std::size_t from = Upto(models_[b].text.size());
-        const std::size_t count = Upto(40);
-        const Std text = models_[b].text.substr(from, count);
-        s.append(strings_[b], from, count);
-        m.Append(text);
-        break;
-      }
-      case 9: {
-        operation_ = "append units";
-        const std::size_t count = Length();
-        const C unit = Unit();
-        s.append(count, unit);
-        m.Append(Std(count, unit));
-        break;
-      }
-      case 10: {
-        operation_ = "push back";
-        for (std::size_t i = Upto(30); i > 0; --i) {
-          const C unit = Unit();
-          s.push_back(unit);
-          m.Append(Std(1, unit));
-        }
-        break;
-      }
-      case 11: {
-        operation_ = "append a list";
-        const Std text = RandomText(Upto(40));
-        const std::list<C> list(text.begin(), text.end());
-        s.append(list.begin(), list.end());
-        m.Append(text);
-        break;
-      }
-      case 12:
-        operation_ = "pop back";
-        if (size == 0) break;
-        s.pop_back();
-        m.Resize(size - 1, false);
-        break;
-      case 13: {
-        operation_ = "insert";
-        const View source = Part();
-        const Std text(source);
-        s.insert(at, source);
-        m.Insert(at, text);
-        break;
-      }
-      case 14: {
-        operation_ = "erase";
-        const std::size_t count = Often() ? Upto(20) : Upto(size);
-        s.erase(at, count);
-        m.Erase(at, count);
-        break;
-      }
-      case 15: {
-        operation_ = "replace";
-        const std::size_t count = Upto(size - at);
-        const View source = Part();
-        Std text = m.text;
-        text.replace(at, count, Std(source));
-        s.replace(at, count, source);
-        m = Model<S>::Made(text);
-        break;
-      }
-      case 16: {
-        operation_ = "replace all";
-        const Std pattern = RandomText(Upto(3));
-        const Std replacement = Often() ? RandomText(Upto(4)) : RandomText(pattern.size());
-        const std::int64_t count = s.replace_all(pattern, replacement);
-        EXPECT_EQ(count, m.ReplaceAll(pattern, replacement));
-        break;
-      }
-      case 17: {
-        operation_ = "resize";
-        const std::size_t count = Often() ? Length() : Upto(size);
-        const C unit = Unit();
-        s.resize(count, unit);
-        m.Resize(count, false, unit);
-        break;
-      }
-      case 18: {
-        operation_ = "reserve";
-        const std::size_t count = Length();
-        s.reserve(count);
-        m.Reserve(count);
-        break;
-      }
-      case 19:
-        operation_ = "clear";
-        s.clear();
-        m.Resize(0, false);
-        break;
-      case 20:
-        operation_ = "write a unit";
-        if (size == 0) break;
-        m.MakeUnique();
-        m.text[at % size] = s[at % size] = Unit();
-        break;
-      case 21: {
-        operation_ = "part";
-        const std::size_t count = Often() ? Upto(30) : size;
-        const std::size_t from = Often() ? 0 : at;
-        Std text = m.text.substr(from, count);
-        s = s.substr(from, count);
-        if (text.size() != size) m = Model<S>::Made(std::move(text));
-        break;
-      }
-      case 22:
-        operation_ = "concatenate";
-        s = s + strings_[b];
-        m = Model<S>::Made(m.text + models_[b].text);
-        break;
-      case 23: {
-        operation_ = "sort";
-        std::ranges::sort(s);
-        m.MakeUnique();
-        std::ranges::sort(m.text);
-        break;
-      }
-      case 24: {
-        operation_ = "refused";
-        EXPECT_THROW(s.erase(size + 1), std::out_of_range);
-        EXPECT_THROW(s.insert(size + 1, View()), std::out_of_range);
-        EXPECT_THROW(s.append(s, size + 1), std::out_of_range);
-        EXPECT_THROW(s.reserve(static_cast<std::size_t>(-1)), std::length_error);
-        break;
-      }
-      default:
-        operation_ = "read";
-        Read(strings_[a], m.text);
-        break;
-    }
+    operation_ = kOperations[which].name;
+    kOperations[which].run(*this, on);
   }
 
   void Read(const S& s, const Std& model) {
@@ -453,8 +284,175 @@ class Drive {
   std::vector<S> strings_;
   std::vector<Model<S>> models_;
   const char* operation_ = "";
-  int ran_[26] = {};
+  int ran_[std::size(kOperations)] = {};
   int shared_seen_ = 0, short_heap_seen_ = 0, long_seen_ = 0;
+};
+
+template <class S>
+const typename Drive<S>::Operation Drive<S>::kOperations[26] = {
+    {"construct",
+     [](Drive& d, const Subject& on) {
+       const Std text = d.RandomText(d.Length());
+       on.s = S(text.data(), text.size());
+       on.m = Model<S>::Made(text);
+     }},
+    {"copy",
+     [](Drive&, const Subject& on) {
+       on.s = S(on.other);
+       on.m = Model<S>(on.other_m);
+     }},
+    {"copy assign",
+     [](Drive&, const Subject& on) {
+       on.s = on.other;
+       on.m = on.other_m;
+     }},
+    {"move",
+     [](Drive&, const Subject& on) {
+       on.s = std::move(on.other);
+       if (&on.m != &on.other_m) on.m = std::exchange(on.other_m, {});
+     }},
+    {"swap",
+     [](Drive&, const Subject& on) {
+       on.s.swap(on.other);
+       std::swap(on.m, on.other_m);
+     }},
+    {"assign",
+     [](Drive& d, const Subject& on) {
+       const View source = d.Part();
+       const Std text(source);
+       on.s.assign(source.data(), source.size());
+       on.m.Assign(text);
+     }},
+    {"assign new text",
+     [](Drive& d, const Subject& on) {
+       const Std text = d.RandomText(d.Length());
+       on.s = View(text);
+       on.m.Assign(text);
+     }},
+    {"append",
+     [](Drive& d, const Subject& on) {
+       const View source = d.Part();
+       const Std text(source);
+       on.s.append(source.data(), source.size());
+       on.m.Append(text);
+     }},
+    {"append a part of another string",
+     [](Drive& d, const Subject& on) {
+       const std::size_t from = d.Upto(on.other_m.text.size());
+       const std::size_t count = d.Upto(40);
+       const Std text = on.other_m.text.substr(from, count);
+       on.s.append(on.other, from, count);
+       on.m.Append(text);
+     }},
+    {"append units",
+     [](Drive& d, const Subject& on) {
+       const std::size_t count = d.Length();
+       const C unit = d.Unit();
+       on.s.append(count, unit);
+       on.m.Append(Std(count, unit));
+     }},
+    {"push back",
+     [](Drive& d, const Subject& on) {
+       for (std::size_t i = d.Upto(30); i > 0; --i) {
+         const C unit = d.Unit();
+         on.s.push_back(unit);
+         on.m.Append(Std(1, unit));
+       }
+     }},
+    {"append a list",
+     [](Drive& d, const Subject& on) {
+       const Std text = d.RandomText(d.Upto(40));
+       const std::list<C> list(text.begin(), text.end());
+       on.s.append(list.begin(), list.end());
+       on.m.Append(text);
+     }},
+    {"pop back",
+     [](Drive&, const Subject& on) {
+       if (on.size == 0) return;
+       on.s.pop_back();
+       on.m.Resize(on.size - 1, false);
+     }},
+    {"insert",
+     [](Drive& d, const Subject& on) {
+       const View source = d.Part();
+       const Std text(source);
+       on.s.insert(on.at, source);
+       on.m.Insert(on.at, text);
+     }},
+    {"erase",
+     [](Drive& d, const Subject& on) {
+       const std::size_t count = d.Often() ? d.Upto(20) : d.Upto(on.size);
+       on.s.erase(on.at, count);
+       on.m.Erase(on.at, count);
+     }},
+    {"replace",
+     [](Drive& d, const Subject& on) {
+       const std::size_t count = d.Upto(on.size - on.at);
+       const View source = d.Part();
+       Std text = on.m.text;
+       text.replace(on.at, count, Std(source));
+       on.s.replace(on.at, count, source);
+       on.m = Model<S>::Made(text);
+     }},
+    {"replace all",
+     [](Drive& d, const Subject& on) {
+       const Std pattern = d.RandomText(d.Upto(3));
+       const Std replacement =
+           d.Often() ? d.RandomText(d.Upto(4)) : d.RandomText(pattern.size());
+       const std::int64_t count = on.s.replace_all(pattern, replacement);
+       EXPECT_EQ(count, on.m.ReplaceAll(pattern, replacement));
+     }},
+    {"resize",
+     [](Drive& d, const Subject& on) {
+       const std::size_t count = d.Often() ? d.Length() : d.Upto(on.size);
+       const C unit = d.Unit();
+       on.s.resize(count, unit);
+       on.m.Resize(count, false, unit);
+     }},
+    {"reserve",
+     [](Drive& d, const Subject& on) {
+       const std::size_t count = d.Length();
+       on.s.reserve(count);
+       on.m.Reserve(count);
+     }},
+    {"clear",
+     [](Drive&, const Subject& on) {
+       on.s.clear();
+       on.m.Resize(0, false);
+     }},
+    {"write a unit",
+     [](Drive& d, const Subject& on) {
+       if (on.size == 0) return;
+       on.m.MakeUnique();
+       on.m.text[on.at % on.size] = on.s[on.at % on.size] = d.Unit();
+     }},
+    {"part",
+     [](Drive& d, const Subject& on) {
+       const std::size_t count = d.Often() ? d.Upto(30) : on.size;
+       const std::size_t from = d.Often() ? 0 : on.at;
+       Std text = on.m.text.substr(from, count);
+       on.s = on.s.substr(from, count);
+       if (text.size() != on.size) on.m = Model<S>::Made(std::move(text));
+     }},
+    {"concatenate",
+     [](Drive&, const Subject& on) {
+       on.s = on.s + on.other;
+       on.m = Model<S>::Made(on.m.text + on.other_m.text);
+     }},
+    {"sort",
+     [](Drive&, const Subject& on) {
+       std::ranges::sort(on.s);
+       on.m.MakeUnique();
+       std::ranges::sort(on.m.text);
+     }},
+    {"refused",
+     [](Drive&, const Subject& on) {
+       EXPECT_THROW(on.s.erase(on.size + 1), std::out_of_range);
+       EXPECT_THROW(on.s.insert(on.size + 1, View()), std::out_of_range);
+       EXPECT_THROW(on.s.append(on.s, on.size + 1), std::out_of_range);
+       EXPECT_THROW(on.s.reserve(static_cast<std::size_t>(-1)), std::length_error);
+     }},
+    {"read", [](Drive& d, const Subject& on) { d.Read(on.s, on.m.text); }},
 };
 
 class BasicStringProperty : public ScratchTest {};

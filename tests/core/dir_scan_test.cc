@@ -385,6 +385,19 @@ TEST_F(DirScanTest, AnEmptyHomeIsTheEmptyText) {
   EXPECT_EQ(GetHomeDirectory(), u"");
 }
 
+TEST_F(DirScanTest, AHomeIsNamedWhereItsNameComesBack) {
+  for (const char* const name : {"/h", "/", "", "/h\xC3\xA9"}) {
+    setenv("HOME", name, 1);
+    EXPECT_TRUE(IsHomeNamed()) << name;
+  }
+  for (const char* const name : {"/\xFF", "/\U0001F600", "/\U00020000/t", "/\U0001D800"}) {
+    setenv("HOME", name, 1);
+    EXPECT_FALSE(IsHomeNamed()) << name;
+  }
+  unsetenv("HOME");
+  EXPECT_TRUE(IsHomeNamed()) << "that of the account then";
+}
+
 TEST_F(DirScanTest, JoiningInsertsNoSeparator) {
   EXPECT_EQ(ConcatPath(u"/tmp", u"x"), u"/tmpx");
   EXPECT_EQ(ConcatPath(u"/tmp/", u"*"), u"/tmp/*");

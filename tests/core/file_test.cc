@@ -101,9 +101,7 @@ class AnotherUser {
   AnotherUser() : was_root_(geteuid() == 0), is_other_(!was_root_ || seteuid(65534) == 0) {}
   AnotherUser(const AnotherUser&) = delete;
   AnotherUser& operator=(const AnotherUser&) = delete;
-  ~AnotherUser() {
-    EXPECT_TRUE(!was_root_ || seteuid(0) == 0);
-  }
+  ~AnotherUser() { EXPECT_TRUE(!was_root_ || seteuid(0) == 0); }
   explicit operator bool() const { return is_other_; }
 
  private:
@@ -564,6 +562,32 @@ TEST_F(FileTest, ClosingDoesNotResetTheLastError) {
   FailToOpen();
   EXPECT_EQ(FileClose(handle), 0u);
   EXPECT_EQ(FileGetLastError(), FILE_ERR_NOT_FOUND);
+}
+
+TEST_F(FileTest, AnOwnedFileIsClosedAtItsEndAndKeepsErrno) {
+  int descriptor = -1;
+  {
+    OwnedFile file;
+    EXPECT_FALSE(file);
+    ASSERT_EQ(Open(Make("file", "x"), FILE_ACCESS_READ, FILE_OPEN_EXISTING, &file.handle), FILE_OK);
+    EXPECT_TRUE(file);
+    descriptor = file.descriptor();
+    EXPECT_NE(fcntl(descriptor, F_GETFD), -1);
+    errno = ENOSPC;
+  }
+  EXPECT_EQ(errno, ENOSPC);
+  EXPECT_EQ(fcntl(descriptor, F_GETFD), -1);
+  errno = ENOSPC;
+  { const OwnedFile closed_by_others(descriptor); }
+  EXPECT_EQ(errno, ENOSPC);
+}
+
+TEST_F(FileTest, AnOwnedFileIsClosedOnlyOnce) {
+  OwnedFile file(open("/dev/null", O_RDONLY));
+  EXPECT_EQ(file.Close(), FILE_OK);
+  EXPECT_FALSE(file);
+  EXPECT_EQ(file.Close(), FILE_OK) << "there is nothing left to close";
+  EXPECT_EQ(OwnedFile(Closed()).Close(), FILE_ERR_INVALID_PARAMETER);
 }
 
 // --- Times --------------------------------------------------------------------------------------

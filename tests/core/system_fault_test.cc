@@ -240,6 +240,28 @@ TEST_F(SystemFaultTest, TheHomeDirectoryIsTheFirstWord) {
   EXPECT_EQ(system_.words_freed, 3);
 }
 
+TEST_F(SystemFaultTest, TheHomeIsNamedWhereTheNameThatTheSystemGivesComesBack) {
+  std::string word;
+  char* list[] = {nullptr, nullptr};
+  system_.words = [&](wordexp_t* words) {
+    list[0] = word.data();
+    words->we_wordc = 1;
+    words->we_wordv = list;
+    return 0;
+  };
+  unsetenv("HOME");  // the account's is taken then, and may lose bits as any other
+  for (const char* const name : {"/h", "/", "", "/h\xC3\xA9"}) {
+    word = name;
+    EXPECT_TRUE(IsHomeNamed()) << name;
+  }
+  for (const char* const name : {"/\xFF", "/\U0001F600", "/\U00020000/t", "/\U0001D800"}) {
+    word = name;
+    EXPECT_FALSE(IsHomeNamed()) << name;
+  }
+  system_.words = [](wordexp_t*) { return WRDE_SYNTAX; };
+  EXPECT_TRUE(IsHomeNamed()) << "no home is the empty name";
+}
+
 TEST_F(SystemFaultTest, AHomeDirectoryThatCannotBeExpandedIsEmptyAndOnlyNoMemoryLeavesWordsToFree) {
   for (const int code : {WRDE_BADCHAR, WRDE_BADVAL, WRDE_CMDSUB, WRDE_SYNTAX, WRDE_NOSPACE}) {
     SCOPED_TRACE(code);

@@ -32,12 +32,14 @@
 #include <functional>
 #include <optional>
 
+#include "core/text.h"
 #include "l10n/string_table.h"
 #include "tests/support/scratch.h"
 #include "wizard/installer_dlg.h"
 #include "wizard/message.h"
 #include "wizard/qt/message_dialog.h"
 #include "wizard/qt/widgets.h"
+#include "wizard/toolkit_text.h"
 
 namespace quarn::testing {
 namespace {
@@ -633,6 +635,23 @@ TEST_F(FolderChooserTest, HandsOverThePathWhenTheUserConfirms) {
   chooser_->findChild<QLineEdit*>("fileNameEdit")->setText(QString::fromStdString(folder.string()));
   Press(chooser_->findChild<QLineEdit*>("fileNameEdit"), Qt::Key_Return);
   EXPECT_THAT(chosen_, ::testing::ElementsAre(stdx::string(folder.string())));
+}
+
+// Qt takes the names of files for UTF-8 in every locale; their bytes must stay what they are.
+TEST_F(FolderChooserTest, HandsOverTheTextThatNamesTheFolderInAnEightBitLocale) {
+  const std::string locale = (root() / "ru.KOI8-R").string();
+  if (std::system(("localedef -c -i C -f KOI8-R " + locale + " 2>/dev/null").c_str()) != 0) {
+    GTEST_SKIP() << "no sources of locales on this system";
+  }
+  setenv("LOCPATH", root().c_str(), 1);
+  setenv("LC_ALL", "ru.KOI8-R", 1);
+  const std::filesystem::path folder = root() / "дом";
+  std::filesystem::create_directories(folder);
+  chooser_->findChild<QLineEdit*>("fileNameEdit")->setText(QString::fromStdString(folder.string()));
+  Press(chooser_->findChild<QLineEdit*>("fileNameEdit"), Qt::Key_Return);
+  ASSERT_EQ(chosen_.size(), 1u);
+  EXPECT_EQ(ToNarrow(FromToolkit(chosen_[0])), stdx::string(folder.string()));
+  unsetenv("LOCPATH");
 }
 
 TEST_F(FolderChooserTest, HandsOverNothingWhenTheUserCancels) {

@@ -2,7 +2,7 @@
 """Runs one scenario against one executable of the wizard.
 
     run_scenario.py --list [--bridge qt]
-    run_scenario.py --bridge qt --setup bin/setup --tpk bin/tpk --texts l10n/texts SCENARIO
+    run_scenario.py --bridge qt --setup bin/setup --tpk bin/tpk --tree . SCENARIO
 
 Needs root or user namespaces: a scenario gets a /tmp, a /var/tmp and processes of its own. Exit status 0 when it holds,
 1 when not, 77 when this machine lacks something that only some scenarios need.
@@ -28,7 +28,7 @@ def main():
     parser.add_argument("--bridge", choices=BRIDGES)
     parser.add_argument("--setup", help="the wizard's executable")
     parser.add_argument("--tpk", help="the kit tool")
-    parser.add_argument("--texts", help="the directory of the translations")
+    parser.add_argument("--tree", type=pathlib.Path, help="the source tree, for its texts")
     parser.add_argument("--keep", metavar="DIR", help="copy pictures and logs of a failure to this directory")
     parser.add_argument("scenario", nargs="?", choices=SCENARIOS)
     arguments = parser.parse_args()
@@ -38,7 +38,7 @@ def main():
         return 0
 
     sandbox.enter()
-    texts = read_texts(arguments.texts)
+    texts = read_texts(arguments.tree)
     files = {"setup": arguments.setup, "tpk": arguments.tpk}
     bundle = pathlib.Path(arguments.setup).parent / "Setup.app"
     if bundle.exists():
@@ -59,11 +59,16 @@ def main():
 
 
 def read_texts(directory):
-    """All texts, by language and id."""
-    texts = {}
-    for file in pathlib.Path(directory).glob("*.inc"):
-        texts[file.stem] = dict(re.findall(r'QUARN_TEXT\((\w+), "(.*)"\)', file.read_text()))
-    return texts
+    """What each language shows, in the order of the program's list: texts by language and id."""
+
+    def read(file):
+        lines = (directory / file).read_text()
+        included = re.search(r'#include "(.*)"', lines)
+        return read(included[1]) if included else dict(re.findall(r'QUARN_TEXT\((\w+), "(.*)"\)', lines))
+
+    lines = (directory / "l10n/languages.inc").read_text()
+    languages = re.findall(r"^QUARN_LANGUAGE\(\d+, (\w+), (\w+)\)", lines, re.M)
+    return {code: read(f"l10n/texts/{table}.inc") for code, table in languages}
 
 
 def keep_traces(world, name):

@@ -2,7 +2,6 @@
 
 import re
 import shutil
-import subprocess
 
 from desktop import run
 

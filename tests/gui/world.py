@@ -84,8 +84,13 @@ class World:
         key = "ConfigurationTemplatesLocation="
         return [line.removeprefix(key) for line in lines if line.startswith(key)]
 
+    @property
+    def languages(self):
+        """The codes that a user can choose."""
+        return list(self._texts)
+
     def text(self, text_id, language="en"):
-        """A text as the translator's file has it."""
+        """A text as the file that the language shows has it."""
         return self._texts[language][text_id]
 
     # --- Making things ---

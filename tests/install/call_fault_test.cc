@@ -3,8 +3,6 @@
 // directory as it was.
 #include <gtest/gtest.h>
 #include <sys/vfs.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <iostream>
@@ -15,7 +13,8 @@
 
 #include "tests/install/installation.h"
 #include "tests/install/tree_state.h"
-#include "tests/support/allocation_limit.h"
+#include "tests/support/allocations.h"
+#include "tests/support/child.h"
 #include "tests/support/private_mounts.h"
 #include "tests/support/system_calls.h"
 
@@ -93,15 +92,19 @@ class CallFaultTest : public InstallTest,
   stdx::u16string Staged() const { return U16(tmp() / "kstage1/"); }
   std::uint32_t RunPass(const stdx::u16string& staging) {
     RestoringTransaction transaction(installation_->data.file_system(), staging);
-    return InstallPass<Installation<DirectFileSystem>::Data, decltype(transaction)>(
-               transaction, &installation_->record)
-        .Run([] {});
+    const std::uint32_t code =
+        InstallPass<Installation<DirectFileSystem>::Data, decltype(transaction)>(
+            transaction, &installation_->record)
+            .Run([] {});
+    left_ = transaction.TakeSteps();
+    return code;
   }
 
   std::optional<PrivateVolume> here_, elsewhere_;
   std::optional<Installation<DirectFileSystem>> installation_;
   TreeState before_, temporary_before_;
   std::vector<std::string> calls_;
+  std::vector<UndoStep> left_;  // of the last pass, to be undone
 };
 
 /// Whether `state` is the installed tree, but for one file: one that could not be seen to be up to
@@ -203,6 +206,11 @@ TEST_P(CallFaultTest, AFailureOfAnyCallOfARollbackLosesNoFile) {
         if (name.starts_with("kstage1/")) continue;
         ASSERT_EQ(node, temporary_before_[name]) << name;
       }
+      // Tried again, all of it is undone.
+      DirectFileSystem files;
+      ASSERT_EQ(Undo(files, Staged(), left_), 0);
+      ASSERT_EQ(ReachedFrom(target()), before_);
+      ASSERT_EQ(StateOf(tmp()), temporary_before_);
       ++faults;
     }
   }
@@ -226,17 +234,13 @@ TEST_P(CallFaultTest, ARequestForMemoryThatFailsLeavesTheTargetAsItWasOrInstalle
   for (std::size_t nth = 1; nth <= requests; ++nth) {
     SCOPED_TRACE("request " + std::to_string(nth));
     Restore();
-    const pid_t child = fork();
-    if (child == 0) {
+    const int result = ResultOfChild([&] {
       const stdx::u16string staging = Staged();
       const AllocationFault fault(nth);
-      _exit(RunPass(staging) == 0 ? 0 : 1);
-    }
-    ASSERT_GT(child, 0);
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status)) << "ended by signal " << WTERMSIG(status);
-    const bool failed = WEXITSTATUS(status) != 0;
+      return RunPass(staging) == 0 ? 0 : 1;
+    });
+    ASSERT_GE(result, 0) << "ended by signal " << -result;
+    const bool failed = result != 0;
     as_before += failed ? 1 : 0;
     ASSERT_EQ(ReachedFrom(target()), failed ? before_ : installed);
     ASSERT_EQ(StateOf(tmp()), temporary_before_);

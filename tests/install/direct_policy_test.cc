@@ -77,18 +77,23 @@ class DirectPolicyTest : public InstallTest {
     return builder;
   }
   static KitBuilder FailingVariety() { return Variety().FileAt(u"last\\one", 0, 0x10000000); }
+
+  /// A pass that fails at the end of `FailingVariety` changes nothing.
+  void ExpectACompleteRollback() {
+    const TreeMap before = Tree(target());
+    const auto details = AllDetails();
+    Installation<DirectFileSystem> installation(FailingVariety(), kit(), target());
+    const TreeMap temporary = Tree(tmp());
+    EXPECT_EQ(installation.Run(), 87u);
+    EXPECT_EQ(Tree(target()), before);
+    EXPECT_EQ(AllDetails(), details);
+    EXPECT_EQ(Tree(tmp()), temporary);
+  }
 };
 
 TEST_F(DirectPolicyTest, ARollbackBringsBackContentsTimesModesOwnersAndLinks) {
   WriteVariety();
-  const TreeMap before = Tree(target());
-  const auto details = AllDetails();
-  Installation<DirectFileSystem> installation(FailingVariety(), kit(), target());
-  const TreeMap temporary = Tree(tmp());
-  EXPECT_EQ(installation.Run(), 87u);
-  EXPECT_EQ(Tree(target()), before);
-  EXPECT_EQ(AllDetails(), details);
-  EXPECT_EQ(Tree(tmp()), temporary);
+  ExpectACompleteRollback();
 }
 
 TEST_F(DirectPolicyTest, TheSameKitInstallsWithoutItsLastFile) {
@@ -149,12 +154,21 @@ TEST_F(DirectPolicyTest, EveryStepIsNotedInTheOrderInWhichItWasMade) {
       KitBuilder().File(u"old", "1").File(u"d\\e\\new", "2"), kit(), target());
   ASSERT_EQ(installation.Run(), 0u);
   using Kind = UndoStep::Kind;
-  EXPECT_EQ(installation.steps,
-            (std::vector<UndoStep>{{Kind::kDirectoryMade, U16(tmp() / "kstage0/"), 0},
-                                   {Kind::kFileReplaced, U16(target() / "old"), 0},
-                                   {Kind::kDirectoryMade, U16(target() / "d"), 0},
-                                   {Kind::kDirectoryMade, U16(target() / "d/e"), 0},
-                                   {Kind::kFileMade, U16(target() / "d/e/new"), 1}}));
+  std::vector<std::pair<Kind, stdx::u16string>> steps;
+  for (const UndoStep& step : installation.steps) steps.push_back({step.kind, step.path});
+  EXPECT_EQ(steps, (std::vector<std::pair<Kind, stdx::u16string>>{
+                       {Kind::kDirectoryMade, U16(tmp() / "kstage0/")},
+                       {Kind::kFileReplaced, U16(target() / "old")},
+                       {Kind::kFileMade, U16(target() / "old")},
+                       {Kind::kDirectoryMade, U16(target() / "d")},
+                       {Kind::kDirectoryMade, U16(target() / "d/e")},
+                       {Kind::kFileMade, U16(target() / "d/e/new")}}));
+  for (const UndoStep& step : installation.steps) {
+    if (step.kind != Kind::kFileMade) continue;
+    EXPECT_EQ(step.made.size, 1u);
+    EXPECT_EQ(step.made.seconds, kKitTime);
+    EXPECT_FALSE(step.made.is_in_work);
+  }
 }
 
 TEST_F(DirectPolicyTest, ADirectoryWhereAFileIsToGoIsAFailureAndStays) {
@@ -219,31 +233,81 @@ TEST_F(DirectPolicyTest, ACopyReadsNoMoreThanTheFile) {
       target());
   ASSERT_EQ(installation.Run(), 0u);
   std::vector<std::uint32_t> reads;
-  for (const auto& call : FaultScript::Get().calls()) {
+  for (const auto& call : installation.script.calls()) {
     if (call.op == Op::kFileRead) reads.push_back(call.count);
   }
   EXPECT_EQ(reads, (std::vector<std::uint32_t>{1, 1048576, 1}));
 }
 
 // The staging directory then holds the only copy that is left.
-TEST_F(DirectPolicyTest, AFileThatCannotBePutBackKeepsTheStagingDirectory) {
+TEST_F(DirectPolicyTest, AFileThatCannotBePutBackKeepsTheStagingDirectoryAndTheStepsBeforeIt) {
   for (const Fault& fault : {Code(87), Fault{Fault::Kind::kLengthError}}) {
     WriteOld("a/one", "old one");
     WriteOld("b/two", "old two");
+    const TreeMap before = Tree(target());
     Installation<Faulty> installation(KitBuilder()
                                           .File(u"a\\one", "new")
                                           .File(u"b\\two", "new")
                                           .File(u"new\\new", "new")
                                           .FileAt(u"z", 0, 1000),
                                       kit(), target());
-    FaultScript::Get().OnPath(Op::kMove, std::u16string(U16(tmp() / "kstage0/1").view()), fault);
+    installation.script.OnPath(Op::kMove, std::u16string(U16(tmp() / "kstage0/1").view()), fault);
     EXPECT_EQ(installation.Run(), 87u);
-    EXPECT_EQ(ReadFile(target() / "a/one"), "old one");
-    EXPECT_FALSE(fs::exists(target() / "new")) << "all else is undone";
+    EXPECT_FALSE(fs::exists(target() / "new")) << "undone before";
     EXPECT_FALSE(fs::exists(target() / "z"));
+    EXPECT_EQ(ReadFile(tmp() / "kstage0/0"), "old one");
     EXPECT_EQ(ReadFile(tmp() / "kstage0/1"), "old two");
+    // The second try has only what is left to do.
+    DirectFileSystem files;
+    EXPECT_EQ(Undo(files, U16(tmp() / "kstage0/"), installation.steps), 0);
+    EXPECT_EQ(Tree(target()), before);
+    EXPECT_TRUE(installation.steps.empty());
+    EXPECT_FALSE(fs::exists(tmp() / "kstage0"));
+  }
+}
+
+// --- What others do meanwhile --------------------------------------------------------------------
+
+TEST_F(DirectPolicyTest, AFileThatOthersMakeInTheWayIsAFailureAndNeitherOfTheTwoIsLost) {
+  for (const Op op : {Op::kFileOpen, Op::kLook}) {
+    SCOPED_TRACE(static_cast<int>(op));
+    WriteOld("f", "old");
+    Installation<Faulty> installation(KitBuilder().File(u"f", "new"), kit(), target());
+    // Behind the move, before the file is created.
+    installation.script.OnPath(
+        Op::kMove, std::u16string(U16(target() / "f").view()), Meanwhile([&] {
+          installation.script.OnPath(Op::kFileOpen, std::u16string(U16(target() / "f").view()),
+                                     Meanwhile([&] { WriteFile(target() / "f", "foreign"); }));
+        }));
+    EXPECT_EQ(installation.Run(), 87u);
+    EXPECT_EQ(ReadFile(target() / "f"), "foreign");
+    EXPECT_EQ(ReadFile(tmp() / "kstage0/0"), "old");
+    EXPECT_FALSE(installation.steps.empty());
+    fs::remove(target() / "f");
     fs::remove_all(tmp() / "kstage0");
   }
+}
+
+TEST_F(DirectPolicyTest, AnInstalledFileThatOthersChangeBeforeTheRollbackStays) {
+  Installation<Faulty> installation(KitBuilder().File(u"a", "new").FileAt(u"z", 0, 1000), kit(),
+                                    target());
+  installation.script.OnPath(Op::kFileOpen, std::u16string(U16(target() / "z").view()),
+                             Meanwhile([&] { WriteFile(target() / "a", "changed"); }));
+  EXPECT_EQ(installation.Run(), 87u);
+  EXPECT_EQ(Tree(target()), (TreeMap{{"a", "changed"}}));
+}
+
+TEST_F(DirectPolicyTest, AFailureWhoseRollbackLacksMemoryIsRolledBackOnce) {
+  WriteOld("a", "old");
+  Installation<Faulty> installation(KitBuilder().File(u"a", "new").FileAt(u"z", 0, 1000), kit(),
+                                    target());
+  installation.script.OnPath(Op::kRemoveFile, std::u16string(U16(target() / "z").view()),
+                             {Fault::Kind::kNoMemory});
+  EXPECT_EQ(installation.Run(), 87u);
+  EXPECT_FALSE(installation.steps.empty()) << "it did not work twice either";
+  DirectFileSystem files;
+  EXPECT_EQ(Undo(files, U16(tmp() / "kstage0/"), installation.steps), 0);
+  EXPECT_EQ(Tree(target()), (TreeMap{{"a", "old"}}));
 }
 
 // --- Staging on another volume -------------------------------------------------------------------
@@ -258,16 +322,9 @@ TEST_F(DirectPolicyVolumeTest, ARollbackFromAnotherVolumeBringsEverythingBack) {
   // A copy is a file of its own, and a link's copy has a time of its own.
   fs::remove(target() / "a/other name");
   fs::remove(target() / "a/dangling");
-  const TreeMap before = Tree(target());
-  const auto details = AllDetails();
   const PrivateVolume volume(tmp().string(), 16 << 20);
   ASSERT_TRUE(volume.mounted());
-  Installation<DirectFileSystem> installation(FailingVariety(), kit(), target());
-  const TreeMap temporary = Tree(tmp());
-  EXPECT_EQ(installation.Run(), 87u);
-  EXPECT_EQ(Tree(target()), before);
-  EXPECT_EQ(AllDetails(), details);
-  EXPECT_EQ(Tree(tmp()), temporary);
+  ExpectACompleteRollback();
 }
 
 TEST_F(DirectPolicyVolumeTest, AnInstallationWithItsStagingOnAnotherVolumeSucceeds) {

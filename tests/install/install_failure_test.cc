@@ -50,6 +50,7 @@ class InstallFailureTest : public InstallTest {
     temporary_before_ = Tree(tmp());
   }
   Installation<Policy>& installation() { return *installation_; }
+  FaultScript& script() { return installation_->script; }
   std::u16string InTarget(const char* path) const {
     return std::u16string(U16(target() / path).view());
   }
@@ -147,7 +148,7 @@ TYPED_TEST(InstallFailureTest, PercentsAreTheIntegerPartOfTheShareDone) {
 TEST_F(OrdinaryFailureTest, WithoutATemporaryDirectoryNothingIsTouched) {
   Prepare();
   const TreeMap temporary = Tree(tmp());
-  FaultScript::Get().On(Op::kGetTempDirectory, 1, Code(6));
+  script().On(Op::kGetTempDirectory, 1, Code(6));
   EXPECT_EQ(installation().Run(), 6u);
   ExpectStatuses(-1, 6);
   EXPECT_EQ(Tree(target()), Before({}, {}));
@@ -156,7 +157,7 @@ TEST_F(OrdinaryFailureTest, WithoutATemporaryDirectoryNothingIsTouched) {
 
 TEST_F(OrdinaryFailureTest, ATemporaryDirectoryThatCannotBeMadeCostsItself) {
   Prepare();
-  FaultScript::Get().OnPath(Op::kMakeDirectory, InTemporary(""), Code(87));
+  script().OnPath(Op::kMakeDirectory, InTemporary(""), Code(87));
   EXPECT_EQ(installation().Run(), 87u);
   ExpectStatuses(-1, 87);
   ExpectRolledBack({});
@@ -164,7 +165,7 @@ TEST_F(OrdinaryFailureTest, ATemporaryDirectoryThatCannotBeMadeCostsItself) {
 
 TYPED_TEST(InstallFailureTest, AStagingDirectoryThatCannotBeMadeCostsTheTemporaryDirectory) {
   this->Prepare();
-  FaultScript::Get().OnPath(Op::kMakeDirectory, this->InTemporary("kstage0/"), Code(87));
+  this->script().OnPath(Op::kMakeDirectory, this->InTemporary("kstage0/"), Code(87));
   EXPECT_EQ(this->installation().Run(), 87u);
   this->ExpectStatuses(-1, 87);
   this->ExpectRolledBack({});
@@ -176,7 +177,7 @@ TYPED_TEST(InstallFailureTest, AFailingBackupMoveEndsThePass) {
   for (const std::uint32_t code : {1u, 4u, 87u, 1013u}) {
     this->Prepare();
     // A restoring pass moves nothing where nothing is.
-    FaultScript::Get().On(Op::kMove, TestFixture::kRestores ? 2 : 3, Code(code));
+    this->script().On(Op::kMove, TestFixture::kRestores ? 2 : 3, Code(code));
     EXPECT_EQ(this->installation().Run(), code);
     this->ExpectStatuses(3, code);
     this->ExpectRolledBack({"a/"}, {"d/"});
@@ -185,7 +186,7 @@ TYPED_TEST(InstallFailureTest, AFailingBackupMoveEndsThePass) {
 
 TYPED_TEST(InstallFailureTest, AFailingMoveOfTheFirstFileCostsNoDirectoryOfTheTarget) {
   this->Prepare();
-  FaultScript::Get().On(Op::kMove, 1, Code(87));
+  this->script().On(Op::kMove, 1, Code(87));
   EXPECT_EQ(this->installation().Run(), 87u);
   this->ExpectStatuses(0, 87);
   this->ExpectRolledBack({});
@@ -197,9 +198,9 @@ TEST_F(OrdinaryFailureTest, CodesTwoAndThreeOfTheBackupMeanThatNothingWasThere) 
     for (const std::uint32_t code : {2u, 3u}) {
       Prepare();
       if (op == Op::kMove) {
-        FaultScript::Get().On(op, 1, Code(code));
+        script().On(op, 1, Code(code));
       } else {
-        FaultScript::Get().OnPath(op, InTemporary("kstage0/a"), Code(code));
+        script().OnPath(op, InTemporary("kstage0/a"), Code(code));
       }
       EXPECT_EQ(installation().Run(), 0u);
       EXPECT_EQ(ReadFile(target() / "a/old.txt"), "new");
@@ -210,7 +211,7 @@ TEST_F(OrdinaryFailureTest, CodesTwoAndThreeOfTheBackupMeanThatNothingWasThere) 
 TEST_F(RestoringFailureTest, AFileThatIsStillThereIsNotWrittenOver) {
   for (const std::uint32_t code : {2u, 3u}) {
     Prepare();
-    FaultScript::Get().On(Op::kMove, 1, Code(code));
+    script().On(Op::kMove, 1, Code(code));
     const std::uint32_t result = installation().Run();
     EXPECT_EQ(result, code == 2 ? FILE_ERR_INVALID_PARAMETER : code);
     ExpectStatuses(0, result);
@@ -220,7 +221,7 @@ TEST_F(RestoringFailureTest, AFileThatIsStillThereIsNotWrittenOver) {
 
 TEST_F(OrdinaryFailureTest, AStagingPathThatCannotBeMadeEndsThePass) {
   Prepare();
-  FaultScript::Get().OnPath(Op::kMakeDirectory, InTemporary("kstage0/a"), Code(87));
+  script().OnPath(Op::kMakeDirectory, InTemporary("kstage0/a"), Code(87));
   EXPECT_EQ(installation().Run(), 87u);
   ExpectStatuses(0, 87);
   ExpectRolledBack({});
@@ -231,7 +232,7 @@ TEST_F(OrdinaryFailureTest, AStagingPathThatCannotBeMadeEndsThePass) {
 TYPED_TEST(InstallFailureTest, AParentDirectoryThatCannotBeMadeEndsThePass) {
   for (const std::uint32_t code : {1u, 2u, 87u}) {
     this->Prepare();
-    FaultScript::Get().OnPath(Op::kMakeDirectory, this->InTarget("d/e"), Code(code));
+    this->script().OnPath(Op::kMakeDirectory, this->InTarget("d/e"), Code(code));
     EXPECT_EQ(this->installation().Run(), code);
     this->ExpectStatuses(2, code);
     // "d" was made and recorded on the way.
@@ -242,12 +243,11 @@ TYPED_TEST(InstallFailureTest, AParentDirectoryThatCannotBeMadeEndsThePass) {
 TEST_F(OrdinaryFailureTest, AFailureThatPassesIsMendedByMakingTheParentFirst) {
   Prepare();
   const fs::path obstacle = target() / "d";
-  FaultScript::Get().OnPath(Op::kMakeDirectory, InTarget("d/e"), Meanwhile([&] {
-                              // At the first try.
-                              if (!fs::exists(obstacle)) WriteFile(obstacle, "in the way");
-                            }));
-  FaultScript::Get().OnPath(Op::kMakeDirectory, InTarget("d"),
-                            Meanwhile([&] { fs::remove(obstacle); }));
+  script().OnPath(Op::kMakeDirectory, InTarget("d/e"), Meanwhile([&] {
+                    // At the first try.
+                    if (!fs::exists(obstacle)) WriteFile(obstacle, "in the way");
+                  }));
+  script().OnPath(Op::kMakeDirectory, InTarget("d"), Meanwhile([&] { fs::remove(obstacle); }));
   EXPECT_EQ(installation().Run(), 0u);
   EXPECT_EQ(ReadFile(target() / "d/e/new.txt"), "new");
 }
@@ -284,7 +284,7 @@ TYPED_TEST(InstallFailureTest, AFailingCopyOfTheThirdFileEndsThePassAndCostsThre
     if (!TestFixture::kRestores && !fault.costs_an_ordinary_pass) continue;
     SCOPED_TRACE(fault.name);
     this->Prepare();
-    FaultScript::Get().On(fault.op, fault.nth, fault.fault);
+    this->script().On(fault.op, fault.nth, fault.fault);
     EXPECT_EQ(this->installation().Run(), fault.code);
     this->ExpectStatuses(2, fault.code);
     // "b" received nothing, and "mkdir -p" has made "d" without a record of it.
@@ -298,7 +298,7 @@ TEST_F(OrdinaryFailureTest, WhatFailsBehindTheLastByteOfAFileIsNotLookedAt) {
     if (fault.costs_an_ordinary_pass) continue;
     SCOPED_TRACE(fault.name);
     Prepare();
-    FaultScript::Get().On(fault.op, fault.nth, fault.fault);
+    script().On(fault.op, fault.nth, fault.fault);
     EXPECT_EQ(installation().Run(), 0u);
     EXPECT_EQ(ReadFile(target() / "a/old.txt"), "new");
     // The last position of an image looks like a failed seek, without an error.
@@ -309,8 +309,8 @@ TEST_F(OrdinaryFailureTest, WhatFailsBehindTheLastByteOfAFileIsNotLookedAt) {
 
 TYPED_TEST(InstallFailureTest, AShortReadIsReadOn) {
   this->Prepare();
-  FaultScript::Get().On(Op::kFileRead, 1, {Fault::Kind::kShort});
-  FaultScript::Get().On(Op::kFileRead, 2, {Fault::Kind::kShort});
+  this->script().On(Op::kFileRead, 1, {Fault::Kind::kShort});
+  this->script().On(Op::kFileRead, 2, {Fault::Kind::kShort});
   EXPECT_EQ(this->installation().Run(), 0u);
   EXPECT_EQ(ReadFile(this->target() / "a/old.txt"), "new");
   EXPECT_EQ(ReadFile(this->target() / "d/e/new.txt"), "new");
@@ -318,14 +318,14 @@ TYPED_TEST(InstallFailureTest, AShortReadIsReadOn) {
 
 TYPED_TEST(InstallFailureTest, ATimeThatCannotBeSetIsNoFailure) {
   this->Prepare();
-  FaultScript::Get().On(Op::kFileSetWriteTime, 1, Code(6));
+  this->script().On(Op::kFileSetWriteTime, 1, Code(6));
   EXPECT_EQ(this->installation().Run(), 0u);
   EXPECT_EQ(ReadFile(this->target() / "a/old.txt"), "new");
 }
 
 TYPED_TEST(InstallFailureTest, AnInstalledFileWhoseTimeCannotBeReadIsReplaced) {
   this->Prepare();
-  FaultScript::Get().On(Op::kFileGetTimes, 2, Code(6));
+  this->script().On(Op::kFileGetTimes, 2, Code(6));
   EXPECT_EQ(this->installation().Run(), 0u);
   EXPECT_EQ(ReadFile(this->target() / "b/same.txt"), "of the same time");
 }
@@ -336,7 +336,7 @@ TYPED_TEST(InstallFailureTest, TheOutputIsClosedWhateverFails) {
   };
   this->Prepare();
   const auto before = descriptors();
-  FaultScript::Get().On(Op::kFileWrite, 2, {Fault::Kind::kShort});
+  this->script().On(Op::kFileWrite, 2, {Fault::Kind::kShort});
   EXPECT_NE(this->installation().Run(), 0u);
   EXPECT_EQ(descriptors(), before);
 }
@@ -345,20 +345,20 @@ TYPED_TEST(InstallFailureTest, TheOutputIsClosedWhateverFails) {
 
 TYPED_TEST(InstallFailureTest, ACancelTakesEffectAfterTheFileInWorkAndPostsNothing) {
   this->Prepare();
-  FaultScript::Get().On(Op::kFileWrite, 1,
-                        Meanwhile([&] { SetCancel(&this->installation().record, true); }));
+  this->script().On(Op::kFileWrite, 1,
+                    Meanwhile([&] { SetCancel(&this->installation().record, true); }));
   EXPECT_EQ(this->installation().Run(), kErrorCancelled);
   EXPECT_EQ(kErrorCancelled, 1223u);
   this->ExpectStatuses(0, 0);
   this->ExpectRolledBack({"a/"});
-  EXPECT_EQ(FaultScript::Get().Count(Op::kFileTruncate), 1) << "the file was completed";
+  EXPECT_EQ(this->script().Count(Op::kFileTruncate), 1) << "the file was completed";
 }
 
 TYPED_TEST(InstallFailureTest, FilesThatAreUpToDateDoNotSeeACancel) {
   this->Prepare();
   // While the second file, which is up to date, is looked at.
-  FaultScript::Get().On(Op::kFileGetTimes, 2,
-                        Meanwhile([&] { SetCancel(&this->installation().record, true); }));
+  this->script().On(Op::kFileGetTimes, 2,
+                    Meanwhile([&] { SetCancel(&this->installation().record, true); }));
   EXPECT_EQ(this->installation().Run(), kErrorCancelled);
   this->ExpectStatuses(2, 0);
   this->ExpectRolledBack({"a/"}, {"d/"});
@@ -374,7 +374,7 @@ TYPED_TEST(InstallFailureTest, APassThatCopiesNothingSeesNoCancel) {
 
 TYPED_TEST(InstallFailureTest, ACodeOf1223FromTheFileSystemIsAFailureLikeAnyOther) {
   this->Prepare();
-  FaultScript::Get().On(Op::kMove, 1, Code(kErrorCancelled));
+  this->script().On(Op::kMove, 1, Code(kErrorCancelled));
   EXPECT_EQ(this->installation().Run(), kErrorCancelled);
   this->ExpectStatuses(0, kErrorCancelled);
 }
@@ -386,12 +386,12 @@ template <class Test, class Check>
 void FailAtEveryCall(Test& test, const Fault& fault, Check check) {
   test.Prepare();
   ASSERT_EQ(test.installation().Run(), 0u);
-  const auto calls = FaultScript::Get().calls();
+  const auto calls = test.script().calls();
   for (std::size_t nth = 1; nth <= calls.size(); ++nth) {
     SCOPED_TRACE("call " + std::to_string(nth) + " of " + std::to_string(calls.size()) +
                  ", operation " + std::to_string(static_cast<int>(calls[nth - 1].op)));
     test.Prepare();
-    FaultScript::Get().OnCall(nth, fault);
+    test.script().OnCall(nth, fault);
     const std::uint32_t result = test.installation().Run();
     // Behind the last copied file the pass only cleans up.
     const bool committing =

@@ -232,10 +232,10 @@ TYPED_TEST_SUITE(FaultyInstallThreadTest, FaultyPolicies);
 TYPED_TEST(FaultyInstallThreadTest, TheDestructorWaitsForThePassInWork) {
   auto installation = this->Prepare(SmallKit());
   std::atomic<bool> copying = false;
-  FaultScript::Get().On(Op::kFileWrite, 1, Meanwhile([&] {
-                          copying = true;
-                          std::this_thread::sleep_for(200ms);
-                        }));
+  installation.script.On(Op::kFileWrite, 1, Meanwhile([&] {
+                           copying = true;
+                           std::this_thread::sleep_for(200ms);
+                         }));
   {
     typename TestFixture::Thread thread;
     thread.Start(&installation.record);
@@ -249,12 +249,12 @@ TYPED_TEST(FaultyInstallThreadTest, TheDestructorWaitsForThePassInWork) {
 TYPED_TEST(FaultyInstallThreadTest, AStopDuringAPassLetsItRunToItsEnd) {
   auto installation = this->Prepare(SmallKit());
   typename TestFixture::Thread thread;
-  FaultScript::Get().On(Op::kFileWrite, 1, Meanwhile([&] { thread.RequestStop(); }));
+  installation.script.On(Op::kFileWrite, 1, Meanwhile([&] { thread.RequestStop(); }));
   thread.Start(&installation.record);
   thread.Join();
   EXPECT_EQ(thread.last_result(), 0u);
   EXPECT_EQ(ReadFile(this->target() / "a/2"), "two");
-  const auto made = FaultScript::Get().Paths(Op::kMakeDirectory);
+  const auto made = installation.script.Paths(Op::kMakeDirectory);
   EXPECT_EQ(std::count(made.begin(), made.end(), U16(this->tmp() / "kstage0/").view()), 1)
       << "one pass";
 }
@@ -262,8 +262,8 @@ TYPED_TEST(FaultyInstallThreadTest, AStopDuringAPassLetsItRunToItsEnd) {
 TYPED_TEST(FaultyInstallThreadTest, ACancelEndsThePassAndPostsNothing) {
   auto installation = this->Prepare(SmallKit());
   typename TestFixture::Thread thread;
-  FaultScript::Get().On(Op::kFileWrite, 1,
-                        Meanwhile([&] { SetCancel(&installation.record, true); }));
+  installation.script.On(Op::kFileWrite, 1,
+                         Meanwhile([&] { SetCancel(&installation.record, true); }));
   thread.Start(&installation.record, TestFixture::Thread::Passes::kOne);
   thread.Join();
   EXPECT_EQ(thread.last_result(), kErrorCancelled);
@@ -276,7 +276,7 @@ using OrdinaryInstallThreadTest = FaultyInstallThreadTest<FaultyFileSystem<FileS
 TEST_F(OrdinaryInstallThreadTest, EveryPassStartsWithTransactionsOfItsOwn) {
   auto installation = Prepare(RestlessKit());
   std::atomic<int> removals = 0;
-  FaultScript::Get().Observe([&](const FaultScript::Call& call) {
+  installation.script.Observe([&](const FaultScript::Call& call) {
     if (call.op == Op::kRemoveTree) ++removals;
   });
   Thread thread;
@@ -284,7 +284,7 @@ TEST_F(OrdinaryInstallThreadTest, EveryPassStartsWithTransactionsOfItsOwn) {
   ASSERT_TRUE(WaitFor([&] { return removals >= 2; }));
   thread.RequestStop();
   thread.Join();
-  const auto removed = FaultScript::Get().Paths(Op::kRemoveTree);
+  const auto removed = installation.script.Paths(Op::kRemoveTree);
   for (const std::u16string& path : removed) {
     EXPECT_EQ(path, std::u16string(U16(tmp() / "kstage0/").view()));
   }
@@ -296,11 +296,9 @@ TEST_F(OrdinaryInstallThreadTest, EveryPassStartsWithTransactionsOfItsOwn) {
 class StuckWorkerTest : public PrivateMountTest {
  protected:
   StuckWorkerTest() {
-    FaultScript::Get().Clear();
     SetCurrentLanguage(kEnglish);
     fs::create_directory(target());
   }
-  ~StuckWorkerTest() override { FaultScript::Get().Clear(); }
 
   fs::path kit() const { return root() / "quarn.tpk"; }
   fs::path target() const { return root() / "target"; }
@@ -337,11 +335,11 @@ TEST_F(StuckWorkerTest, AWorkerAtAFifoIsNotWaitedForWithoutEnd) {
 TEST_F(StuckWorkerTest, AFileThatIsSlowToWriteIsWaitedFor) {
   using Policy = FaultyFileSystem<FileSystem>;
   Installation<Policy> installation(SmallKit(), kit(), target());
-  FaultScript::Get().On(Op::kFileWrite, 1, Meanwhile([] {
-                          for (int block = 0; block < 30; ++block) {
-                            std::this_thread::sleep_for(50ms);  // then it takes the next one
-                          }
-                        }));
+  installation.script.On(Op::kFileWrite, 1, Meanwhile([] {
+                           for (int block = 0; block < 30; ++block) {
+                             std::this_thread::sleep_for(50ms);  // then it takes the next one
+                           }
+                         }));
   BasicInstallThread<Installation<Policy>::Data> thread;
   thread.Start(&installation.record, decltype(thread)::Passes::kOne);
   EXPECT_TRUE(thread.JoinUnlessStuck(700ms));
@@ -405,11 +403,9 @@ TEST_F(StuckWorkerTest, AWorkerInItsPauseGetsOn) {
 class EndlessWorkerTest : public PrivateMountTest {
  protected:
   EndlessWorkerTest() {
-    FaultScript::Get().Clear();
     SetCurrentLanguage(kEnglish);
     fs::create_directory(target());
   }
-  ~EndlessWorkerTest() override { FaultScript::Get().Clear(); }
   fs::path kit() const { return root() / "quarn.tpk"; }
   fs::path target() const { return root() / "target"; }
 };
@@ -420,7 +416,7 @@ TEST_F(EndlessWorkerTest, AFailingPassIsRepeatedAtOnceAndReachesTheNextTemporary
   Installation<Policy> installation(KitBuilder().File(u"a\\1", "").FileAt(u"b\\2", 0, 1000), kit(),
                                     target());
   std::atomic<int> passes = 0;
-  FaultScript::Get().Observe([&](const FaultScript::Call& call) {
+  installation.script.Observe([&](const FaultScript::Call& call) {
     if (call.op == Op::kGetTempDirectory) ++passes;
   });
   const int steps_before = pause_steps;
@@ -461,7 +457,7 @@ TEST_F(EndlessWorkerTest, AFailingPassOverTheDirectPolicyTouchesNothingHoweverOf
                                     target());
   const TreeMap temporary = Tree(tmp());
   std::atomic<int> passes = 0;
-  FaultScript::Get().Observe([&](const FaultScript::Call& call) {
+  installation.script.Observe([&](const FaultScript::Call& call) {
     if (call.op == Op::kMakeDirectory && call.path.ends_with(u"kstage0/")) ++passes;
   });
   BasicInstallThread<Installation<Policy>::Data> thread;

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <ostream>
+#include <type_traits>
 #include <vector>
 
 #include "core/direct_file_system.h"
@@ -28,17 +29,20 @@ template <RestoringData Data, class Pause>
 std::uint32_t RunRestoring(std::vector<UndoStep>& steps, BasicInstallProcessData<Data>* record,
                            Pause pause) {
   using Direct = DirectFileSystem;
-  typename Data::FileSystemType files;
-  stdx::u16string temporary, staging;
+  Data* data = nullptr;
+  stdx::u16string target, temporary, staging;
+  GetJob(record, &data, &target);
+  typename Data::FileSystemType files_of_no_kit;
   GetTempDirectory(&temporary);
   std::int32_t n = 0;
   do {
     staging = temporary + u"kstage" + stdx::u16string(n++, std::uint32_t{10});
   } while (Direct::Look(staging) != Direct::Node::kNothing);
-  RestoringTransaction transaction(files, staging + u'/');
+  RestoringTransaction transaction(data != nullptr ? data->file_system() : files_of_no_kit,
+                                   staging + u'/');
   const std::uint32_t code =
       InstallPass<Data, decltype(transaction)>(transaction, record).Run(pause);
-  steps = transaction.steps();
+  steps = transaction.TakeSteps();
   return code;
 }
 
@@ -65,11 +69,9 @@ namespace quarn::testing {
 class InstallTest : public ScratchTest {
  protected:
   InstallTest() {
-    FaultScript::Get().Clear();
     SetCurrentLanguage(kEnglish);
     std::filesystem::create_directory(target());
   }
-  ~InstallTest() override { FaultScript::Get().Clear(); }
 
   std::filesystem::path kit() const { return root() / "quarn.tpk"; }
   std::filesystem::path target() const { return root() / "target"; }
@@ -97,7 +99,7 @@ class Installation {
     kit.WriteTo(kit_path);
     EXPECT_EQ(data.Read(U16(kit_path)), 0u);
     SetJob(&record, &data, U16(target));
-    FaultScript::Get().Clear();
+    script.Clear();
   }
 
   /// Makes one pass.
@@ -107,7 +109,7 @@ class Installation {
     transactions.clear();
     steps.clear();
     last_ = GetStatus(&record);
-    FaultScript::Get().Observe([this](const FaultScript::Call&) { LookAtStatus(); });
+    script.Observe([this](const FaultScript::Call&) { LookAtStatus(); });
     const auto pause = [this] { ++pauses; };
     std::uint32_t result = 0;
     if constexpr (RestoringFileSystem<Policy>) {
@@ -116,11 +118,12 @@ class Installation {
       result = RunInstall(transactions, &record, pause);
     }
     LookAtStatus();
-    FaultScript::Get().Observe(nullptr);
+    script.Observe(nullptr);
     return result;
   }
 
-  Data data;
+  FaultScript script;  ///< of a faulty policy
+  Data data{MakeFiles()};
   BasicInstallProcessData<Data> record;
   InstallTransactions transactions;     ///< of an ordinary pass
   std::vector<UndoStep> steps;          ///< of a restoring pass, as `RunRestoring` leaves them
@@ -128,6 +131,14 @@ class Installation {
   int pauses = 0;
 
  private:
+  Policy MakeFiles() {
+    if constexpr (std::is_constructible_v<Policy, FaultScript*>) {
+      return Policy(&script);
+    } else {
+      return Policy();
+    }
+  }
+
   void LookAtStatus() {
     const InstallStatus status = GetStatus(&record);
     if (!(status == last_)) statuses.push_back(status);

@@ -88,11 +88,11 @@ class OrdinaryFaultTest : public InstallTest, public ::testing::WithParamInterfa
         const std::uint32_t expected_code = model.Run(nth, fault);
 
         SetJob(&installation.record, &installation.data, U16(target()));
-        FaultScript::Get().Clear();
-        if (nth != 0) FaultScript::Get().OnCall(nth, fault);
+        installation.script.Clear();
+        if (nth != 0) installation.script.OnCall(nth, fault);
         ASSERT_EQ(installation.Run(), expected_code);
         std::vector<Op> made;
-        for (const auto& call : FaultScript::Get().calls()) made.push_back(call.op);
+        for (const auto& call : installation.script.calls()) made.push_back(call.op);
         ASSERT_TRUE(made == model.calls());
         ASSERT_EQ(expected.Differences(Disk()), "");
         faults += nth == 0 ? 0 : 1;

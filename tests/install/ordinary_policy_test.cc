@@ -85,7 +85,7 @@ TEST_F(OrdinaryPolicyTest, ARollbackRemovesStagingThenEveryRecordedTree) {
   WriteOld("a/1", "old");
   Installation<Faulty> installation(
       KitBuilder().File(u"a\\1", "1").File(u"a\\2", "2").File(u"b\\3", "3"), kit(), target());
-  FaultScript::Get().On(Op::kFileWrite, 3, {Fault::Kind::kShort});
+  installation.script.On(Op::kFileWrite, 3, {Fault::Kind::kShort});
   const ShellRecorder shell(root() / "bin");
   ASSERT_EQ(installation.Run(), 87u);
   const auto commands = shell.Commands();
@@ -135,7 +135,7 @@ TEST_F(OrdinaryPolicyTest, ACopyAlwaysReadsAWholeBuffer) {
                                     kit(), target());
   ASSERT_EQ(installation.Run(), 0u);
   std::vector<std::uint32_t> reads, writes;
-  for (const auto& call : FaultScript::Get().calls()) {
+  for (const auto& call : installation.script.calls()) {
     if (call.op == Op::kFileRead) reads.push_back(call.count);
     if (call.op == Op::kFileWrite) writes.push_back(call.count);
   }
@@ -159,7 +159,7 @@ TEST_F(OrdinaryPolicyTest, AFailureMovesNothingBackAndRemovesWhatReceivedAFile) 
                                         .File(u"c\\d\\new.txt", "new")
                                         .File(u"later\\new.txt", "new"),
                                     kit(), target());
-  FaultScript::Get().On(Op::kFileWrite, 3, {Fault::Kind::kFailedWrite});
+  installation.script.On(Op::kFileWrite, 3, {Fault::Kind::kFailedWrite});
   EXPECT_EQ(installation.Run(), 87u);
   EXPECT_EQ(GetStatus(&installation.record), (InstallStatus{87, ErrorText(), 50}));
   EXPECT_EQ(Tree(target()),
@@ -171,7 +171,7 @@ TEST_F(OrdinaryPolicyTest, AFailureBehindAFileAtTheTopCostsTheWholeTarget) {
   WriteFile(target() / "own/own.txt", "mine");
   Installation<Faulty> installation(KitBuilder().File(u"top", "1").File(u"b\\2", "2"), kit(),
                                     target());
-  FaultScript::Get().On(Op::kFileWrite, 2, {Fault::Kind::kFailedWrite});
+  installation.script.On(Op::kFileWrite, 2, {Fault::Kind::kFailedWrite});
   EXPECT_EQ(installation.Run(), 87u);
   EXPECT_FALSE(fs::exists(target()));
 }

@@ -2,7 +2,6 @@
 // user, apart from each other, and with paths as long as paths can be.
 #include <gtest/gtest.h>
 #include <limits.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <functional>
@@ -11,6 +10,7 @@
 
 #include "tests/install/installation.h"
 #include "tests/install/tree_state.h"
+#include "tests/support/child.h"
 #include "tests/support/private_mounts.h"
 
 namespace quarn::testing {
@@ -199,14 +199,10 @@ TYPED_TEST(RealDiskTest, APathOfTheGreatestLengthIsInstalledAndALongerOneIsAFail
 /// Runs `action` as a user without any rights in a process of its own.
 int ResultAsNobody(const std::function<std::uint32_t()>& action) {
   constexpr uid_t kNobody = 65534;
-  const pid_t child = fork();
-  if (child == 0) {
-    if (setgid(kNobody) != 0 || setuid(kNobody) != 0) _exit(99);
-    _exit(static_cast<int>(action()));
-  }
-  int status = -1;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return ResultOfChild([&] {
+    if (setgid(kNobody) != 0 || setuid(kNobody) != 0) return 99;
+    return static_cast<int>(action());
+  });
 }
 
 template <class Policy>

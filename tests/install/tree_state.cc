@@ -125,9 +125,9 @@ KitBuilder LinkedKit() {
   time_t time = kKitTime;
   // Each is newer than what the kit has just put there.
   for (const char16_t* const name :
-       {u"dir\\to f", u"dir\\f", u"link\\f", u"loop\\dir\\g", u"link\\h", u"dir\\g", u"dir\\h", u"out\\h", u"one",
-        u"link\\two", u"link\\new", u"dir\\new", u"loop\\loop\\dir\\made\\n", u"link\\made\\n",
-        u"out\\made\\n", u"link\\f", u"link\\i", u"dir\\i"}) {
+       {u"dir\\to f", u"dir\\f", u"link\\f", u"loop\\dir\\g", u"link\\h", u"dir\\g", u"dir\\h",
+        u"out\\h", u"one", u"link\\two", u"link\\new", u"dir\\new", u"loop\\loop\\dir\\made\\n",
+        u"link\\made\\n", u"out\\made\\n", u"link\\f", u"link\\i", u"dir\\i"}) {
     kit.File(name, kLinkedContents + std::to_string(time - kKitTime), Ticks(time));
     ++time;
   }

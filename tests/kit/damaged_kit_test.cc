@@ -13,7 +13,7 @@
 #include "core/file_system.h"
 #include "kit/install_data.h"
 #include "kit/lz_compressor.h"
-#include "tests/kit/allocations.h"
+#include "tests/support/allocations.h"
 #include "tests/support/kit_builder.h"
 #include "tests/support/scratch.h"
 

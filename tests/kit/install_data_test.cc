@@ -12,7 +12,7 @@
 #include "core/direct_file_system.h"
 #include "core/file_system.h"
 #include "kit/lz_compressor.h"
-#include "tests/kit/allocations.h"
+#include "tests/support/allocations.h"
 #include "tests/support/faulty_file_system.h"
 #include "tests/support/kit_builder.h"
 #include "tests/support/scratch.h"
@@ -29,7 +29,7 @@ class InstallDataTest : public ScratchTest {
   using Data = InstallData<LZCompressor, Policy>;
   using FaultyData = InstallData<LZCompressor, Faulty>;
 
-  InstallDataTest() { FaultScript::Get().Clear(); }
+  FaultScript script_;
 
   stdx::u16string kit() const { return U16(this->root() / "quarn.tpk"); }
   stdx::u16string Write(const KitBuilder& builder) const {
@@ -268,12 +268,11 @@ TYPED_TEST(InstallDataTest, ASecondReadKeepsTheProductsAndReplacesTheFiles) {
 }
 
 TYPED_TEST(InstallDataTest, AMissingKitFailsAfterTheImageWasMadeAndTheImageGoes) {
-  typename TestFixture::FaultyData data;
+  typename TestFixture::FaultyData data{typename TestFixture::Faulty(&this->script_)};
   EXPECT_EQ(data.Read(this->kit()), FILE_ERR_NOT_FOUND);
-  const FaultScript& script = FaultScript::Get();
-  EXPECT_EQ(script.Count(Op::kCreateTempFile), 1);
-  ASSERT_EQ(script.Count(Op::kRemoveFile), 1);
-  EXPECT_TRUE(script.Paths(Op::kRemoveFile)[0].starts_with(
+  EXPECT_EQ(this->script_.Count(Op::kCreateTempFile), 1);
+  ASSERT_EQ(this->script_.Count(Op::kRemoveFile), 1);
+  EXPECT_TRUE(this->script_.Paths(Op::kRemoveFile)[0].starts_with(
       std::u16string(U16(this->tmp() / "kpt").view())));
   EXPECT_FALSE(this->HasImage());
   this->ExpectNothingOpen(data);
@@ -311,9 +310,9 @@ TYPED_TEST(InstallDataTest, AFailingStepEndsWithItsCode) {
   };
   this->Write(SmallKit());
   for (const Case& c : cases) {
-    FaultScript::Get().Clear();
-    FaultScript::Get().On(c.op, c.nth, Code(c.code));
-    typename TestFixture::FaultyData data;
+    this->script_.Clear();
+    this->script_.On(c.op, c.nth, Code(c.code));
+    typename TestFixture::FaultyData data{typename TestFixture::Faulty(&this->script_)};
     EXPECT_EQ(data.Read(this->kit()), c.code)
         << "operation " << static_cast<int>(c.op) << ", call " << c.nth;
     this->ExpectNothingOpen(data);
@@ -324,9 +323,9 @@ TYPED_TEST(InstallDataTest, AFailingStepEndsWithItsCode) {
 TYPED_TEST(InstallDataTest, ASeekThatFailsWithoutACodeEndsWith87) {
   this->Write(SmallKit());
   for (const int nth : {1, 2, 3}) {
-    FaultScript::Get().Clear();
-    FaultScript::Get().On(Op::kFileSeek, nth, Code(0));
-    typename TestFixture::FaultyData data;
+    this->script_.Clear();
+    this->script_.On(Op::kFileSeek, nth, Code(0));
+    typename TestFixture::FaultyData data{typename TestFixture::Faulty(&this->script_)};
     EXPECT_EQ(data.Read(this->kit()), 87u) << nth;
     EXPECT_FALSE(this->HasImage());
   }
@@ -334,15 +333,15 @@ TYPED_TEST(InstallDataTest, ASeekThatFailsWithoutACodeEndsWith87) {
 
 TYPED_TEST(InstallDataTest, AShortReadEndsWith87) {
   this->Write(SmallKit());
-  typename TestFixture::FaultyData counted;
+  typename TestFixture::FaultyData counted{typename TestFixture::Faulty(&this->script_)};
   ASSERT_EQ(counted.Read(this->kit()), 0u);
-  const int reads = FaultScript::Get().Count(Op::kFileRead);
+  const int reads = this->script_.Count(Op::kFileRead);
   fs::remove(Path(counted.image_path()));
   for (int nth = 1; nth <= reads; ++nth) {
     for (const Fault::Kind kind : {Fault::Kind::kShort, Fault::Kind::kNothing}) {
-      FaultScript::Get().Clear();
-      FaultScript::Get().On(Op::kFileRead, nth, {kind});
-      typename TestFixture::FaultyData data;
+      this->script_.Clear();
+      this->script_.On(Op::kFileRead, nth, {kind});
+      typename TestFixture::FaultyData data{typename TestFixture::Faulty(&this->script_)};
       EXPECT_EQ(data.Read(this->kit()), 87u) << nth;
       EXPECT_FALSE(this->HasImage());
     }
@@ -352,9 +351,9 @@ TYPED_TEST(InstallDataTest, AShortReadEndsWith87) {
 TYPED_TEST(InstallDataTest, OtherExceptionsPassAndLeaveNothingBehind) {
   this->Write(SmallKit());
   for (const Op op : {Op::kGetTempDirectory, Op::kCreateTempFile, Op::kFileOpen, Op::kFileRead}) {
-    FaultScript::Get().Clear();
-    FaultScript::Get().On(op, 1, {Fault::Kind::kNoMemory});
-    typename TestFixture::FaultyData data;
+    this->script_.Clear();
+    this->script_.On(op, 1, {Fault::Kind::kNoMemory});
+    typename TestFixture::FaultyData data{typename TestFixture::Faulty(&this->script_)};
     EXPECT_THROW(data.Read(this->kit()), std::bad_alloc);
     this->ExpectNothingOpen(data);
     EXPECT_FALSE(this->HasImage());
@@ -415,10 +414,11 @@ TEST_F(DirectInstallDataTest, OnlyTheOwnerMayReadTheImage) {
 
 // The ordinary policy lets the platform choose another directory then.
 TEST_F(DirectInstallDataTest, ALostTemporaryDirectoryIsNoPlaceForAnImage) {
-  FaultScript::Get().Clear();
-  FaultScript::Get().On(Op::kCreateTempFile, 1, Meanwhile([&] { fs::remove(tmp()); }));
+  FaultScript script;
+  script.On(Op::kCreateTempFile, 1, Meanwhile([&] { fs::remove(tmp()); }));
   SmallKit().WriteTo(root() / "quarn.tpk");
-  InstallData<LZCompressor, FaultyFileSystem<DirectFileSystem>> data;
+  using Faulty = FaultyFileSystem<DirectFileSystem>;
+  InstallData<LZCompressor, Faulty> data{Faulty(&script)};
   EXPECT_EQ(data.Read(U16(root() / "quarn.tpk")), SHELL_ERR_NO_TEMP_FILE);
 }
 

@@ -1,4 +1,5 @@
 """The documents: what they name exists, and what they tell to type is what script/follow-docs executes."""
+import itertools
 import os
 import re
 import shutil
@@ -13,6 +14,8 @@ PATHS = {"user", "vendor", "contributor", "rollout"}
 # What a build or an installation makes.
 MADE = ("build/", "dist/", "libexec/", "include/")
 SETUP = os.environ.get("SETUP")
+BUILD = Path(os.environ["BUILD"])
+ARCHITECTURE = SOURCE_ROOT / "docs/architecture.md"
 
 
 def blocks(document):
@@ -65,6 +68,70 @@ class Documents(unittest.TestCase):
     def test_the_paths_lead_through_the_documents_that_a_newcomer_reads(self):
         found = {words[1] for document in DOCUMENTS for words, _ in blocks(document) if len(words) > 1}
         self.assertEqual(found, PATHS)
+
+
+def table(document, *head):
+    """The rows of the table with this head."""
+    lines = document.read_text().split("| " + " | ".join(head) + " |\n")[1].splitlines()
+    rows = itertools.takewhile(lambda line: line.startswith("|"), lines[1:])
+    return [[cell.strip() for cell in row.strip("|").split("|")] for row in rows]
+
+
+def folders_in(text):
+    return re.findall(r"`([a-z0-9/]+)/`", text)
+
+
+def source_folders():
+    """Those with sources of the programs."""
+    for folder in sorted({path.parent.relative_to(SOURCE_ROOT) for suffix in ("cc", "h", "mm")
+                          for path in SOURCE_ROOT.rglob("*." + suffix)}):
+        if folder.parts[0] not in ("tests", "fuzz", "bench", "build", "dist"):
+            yield folder
+
+
+class House(unittest.TestCase):
+    """The house that is drawn is the one that is built."""
+
+    def setUp(self):
+        lines = (BUILD / "house.txt").read_text().splitlines()
+        self.built = {folder: links.split() for folder, links in (line.split(":") for line in lines)}
+        self.told = {folders_in(folder)[0]: folders_in(links)
+                     for folder, links in table(ARCHITECTURE, "folder", "links")}
+        picture = blocks(ARCHITECTURE)[0][1]
+        self.floors = {}
+        number = 0
+        for line in picture.splitlines():
+            floor = re.match(r"floor (\d)", line)
+            number = int(floor[1]) if floor else number
+            self.floors.update(dict.fromkeys(re.findall(r"([a-z0-9/]+)/", line), number))
+
+    def test_every_folder_links_what_the_document_tells(self):
+        self.assertGreater(len(self.built), 6)
+        for folder, links in self.built.items():
+            self.assertIn(folder, self.told)
+            self.assertEqual(sorted(self.told[folder]), links, folder)
+
+    def test_every_folder_that_is_told_of_is_built_here_or_for_another_desktop(self):
+        self.assertLessEqual(set(self.told) - set(self.built), {"wizard/qt", "wizard/mac"})
+
+    def test_what_is_linked_lies_below(self):
+        for folder, links in self.built.items():
+            bridge = folder.startswith("wizard/")
+            for link in links:
+                if not (bridge and link == "wizard"):
+                    self.assertLess(self.floors[link], self.floors[folder.removeprefix("wizard/")], (folder, link))
+
+    def test_the_picture_has_every_source_folder(self):
+        for folder in source_folders():
+            self.assertTrue({str(folder), folder.name} & set(self.floors), folder)
+
+    def test_every_source_folder_has_rules(self):
+        named = set()
+        folder = ""
+        for first, files, _ in table(ARCHITECTURE, "folder", "files", "the rules in it"):
+            folder = folders_in(first)[0] if first else folder
+            named |= {folder, *(f"{folder}/{below}" for below in folders_in(files))}
+        self.assertLessEqual({str(folder) for folder in source_folders()}, named)
 
 
 class Paths(ToolTest):

@@ -66,8 +66,7 @@ inline Fault Meanwhile(std::function<void()> action) {
   return {Fault::Kind::kRun, 0, std::move(action)};
 }
 
-/// What the calls of every faulty policy are measured by. A fixture clears it. Not locked: look at
-/// it while no other thread calls.
+/// What the calls of a faulty policy do. Not locked: look at it while no other thread calls.
 class FaultScript {
  public:
   struct Call {
@@ -75,11 +74,6 @@ class FaultScript {
     std::u16string path;      ///< the first path, where there is one
     std::uint32_t count = 0;  ///< of bytes, where the call names one
   };
-
-  static FaultScript& Get() {
-    static FaultScript script;
-    return script;
-  }
 
   void Clear() { *this = FaultScript(); }
   /// The `nth` call of `op` from now on, counted from 1, does `fault`.
@@ -150,16 +144,18 @@ class FaultScript {
 /// What the policies around which there is a faulty one have in common.
 template <class Base>
 struct FaultyBase {
+  FaultyBase() = default;  // without a fault
+  explicit FaultyBase(FaultScript* script) : script_(script) {}
+
   using Text = stdx::u16string;
 
-  static std::uint32_t FileOpen(const Text& path, std::uint32_t access, std::uint32_t share_mode,
-                                std::uint32_t disposition, std::uint32_t flags,
-                                FileHandle* handle) {
+  std::uint32_t FileOpen(const Text& path, std::uint32_t access, std::uint32_t share_mode,
+                         std::uint32_t disposition, std::uint32_t flags, FileHandle* handle) {
     if (const auto fault = Enter(Op::kFileOpen, path)) return fault->code;
     return Base::FileOpen(path, access, share_mode, disposition, flags, handle);
   }
-  static std::uint32_t FileRead(FileHandle handle, void* buffer, std::uint32_t count,
-                                std::uint32_t* bytes_read, void* context) {
+  std::uint32_t FileRead(FileHandle handle, void* buffer, std::uint32_t count,
+                         std::uint32_t* bytes_read, void* context) {
     if (const auto fault = Enter(Op::kFileRead, {}, count)) {
       *bytes_read = 0;
       if (fault->kind == Fault::Kind::kCode) return fault->code;
@@ -168,8 +164,8 @@ struct FaultyBase {
     }
     return Base::FileRead(handle, buffer, count, bytes_read, context);
   }
-  static std::uint32_t FileWrite(FileHandle handle, const void* buffer, std::uint32_t count,
-                                 std::uint32_t* bytes_written, void* context) {
+  std::uint32_t FileWrite(FileHandle handle, const void* buffer, std::uint32_t count,
+                          std::uint32_t* bytes_written, void* context) {
     if (const auto fault = Enter(Op::kFileWrite, {}, count)) {
       *bytes_written = fault->kind == Fault::Kind::kFailedWrite ? 0xFFFFFFFF : 0;
       if (fault->kind != Fault::Kind::kShort) return fault->code;
@@ -177,65 +173,70 @@ struct FaultyBase {
     }
     return Base::FileWrite(handle, buffer, count, bytes_written, context);
   }
-  static std::uint32_t FileSeek(FileHandle handle, std::int64_t distance, std::int64_t* high,
-                                std::uint32_t method) {
+  std::uint32_t FileSeek(FileHandle handle, std::int64_t distance, std::int64_t* high,
+                         std::uint32_t method) {
     if (Enter(Op::kFileSeek, {}, static_cast<std::uint32_t>(distance))) {
       if (high != nullptr) *high = FILE_SEEK_FAILED;
       return FILE_SEEK_FAILED;
     }
     return Base::FileSeek(handle, distance, high, method);
   }
-  static std::uint32_t FileClose(FileHandle handle) {
+  std::uint32_t FileClose(FileHandle handle) {
     const auto fault = Enter(Op::kFileClose);
     const std::uint32_t code = Base::FileClose(handle);
     return fault ? fault->code : code;
   }
-  static std::uint32_t FileGetTimes(FileHandle handle, std::uint64_t* creation,
-                                    std::uint64_t* last_access, std::uint64_t* last_write) {
+  std::uint32_t FileGetTimes(FileHandle handle, std::uint64_t* creation, std::uint64_t* last_access,
+                             std::uint64_t* last_write) {
     if (const auto fault = Enter(Op::kFileGetTimes)) return fault->code;
     return Base::FileGetTimes(handle, creation, last_access, last_write);
   }
-  static std::uint32_t FileSetWriteTime(FileHandle handle, const std::uint64_t* creation,
-                                        const std::uint64_t* last_access,
-                                        const std::uint64_t* last_write) {
+  std::uint32_t FileSetWriteTime(FileHandle handle, const std::uint64_t* creation,
+                                 const std::uint64_t* last_access,
+                                 const std::uint64_t* last_write) {
     if (const auto fault = Enter(Op::kFileSetWriteTime)) return fault->code;
     return Base::FileSetWriteTime(handle, creation, last_access, last_write);
   }
-  static std::uint32_t FileTruncate(FileHandle handle) {
+  std::uint32_t FileTruncate(FileHandle handle) {
     if (const auto fault = Enter(Op::kFileTruncate)) return fault->code;
     return Base::FileTruncate(handle);
   }
-  static std::uint32_t FileGetLastError() {
-    return FaultScript::Get().last_error.value_or(Base::FileGetLastError());
+  std::uint32_t FileGetLastError() {
+    const bool is_set = script_ != nullptr && script_->last_error;
+    return is_set ? *script_->last_error : Base::FileGetLastError();
   }
 
-  static std::uint32_t ShellMakeDirectory(const Text& path) {
+  std::uint32_t ShellMakeDirectory(const Text& path) {
     if (const auto fault = Enter(Op::kMakeDirectory, path)) return fault->code;
     return Base::ShellMakeDirectory(path);
   }
-  static std::uint32_t ShellMove(const Text& from, const Text& to) {
+  std::uint32_t ShellMove(const Text& from, const Text& to) {
     if (const auto fault = Enter(Op::kMove, from)) return fault->code;
     return Base::ShellMove(from, to);
   }
-  static std::uint32_t ShellRemoveFile(const Text& path) {
+  std::uint32_t ShellRemoveFile(const Text& path) {
     if (const auto fault = Enter(Op::kRemoveFile, path)) return fault->code;
     return Base::ShellRemoveFile(path);
   }
-  static std::uint32_t GetTempDirectory(Text* directory) {
+  std::uint32_t GetTempDirectory(Text* directory) {
     if (const auto fault = Enter(Op::kGetTempDirectory)) return fault->code;
     return Base::GetTempDirectory(directory);
   }
-  static bool IsTempDirectoryNamed() { return Base::IsTempDirectoryNamed(); }
-  static std::uint32_t CreateTempFile(const Text& directory, const Text& prefix, Text* name) {
+  bool IsTempDirectoryNamed() { return Base::IsTempDirectoryNamed(); }
+  std::uint32_t CreateTempFile(const Text& directory, const Text& prefix, Text* name) {
     if (const auto fault = Enter(Op::kCreateTempFile, directory)) return fault->code;
     return Base::CreateTempFile(directory, prefix, name);
   }
 
  protected:
-  static std::optional<Fault> Enter(Op op, std::u16string_view path = {}, std::uint32_t count = 0) {
-    FaultScript::Get().last_error.reset();
-    return FaultScript::Get().Enter(op, path, count);
+  std::optional<Fault> Enter(Op op, std::u16string_view path = {}, std::uint32_t count = 0) {
+    if (script_ == nullptr) return {};
+    script_->last_error.reset();
+    return script_->Enter(op, path, count);
   }
+
+ private:
+  FaultScript* script_ = nullptr;  // not owned
 };
 
 template <class Base>
@@ -244,15 +245,16 @@ struct FaultyFileSystem;
 template <>
 struct FaultyFileSystem<FileSystem> : FaultyBase<FileSystem> {
   using Base = FileSystem;
+  using FaultyBase::FaultyBase;
   using Scan = Base::Scan;
-  static bool FindFirst(Scan& scan, const Text& pattern) {
+  bool FindFirst(Scan& scan, const Text& pattern) {
     return !Enter(Op::kFindFirst, pattern) && Base::FindFirst(scan, pattern);
   }
-  static bool FindNext(Scan& scan) { return !Enter(Op::kFindNext) && Base::FindNext(scan); }
-  static Text GetName(const Scan& scan) { return Base::GetName(scan); }
-  static std::uint32_t GetAttributes(const Scan& scan) { return Base::GetAttributes(scan); }
-  static void CloseScan(Scan& scan) { Base::CloseScan(scan); }
-  static std::uint32_t ShellRemoveTree(const Text& path) {
+  bool FindNext(Scan& scan) { return !Enter(Op::kFindNext) && Base::FindNext(scan); }
+  Text GetName(const Scan& scan) { return Base::GetName(scan); }
+  std::uint32_t GetAttributes(const Scan& scan) { return Base::GetAttributes(scan); }
+  void CloseScan(Scan& scan) { Base::CloseScan(scan); }
+  std::uint32_t ShellRemoveTree(const Text& path) {
     if (const auto fault = Enter(Op::kRemoveTree, path)) return fault->code;
     return Base::ShellRemoveTree(path);
   }
@@ -261,18 +263,24 @@ struct FaultyFileSystem<FileSystem> : FaultyBase<FileSystem> {
 template <>
 struct FaultyFileSystem<DirectFileSystem> : FaultyBase<DirectFileSystem> {
   using Base = DirectFileSystem;
+  using FaultyBase::FaultyBase;
   using Node = Base::Node;
   /// A fault with a code is a look that cannot tell.
-  static Node Look(const Text& path) {
+  Node Look(const Text& path) {
     if (Enter(Op::kLook, path)) throw std::system_error(EIO, std::generic_category());
     return Base::Look(path);
   }
-  static Text ListedPath(const Text& path) { return Base::ListedPath(path); }
-  static std::uint32_t FileCreateNew(const Text& path, FileHandle* handle) {
+  bool IsMade(const Text& path, const MadeFile& made) {
+    if (Enter(Op::kLook, path)) throw std::system_error(EIO, std::generic_category());
+    return Base::IsMade(path, made);
+  }
+  std::optional<MadeFile> Identify(FileHandle handle) { return Base::Identify(handle); }
+  Text ListedPath(const Text& path) { return Base::ListedPath(path); }
+  std::uint32_t FileCreateNew(const Text& path, FileHandle* handle) {
     if (const auto fault = Enter(Op::kFileOpen, path)) return fault->code;
     return Base::FileCreateNew(path, handle);
   }
-  static std::uint32_t RemoveEmptyDirectory(const Text& path) {
+  std::uint32_t RemoveEmptyDirectory(const Text& path) {
     if (const auto fault = Enter(Op::kRemoveEmptyDirectory, path)) return fault->code;
     return Base::RemoveEmptyDirectory(path);
   }

@@ -13,7 +13,7 @@ class Description : public WizardTest {
   /// target.
   std::optional<std::string> Open(const KitBuilder& kit, const std::string& language = "en") {
     WriteKit(kit);
-    toolkit.Story([&] {
+    Play({"-L" + language}, [&] {
       toolkit.Press(TextOf(language, "IDS_WIZARD_NEXT"));
       toolkit.Type(target().string() + behind_target);
       toolkit.Press(TextOf(language, "IDS_WIZARD_NEXT"));
@@ -23,7 +23,6 @@ class Description : public WizardTest {
       EXPECT_FALSE(toolkit.window_open());
       EXPECT_TRUE(toolkit.view_removed());
     });
-    RunWizard({"-L" + language});
     const std::string opened = Opened();
     if (opened.empty()) return std::nullopt;
     const std::string start = target().string() + "/";

@@ -20,22 +20,23 @@ constexpr const char* kReallyCancel = "Do you really want to cancel installation
 
 class Install : public WizardTest {
  protected:
+  Install() { WriteKit(ExampleKit()); }
+
   InstallStatus Status() { return GetStatus(&toolkit.controller().process_data()); }
 
-  /// Holds the worker at the third file of `ExampleKit`.
-  void HoldAt40() { gate = std::make_unique<Gate>(target() / "ledger" / "2.0" / "ledger.cf"); }
-  /// Runs `then` in the first turn that has read `percent`.
-  void At(double percent, std::function<void()> then) {
-    toolkit.OnTurn([this, percent, then = std::move(then)] {
-      if (toolkit.progress_seen().back() != percent) return;
+  /// Holds the worker at the third file of `ExampleKit`, and runs `then` in the first turn that has
+  /// read its 40 percent.
+  void HoldAt40(std::function<void()> then) {
+    gate = std::make_unique<Gate>(target() / "ledger" / "2.0" / "ledger.cf");
+    toolkit.OnTurn([this, then = std::move(then)] {
+      if (toolkit.progress_seen().back() != 40) return;
       toolkit.OnTurn(nullptr);
       then();
     });
   }
-  /// The same at 40, and lets the worker go on then.
+  /// The same, and lets the worker go on then.
   void WhileHeldAt40(std::function<void()> then) {
-    HoldAt40();
-    At(40, [this, then = std::move(then)] {
+    HoldAt40([this, then = std::move(then)] {
       then();
       Open();
     });
@@ -55,9 +56,24 @@ class Install : public WizardTest {
     gate = std::make_unique<Gate>(target() / "gate" / "gate.txt");
     WriteFile(target() / "dir" / "blocked", "a file");
   }
-  void RunExample() {
-    WriteKit(ExampleKit());
-    RunWizard();
+  /// Whether the worker begins a second pass over `ExampleKit`: it then meets a gate in the place
+  /// of the first file.
+  bool BeginsAnotherPass() {
+    const fs::path first_file = target() / "ledger" / "1.0" / "ledger.cf";
+    fs::remove(first_file);
+    Gate in_its_place(first_file);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(2500);
+    while (std::chrono::steady_clock::now() < end) {
+      if (Status().percent != 0) continue;
+      in_its_place.LetThrough();  // else it might come to the gate just when that is taken down
+      return true;
+    }
+    return false;
+  }
+
+  /// The line of the launcher's file that records `directory`.
+  static std::string LineOf(const fs::path& directory) {
+    return "ConfigurationTemplatesLocation=" + directory.string() + "\n";
   }
 
   std::unique_ptr<Gate> gate;
@@ -72,13 +88,9 @@ TEST_F(Install, ProgressFollowsTheWorkerToItsEnd) {
     EXPECT_EQ(toolkit.Shown(ControlKind::kProgressBar).progress, 40);
     EXPECT_EQ(Status().message, U16(target()) + u"/ledger/2.0/ledger.cf");
   });
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_EQ(toolkit.controller().page(), kStateSuccess);
+  InstallAndFinish(kStateSuccess, [&] {
     EXPECT_EQ(toolkit.VisibleTexts(), (std::vector<std::string>{kSuccessText}));
-    toolkit.Press("Finish");
   });
-  RunExample();
   const auto& seen = toolkit.progress_seen();
   EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
   EXPECT_EQ(seen.front(), 0);
@@ -91,12 +103,7 @@ TEST_F(Install, ProgressFollowsTheWorkerToItsEnd) {
 
 TEST_F(Install, AKitWithoutFilesIsInstalledAtOnce) {
   WriteKit(KitBuilder());
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_EQ(toolkit.controller().page(), kStateSuccess);
-    toolkit.Press("Finish");
-  });
-  RunWizard();
+  InstallAndFinish(kStateSuccess);
   EXPECT_EQ(toolkit.progress_seen().back(), 100);
 }
 
@@ -108,59 +115,25 @@ TEST_F(Install, CancelLetsTheRunningPassCompleteAndAsksNothing) {
     EXPECT_EQ(toolkit.controller().page(), kStateInstalling);
     EXPECT_TRUE(toolkit.messages().empty());
   });
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_EQ(toolkit.controller().page(), kStateSuccess);
-    EXPECT_EQ(ReadFile(target() / "about" / "de.html"), "Zum Hauptbuch");
-    toolkit.Press("Finish");
-  });
-  RunExample();
+  InstallAndFinish(kStateSuccess,
+                   [&] { EXPECT_EQ(ReadFile(target() / "about" / "de.html"), "Zum Hauptbuch"); });
   EXPECT_TRUE(fs::exists(own_cfg()));
-}
-
-/// Whether the worker begins a second pass: it then meets a gate in the place of the first file.
-bool BeginsAnotherPass(CInstallerDlg& controller, const fs::path& first_file) {
-  fs::remove(first_file);
-  Gate gate(first_file);
-  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(2500);
-  while (std::chrono::steady_clock::now() < end) {
-    if (GetStatus(&controller.process_data()).percent == 0) return true;
-  }
-  return false;
 }
 
 TEST_F(Install, CancelKeepsTheWorkerFromAnotherPass) {
   WhileHeldAt40([&] { toolkit.Press("Cancel"); });
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_FALSE(
-        BeginsAnotherPass(toolkit.controller(), target() / "ledger" / "1.0" / "ledger.cf"));
-    toolkit.Press("Finish");
-  });
-  RunExample();
+  InstallAndFinish(kStateSuccess, [&] { EXPECT_FALSE(BeginsAnotherPass()); });
 }
 
 // Deliberate: nobody stops the worker after a success; its further passes find all up to date.
 TEST_F(Install, WithoutCancelTheWorkerGoesOnAfterASuccess) {
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_TRUE(BeginsAnotherPass(toolkit.controller(), target() / "ledger" / "1.0" / "ledger.cf"));
-    toolkit.Press("Finish");
-  });
-  RunExample();
+  InstallAndFinish(kStateSuccess, [&] { EXPECT_TRUE(BeginsAnotherPass()); });
 }
 
 TEST_F(Install, AClickOnCancelReachesItsHandlerThroughTheQueueOfEvents) {
   toolkit.window_position = {300, 200};  // away from the corner the hit test misses the button
   WhileHeldAt40([&] { toolkit.Click("Cancel"); });
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_EQ(toolkit.controller().page(), kStateSuccess) << "the pass completed";
-    EXPECT_FALSE(
-        BeginsAnotherPass(toolkit.controller(), target() / "ledger" / "1.0" / "ledger.cf"));
-    toolkit.Press("Finish");
-  });
-  RunExample();
+  InstallAndFinish(kStateSuccess, [&] { EXPECT_FALSE(BeginsAnotherPass()); });
 }
 
 // --- The hit test ------------------------------------------------------------------------------
@@ -180,22 +153,17 @@ TEST_P(HitTest, EndsTheLoopWith1223) {
   const Hit& row = GetParam();
   toolkit.window_position = row.window;
   WhileHeldAt40([&] { toolkit.Move(row.event); });
-  toolkit.Story([&] {
-    InstallInto(target());
+  InstallAndFinish(row.hits ? kStateError : kStateSuccess, [&] {
     if (row.hits) {
-      EXPECT_EQ(toolkit.controller().page(), kStateError);
       EXPECT_EQ(toolkit.VisibleTexts(), (std::vector<std::string>{kErrorText}));
       // The last message that the worker had published is the path of the file in work.
       EXPECT_EQ(
           toolkit.messages(),
           (std::vector<ShownMessage>{Error((target() / "ledger" / "2.0" / "ledger.cf").string())}));
     } else {
-      EXPECT_EQ(toolkit.controller().page(), kStateSuccess);
       EXPECT_TRUE(toolkit.messages().empty());
     }
-    toolkit.Press("Finish");
   });
-  RunExample();
   EXPECT_EQ(fs::exists(own_cfg()), !row.hits)
       << "the directory of a broken-off run is not recorded";
 }
@@ -215,12 +183,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(Install, OneOfTheEventsOfATurnIsEnough) {
   WhileHeldAt40([&] { toolkit.Move({{0, 0}, {450, 335}, {1, 1}}); });
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_EQ(toolkit.controller().page(), kStateError);
-    toolkit.Press("Finish");
-  });
-  RunExample();
+  InstallAndFinish(kStateError);
 }
 
 TEST_F(Install, AWindowThatWasTakenApartHasNoButtonToHit) {
@@ -229,28 +192,18 @@ TEST_F(Install, AWindowThatWasTakenApartHasNoButtonToHit) {
     toolkit.PressEscape();
     toolkit.Move({450, 335});
   });
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_EQ(toolkit.controller().page(), kStateSuccess);
-  });
-  RunExample();
+  RunInstallation(kStateSuccess);
 }
 
 // The event is dispatched all the same, so a click in the corner of the screen also stops the
 // worker.
 TEST_F(Install, AClickThatHitsIsAlsoDispatched) {
-  HoldAt40();
-  At(40, [&] { toolkit.Click("Cancel"); });
-  toolkit.Story([&] {
-    toolkit.WhileAsked([&] { Open(); });
-    InstallInto(target());
-    EXPECT_EQ(toolkit.controller().page(), kStateError);
+  HoldAt40([&] { toolkit.Click("Cancel"); });
+  toolkit.WhileAsked([&] { Open(); });
+  InstallAndFinish(kStateError, [&] {
     EXPECT_TRUE(Eventually([&] { return Status().percent == 100; })) << "the pass completes";
-    EXPECT_FALSE(
-        BeginsAnotherPass(toolkit.controller(), target() / "ledger" / "1.0" / "ledger.cf"));
-    toolkit.Press("Finish");
+    EXPECT_FALSE(BeginsAnotherPass());
   });
-  RunExample();
 }
 
 TEST_F(Install, AHitInTheTurnThatReads100StillIsACancel) {
@@ -262,13 +215,9 @@ TEST_F(Install, AHitInTheTurnThatReads100StillIsACancel) {
     toolkit.Move({450, 335});
     hit = true;
   });
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_EQ(toolkit.controller().page(), kStateError);
+  InstallAndFinish(kStateError, [&] {
     EXPECT_EQ(toolkit.messages(), (std::vector<ShownMessage>{Error(kFinished)}));
-    toolkit.Press("Finish");
   });
-  RunExample();
   EXPECT_TRUE(hit);
   EXPECT_TRUE(fs::exists(target() / "about" / "en.html")) << "what is installed stays";
   EXPECT_FALSE(fs::exists(own_cfg()));
@@ -276,12 +225,7 @@ TEST_F(Install, AHitInTheTurnThatReads100StillIsACancel) {
 
 TEST_F(Install, TurnsWithoutAnEventHitNothing) {
   WhileHeldAt40([] {});
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_EQ(toolkit.controller().page(), kStateSuccess);
-    toolkit.Press("Finish");
-  });
-  RunExample();
+  InstallAndFinish(kStateSuccess);
   EXPECT_GT(toolkit.turns(), 1);
 }
 
@@ -289,60 +233,36 @@ TEST_F(Install, TurnsWithoutAnEventHitNothing) {
 // almost wholly off the screen has its Cancel button there.
 TEST_F(Install, AMissingEventIsTestedAtTheOrigin) {
   toolkit.window_position = {-450, -335};
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_EQ(toolkit.controller().page(), kStateError);
-    EXPECT_EQ(toolkit.turns(), 1);
-    toolkit.Press("Finish");
-  });
-  RunExample();
+  InstallAndFinish(kStateError, [&] { EXPECT_EQ(toolkit.turns(), 1); });
   EXPECT_FALSE(fs::exists(own_cfg()));
 }
 
 TEST_F(Install, AFailureThatIsPostedWith100IsAFailure) {
-  WriteKit(ExampleKit());
-  HoldAt40();
-  At(40, [&] { PostStatus(&toolkit.controller().process_data(), 5, u"failed at the end", 100); });
-  toolkit.Story([&] {
-    InstallInto(target());
+  HoldAt40([&] { PostStatus(&toolkit.controller().process_data(), 5, u"failed at the end", 100); });
+  InstallAndFinish(kStateError, [&] {
     Open();
     EXPECT_EQ(toolkit.messages(), (std::vector<ShownMessage>{Error("failed at the end")}));
-    EXPECT_EQ(toolkit.controller().page(), kStateError);
     EXPECT_EQ(toolkit.progress_seen().back(), 100);
     EXPECT_FALSE(fs::exists(own_cfg()));
-    toolkit.Press("Finish");
   });
-  RunWizard();
 }
 
 // Such as the name of a file of the kit, when a cancel comes while it is in work.
 TEST_F(Install, AMessageThatCannotBeShownIsReplacedAndTheErrorPageFollows) {
-  WriteKit(ExampleKit());
-  HoldAt40();
-  At(40, [&] { PostStatus(&toolkit.controller().process_data(), 5, u"/\xD800", 50); });
-  toolkit.Story([&] {
-    InstallInto(target());
+  HoldAt40([&] { PostStatus(&toolkit.controller().process_data(), 5, u"/\xD800", 50); });
+  InstallAndFinish(kStateError, [&] {
     Open();
     EXPECT_EQ(toolkit.messages(), (std::vector<ShownMessage>{Error("Installation error")}));
-    EXPECT_EQ(toolkit.controller().page(), kStateError);
-    toolkit.Press("Finish");
   });
-  RunWizard();
 }
 
 TEST_F(Install, ATurnThatFailsEndsTheLoopAndTheErrorPageFollows) {
-  HoldAt40();
-  At(40, [] { throw std::bad_alloc(); });
-  toolkit.Story([&] {
-    InstallInto(target());
+  HoldAt40([] { throw std::bad_alloc(); });
+  InstallAndFinish(kStateError, [&] {
     Open();
     EXPECT_EQ(toolkit.messages(), (std::vector<ShownMessage>{Error("Installation error")}));
-    EXPECT_EQ(toolkit.controller().page(), kStateError);
     EXPECT_EQ(toolkit.VisibleTexts(), (std::vector<std::string>{kErrorText}));
-    toolkit.Press("Finish");
-    EXPECT_FALSE(toolkit.window_open());
   });
-  RunExample();
   EXPECT_FALSE(fs::exists(own_cfg())) << "what nobody watched to its end is not recorded";
 }
 
@@ -354,12 +274,7 @@ TEST_F(Install, EscapeAnsweredNoChangesNothing) {
     toolkit.PressEscape();
     EXPECT_TRUE(toolkit.window_open());
   });
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_EQ(toolkit.controller().page(), kStateSuccess);
-    toolkit.Press("Finish");
-  });
-  RunExample();
+  InstallAndFinish(kStateSuccess);
   EXPECT_EQ(toolkit.messages(),
             (std::vector<ShownMessage>{{"Installing configuration", kReallyCancel, 0x02000002}}));
 }
@@ -373,16 +288,13 @@ TEST_F(Install, EscapeAnsweredYesClosesTheWindowAndTheWorkerGoesOn) {
     EXPECT_EQ(toolkit.controller().page(), kStateInstalling);
     controls = toolkit.controls().size();
   });
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_EQ(toolkit.controller().page(), kStateSuccess);
+  RunInstallation(kStateSuccess, [&] {
     EXPECT_EQ(toolkit.controls().size(), controls) << "no page is made for a closed window";
     // Escape did not ask the worker to stop.
-    EXPECT_TRUE(BeginsAnotherPass(toolkit.controller(), target() / "ledger" / "1.0" / "ledger.cf"));
+    EXPECT_TRUE(BeginsAnotherPass());
   });
-  RunExample();
   EXPECT_TRUE(fs::exists(target() / "about" / "de.html"));
-  EXPECT_EQ(ReadFile(own_cfg()), "ConfigurationTemplatesLocation=" + target().string() + "\n");
+  EXPECT_EQ(ReadFile(own_cfg()), LineOf(target()));
 }
 
 TEST_F(Install, AFailureAfterEscapeIsStillTold) {
@@ -395,40 +307,28 @@ TEST_F(Install, AFailureAfterEscapeIsStillTold) {
     toolkit.PressEscape();
     Open();
   });
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_EQ(toolkit.controller().page(), kStateError);
-  });
-  RunWizard();
+  RunInstallation(kStateError);
   ASSERT_EQ(toolkit.messages().size(), 2u);
   EXPECT_EQ(toolkit.messages()[1], Error("Installation error"));
 }
 
 TEST_F(Install, ClosingByTheBoxLetsTheInstallationComplete) {
   WhileHeldAt40([&] { toolkit.CloseWithBox(); });
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_EQ(toolkit.controller().page(), kStateSuccess);
-  });
-  RunExample();
-  EXPECT_EQ(ReadFile(own_cfg()), "ConfigurationTemplatesLocation=" + target().string() + "\n");
+  RunInstallation(kStateSuccess);
+  EXPECT_EQ(ReadFile(own_cfg()), LineOf(target()));
 }
 
 // --- Failures ----------------------------------------------------------------------------------
 
 TEST_F(Install, AFailureIsToldAndTheErrorPageFollows) {
   WriteKit(FailingKit());
-  toolkit.Story([&] {
-    toolkit.WhileAsked([&] {
-      EXPECT_EQ(toolkit.controller().page(), kStateInstalling) << "the message comes first";
-    });
-    InstallInto(target());
-    EXPECT_EQ(toolkit.messages(), (std::vector<ShownMessage>{Error("Installation error")}));
-    EXPECT_EQ(toolkit.controller().page(), kStateError);
-    EXPECT_EQ(toolkit.VisibleTexts(), (std::vector<std::string>{kErrorText}));
-    toolkit.Press("Finish");
+  toolkit.WhileAsked([&] {
+    EXPECT_EQ(toolkit.controller().page(), kStateInstalling) << "the message comes first";
   });
-  RunWizard();
+  InstallAndFinish(kStateError, [&] {
+    EXPECT_EQ(toolkit.messages(), (std::vector<ShownMessage>{Error("Installation error")}));
+    EXPECT_EQ(toolkit.VisibleTexts(), (std::vector<std::string>{kErrorText}));
+  });
   EXPECT_FALSE(fs::exists(own_cfg()));
   EXPECT_EQ(Opened(), "");
 }
@@ -436,16 +336,13 @@ TEST_F(Install, AFailureIsToldAndTheErrorPageFollows) {
 // Deliberate: the worker repeats its pass at once until the program ends.
 TEST_F(Install, AfterAFailureTheWorkerStartsOverEndlessly) {
   WriteKit(FailingKit());
-  toolkit.Story([&] {
-    InstallInto(target());
+  InstallAndFinish(kStateError, [&] {
     const fs::path file = target() / "good" / "first.txt";
     for (int pass = 0; pass < 3; ++pass) {
       EXPECT_TRUE(Eventually([&] { return fs::exists(file); })) << pass;
       EXPECT_TRUE(Eventually([&] { return !fs::exists(file); })) << pass;
     }
-    toolkit.Press("Finish");
   });
-  RunWizard();
 }
 
 TEST_F(Install, CancelThenFailureEndsTheWorker) {
@@ -460,13 +357,8 @@ TEST_F(Install, CancelThenFailureEndsTheWorker) {
     toolkit.Press("Cancel");
     gate->LetThrough();
   });
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_EQ(toolkit.controller().page(), kStateError);
-    toolkit.Press("Finish");
-  });
   // This would not return while a worker stood at the gate in a second pass.
-  RunWizard();
+  InstallAndFinish(kStateError);
   EXPECT_EQ(toolkit.messages(), (std::vector<ShownMessage>{Error("Installation error")}));
 }
 
@@ -482,13 +374,7 @@ TEST_F(Install, ASlowReaderMissesAFailureThatTheNextPassMends) {
     gate->LetThrough();
     EXPECT_TRUE(Eventually([&] { return Status().percent == 100; })) << "the second one does not";
   });
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_EQ(toolkit.controller().page(), kStateSuccess);
-    gate.reset();
-    toolkit.Press("Finish");
-  });
-  RunWizard();
+  InstallAndFinish(kStateSuccess, [&] { gate.reset(); });
   EXPECT_TRUE(slow);
   EXPECT_TRUE(toolkit.messages().empty());
   EXPECT_EQ(ReadFile(target() / "dir" / "blocked" / "file.txt"), "text");
@@ -503,13 +389,7 @@ TEST_F(Install, AFastReaderSeesTheSameFailure) {
     gate->LetThrough();
     EXPECT_TRUE(Eventually([&] { return Status().code != 0; }));
   });
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_EQ(toolkit.controller().page(), kStateError);
-    gate.reset();
-    toolkit.Press("Finish");
-  });
-  RunWizard();
+  InstallAndFinish(kStateError, [&] { gate.reset(); });
   EXPECT_EQ(toolkit.messages(), (std::vector<ShownMessage>{Error("Installation error")}));
   EXPECT_FALSE(fs::exists(own_cfg()));
 }
@@ -529,13 +409,7 @@ TEST_F(Install, ASlowReaderSeesAFailureThatStays) {
     EXPECT_TRUE(Eventually([&] { return Status().code == 0; })) << "the next pass overwrites it";
     ++missed;
   });
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_EQ(toolkit.controller().page(), kStateError);
-    gate.reset();
-    toolkit.Press("Finish");
-  });
-  RunWizard();
+  InstallAndFinish(kStateError, [&] { gate.reset(); });
   EXPECT_EQ(missed, 3);
   EXPECT_EQ(toolkit.messages(), (std::vector<ShownMessage>{Error("Installation error")}));
 }
@@ -551,14 +425,11 @@ struct Recorded {
 class Record : public Install, public ::testing::WithParamInterface<Recorded> {};
 
 TEST_P(Record, OneSeparatorAtMostIsTakenOff) {
-  WriteKit(ExampleKit());
-  toolkit.Story([&] {
+  Play([&] {
     InstallInto(target().string() + GetParam().typed);
     toolkit.Press("Finish");
   });
-  RunWizard();
-  EXPECT_EQ(ReadFile(own_cfg()),
-            "ConfigurationTemplatesLocation=" + target().string() + GetParam().recorded + "\n");
+  EXPECT_EQ(ReadFile(own_cfg()), LineOf(target().string() + GetParam().recorded));
 }
 
 INSTANTIATE_TEST_SUITE_P(Separators, Record,
@@ -567,19 +438,13 @@ INSTANTIATE_TEST_SUITE_P(Separators, Record,
                          [](const auto& info) { return info.param.name; });
 
 TEST_F(Install, TheNewDirectoryComesFirstAndOnce) {
-  WriteFile(own_cfg(),
-            "Other=1\nConfigurationTemplatesLocation=/a\nConfigurationTemplatesLocation=" +
-                target().string() + "/\nLast=2\n");
-  toolkit.Story([&] {
-    InstallInto(target());
+  WriteFile(own_cfg(), "Other=1\n" + LineOf("/a") + LineOf(target().string() + "/") + "Last=2\n");
+  InstallAndFinish(kStateSuccess, [&] {
     EXPECT_EQ(toolkit.controller().template_dirs(),
               (std::vector<stdx::u16string>{U16(target()), stdx::u16string(u"/a"),
                                             U16(target()) + u"/"}));
-    toolkit.Press("Finish");
   });
-  RunExample();
-  EXPECT_EQ(ReadFile(own_cfg()), "Other=1\nConfigurationTemplatesLocation=" + target().string() +
-                                     "\nConfigurationTemplatesLocation=/a\nLast=2\n");
+  EXPECT_EQ(ReadFile(own_cfg()), "Other=1\n" + LineOf(target()) + LineOf("/a") + "Last=2\n");
 }
 
 struct Files {
@@ -594,16 +459,11 @@ TEST_P(WhichFile, IsWritten) {
   const Files& row = GetParam();
   if (row.own) WriteFile(own_cfg(), "A=1\n");
   if (row.alt) {
-    WriteFile(alt_cfg(), row.alt_has_directories ? "ConfigurationTemplatesLocation=/b\n" : "B=1\n");
+    WriteFile(alt_cfg(), row.alt_has_directories ? LineOf("/b") : std::string("B=1\n"));
   }
-  toolkit.Story([&] {
-    InstallInto(target());
-    toolkit.Press("Finish");
-  });
-  RunExample();
-  const std::string line = "ConfigurationTemplatesLocation=" + target().string() + "\n";
+  InstallAndFinish(kStateSuccess);
   const auto has_line = [&](const fs::path& file) {
-    return fs::exists(file) && ReadFile(file).find(line) != std::string::npos;
+    return fs::exists(file) && ReadFile(file).find(LineOf(target())) != std::string::npos;
   };
   EXPECT_EQ(has_line(own_cfg()), row.own_written);
   EXPECT_EQ(has_line(alt_cfg()), row.alt_written);
@@ -620,32 +480,32 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(Install, AConfigurationThatCannotBeSavedIsToldAndTheSuccessStays) {
   fs::create_directories(own_cfg());  // a directory in the place of the file
-  toolkit.Story([&] {
-    InstallInto(target());
+  InstallAndFinish(kStateSuccess, [&] {
     EXPECT_EQ(toolkit.messages(), (std::vector<ShownMessage>{Error("Installation error")}));
-    EXPECT_EQ(toolkit.controller().page(), kStateSuccess);
     EXPECT_EQ(toolkit.VisibleTexts(), (std::vector<std::string>{kSuccessText}));
-    toolkit.Press("Finish");
-    EXPECT_FALSE(toolkit.window_open());
   });
-  RunExample();
   EXPECT_TRUE(fs::exists(target() / "about" / "en.html"));
 }
 
-// The final texts are Russian in every language, and a locale without them must cost no more than
-// the page.
-TEST_F(Install, AFinalTextThatCannotBeShownCostsOnlyItsPage) {
-  setenv("LC_ALL", "C", 1);
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_EQ(toolkit.messages(), (std::vector<ShownMessage>{Error("Installation error")}));
-    EXPECT_EQ(toolkit.controller().page(), kStateSuccess);
-    toolkit.Press("Finish");
-    EXPECT_FALSE(toolkit.window_open());
-  });
-  RunExample();
-  EXPECT_EQ(ReadFile(own_cfg()), "ConfigurationTemplatesLocation=" + target().string() + "\n");
-  EXPECT_EQ(Opened(), "");
+// They are Russian in every language, also where the locale knows no such letters.
+TEST_F(Install, TheFinalTextsNeedNoLocale) {
+  for (const bool fails : {false, true}) {
+    SCOPED_TRACE(fails);
+    setenv("LC_ALL", "C", 1);
+    WriteKit(fails ? FailingKit() : ExampleKit());
+    RecordingToolkit desktop;
+    desktop.Story([&] {
+      desktop.Press("Next >");
+      desktop.Type(target().string());
+      desktop.Press("Next >");
+      EXPECT_EQ(desktop.messages().size(), fails ? 1u : 0u) << "why it failed";
+      EXPECT_EQ(desktop.VisibleTexts(),
+                (std::vector<std::string>{fails ? kErrorText : kSuccessText}));
+      desktop.Press("Finish");
+      EXPECT_FALSE(desktop.window_open());
+    });
+    RunProgram(desktop, {"setup", "usecwd", "-Len"});
+  }
 }
 
 }  // namespace

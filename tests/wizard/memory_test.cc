@@ -1,5 +1,5 @@
 // A system that runs out of memory while the wizard prepares.
-#include "tests/support/allocation_limit.h"
+#include "tests/support/allocations.h"
 #include "tests/wizard/wizard_test.h"
 
 namespace quarn::testing {

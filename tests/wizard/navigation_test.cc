@@ -14,11 +14,10 @@ class Navigation : public WizardTest {
   std::string Welcome(const KitBuilder& kit, const std::string& language = "en") {
     WriteKit(kit);
     std::string text;
-    toolkit.Story([&] {
+    Play({"-L" + language}, [&] {
       text = toolkit.VisibleTexts().at(0);
       toolkit.CloseWithBox();
     });
-    RunWizard({"-L" + language});
     return text;
   }
 };
@@ -30,11 +29,10 @@ TEST_F(Navigation, TheProductIsIntroducedInTheLanguageOfTheWizard) {
 
 TEST_F(Navigation, TheKitThatWasReadIsKeptInMind) {
   WriteKit(ExampleKit());
-  toolkit.Story([&] {
+  Play([&] {
     EXPECT_EQ(toolkit.controller().source_path(), U16(start_directory() / "quarn.tpk"));
     toolkit.CloseWithBox();
   });
-  RunWizard();
 }
 
 TEST_F(Navigation, TheLanguageOfAProductIsFoundInAnyCase) {
@@ -81,7 +79,7 @@ TEST_F(Navigation, PlaceholdersInATextStayAsTheyAre) {
 
 TEST_F(Navigation, BackShowsTheWelcomePageThatWasBuiltFirst) {
   WriteKit(ExampleKit());
-  toolkit.Story([&] {
+  Play([&] {
     const auto first = toolkit.Visible();
     toolkit.Press("Next >");
     EXPECT_NE(toolkit.Visible(), first);
@@ -91,12 +89,11 @@ TEST_F(Navigation, BackShowsTheWelcomePageThatWasBuiltFirst) {
     EXPECT_EQ(toolkit.controls().size(), made);
     toolkit.CloseWithBox();
   });
-  RunWizard();
 }
 
 TEST_F(Navigation, TheDirectoryPageIsMadeOnceAndShowsTheTargetEachTime) {
   WriteKit(ExampleKit());
-  toolkit.Story([&] {
+  Play([&] {
     toolkit.Press("Next >");
     const auto first = toolkit.Visible();
     toolkit.Type("/something/else");
@@ -106,12 +103,11 @@ TEST_F(Navigation, TheDirectoryPageIsMadeOnceAndShowsTheTargetEachTime) {
     EXPECT_EQ(toolkit.Shown(ControlKind::kField).text, default_target().string() + "/");
     toolkit.CloseWithBox();
   });
-  RunWizard();
 }
 
 TEST_F(Navigation, ADirectoryPageThatCannotBeMadeIsTriedAgain) {
   WriteKit(ExampleKit());
-  toolkit.Story([&] {
+  Play([&] {
     toolkit.FailCall("Make", 1);
     toolkit.Press("Next >");
     EXPECT_EQ(toolkit.messages(), (std::vector<ShownMessage>{Error("Installation error")}));
@@ -121,12 +117,11 @@ TEST_F(Navigation, ADirectoryPageThatCannotBeMadeIsTriedAgain) {
     EXPECT_EQ(toolkit.VisibleTexts().size(), 2u);
     toolkit.CloseWithBox();
   });
-  RunWizard();
 }
 
 TEST_F(Navigation, AnEmptyDirectoryIsAskedForAgain) {
   WriteKit(ExampleKit());
-  toolkit.Story([&] {
+  Play([&] {
     InstallInto("");
     EXPECT_EQ(toolkit.messages().back(),
               (ShownMessage{"Installing configuration",
@@ -139,31 +134,28 @@ TEST_F(Navigation, AnEmptyDirectoryIsAskedForAgain) {
     EXPECT_EQ(toolkit.controller().page(), kStateSuccess);
     toolkit.Press("Finish");
   });
-  RunWizard();
 }
 
 TEST_F(Navigation, BackslashesOfADirectoryAreSeparators) {
   WriteKit(ExampleKit());
-  toolkit.Story([&] {
+  Play([&] {
     std::string typed = (target() / "deep" / "er").string();
     std::replace(typed.begin(), typed.end(), '/', '\\');
     InstallInto(typed);
     EXPECT_EQ(toolkit.controller().target_dir(), U16(target()) + u"/deep/er");
     toolkit.Press("Finish");
   });
-  RunWizard();
   EXPECT_TRUE(std::filesystem::exists(target() / "deep" / "er" / "about" / "en.html"));
 }
 
 TEST_F(Navigation, ASingleBackslashIsTheRoot) {
   WriteKit(KitBuilder());  // installs nothing
-  toolkit.Story([&] {
+  Play([&] {
     InstallInto("\\");
     EXPECT_EQ(toolkit.controller().target_dir(), u"/");
     EXPECT_EQ(toolkit.controller().page(), kStateSuccess);
     toolkit.Press("Finish");
   });
-  RunWizard();
   EXPECT_TRUE(toolkit.messages().empty());
 }
 
@@ -177,7 +169,7 @@ class Inexpressible : public Navigation, public ::testing::WithParamInterface<Ty
 
 TEST_P(Inexpressible, AsADirectoryIsRefusedAndTheWizardGoesOn) {
   WriteKit(ExampleKit());
-  toolkit.Story([&] {
+  Play([&] {
     toolkit.Press("Next >");
     setenv("LC_ALL", GetParam().locale, 1);
     toolkit.Type(GetParam().text);
@@ -191,7 +183,6 @@ TEST_P(Inexpressible, AsADirectoryIsRefusedAndTheWizardGoesOn) {
     EXPECT_EQ(toolkit.controller().page(), kStateSuccess);
     toolkit.Press("Finish");
   });
-  RunWizard();
   EXPECT_TRUE(std::filesystem::exists(tmp())) << "no installation failed on it";
 }
 
@@ -211,7 +202,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(Navigation, TheFolderThatIsChosenGoesIntoTheField) {
   WriteKit(ExampleKit());
-  toolkit.Story([&] {
+  Play([&] {
     toolkit.Press("Next >");
     toolkit.Press("...");
     ASSERT_TRUE(toolkit.chooser_open());
@@ -221,12 +212,11 @@ TEST_F(Navigation, TheFolderThatIsChosenGoesIntoTheField) {
     EXPECT_EQ(toolkit.controller().target_dir(), U16(default_target()) + u"/") << "not yet";
     toolkit.CloseWithBox();
   });
-  RunWizard();
 }
 
 TEST_F(Navigation, AChooserThatIsCancelledChangesNothing) {
   WriteKit(ExampleKit());
-  toolkit.Story([&] {
+  Play([&] {
     toolkit.Press("Next >");
     toolkit.Type("/typed");
     toolkit.Press("...");
@@ -234,22 +224,20 @@ TEST_F(Navigation, AChooserThatIsCancelledChangesNothing) {
     EXPECT_EQ(toolkit.Shown(ControlKind::kField).text, "/typed");
     toolkit.CloseWithBox();
   });
-  RunWizard();
 }
 
 TEST_F(Navigation, ThereIsNoChooserBeforeThereIsADirectoryPage) {
   WriteKit(ExampleKit());
-  toolkit.Story([&] {
+  Play([&] {
     toolkit.controller().OnBrowse();
     EXPECT_FALSE(toolkit.chooser_open());
     toolkit.CloseWithBox();
   });
-  RunWizard();
 }
 
 TEST_F(Navigation, ThereIsNoChooserOnceTheWindowIsClosed) {
   WriteKit(ExampleKit());
-  toolkit.Story([&] {
+  Play([&] {
     toolkit.Press("Next >");
     toolkit.Answer("Yes");
     toolkit.Press("Cancel");
@@ -257,14 +245,13 @@ TEST_F(Navigation, ThereIsNoChooserOnceTheWindowIsClosed) {
     toolkit.controller().OnBrowse();  // a screen reader's press, for example
     EXPECT_FALSE(toolkit.chooser_open());
   });
-  RunWizard();
 }
 
 // --- Closing -----------------------------------------------------------------------------------
 
 TEST_F(Navigation, AQuestionThatIsNotAnsweredClosesNothing) {
   WriteKit(ExampleKit());
-  toolkit.Story([&] {
+  Play([&] {
     toolkit.AnswerNothing();
     toolkit.Press("Cancel");
     EXPECT_TRUE(toolkit.window_open());
@@ -272,12 +259,11 @@ TEST_F(Navigation, AQuestionThatIsNotAnsweredClosesNothing) {
     toolkit.Press("Cancel");
     EXPECT_FALSE(toolkit.window_open());
   });
-  RunWizard();
 }
 
 TEST_F(Navigation, AHandlerThatFailsEndsInAMessageAndTheWizardLives) {
   WriteKit(ExampleKit());
-  toolkit.Story([&] {
+  Play([&] {
     for (const auto& handler : {&CInstallerDlg::OnCancel, &CInstallerDlg::OnEscape}) {
       const std::size_t told = toolkit.messages().size();
       toolkit.WhileAsked([] { throw std::bad_alloc(); });
@@ -290,7 +276,6 @@ TEST_F(Navigation, AHandlerThatFailsEndsInAMessageAndTheWizardLives) {
     EXPECT_EQ(toolkit.controller().page(), kStateDirectory);
     toolkit.CloseWithBox();
   });
-  RunWizard();
 }
 
 }  // namespace

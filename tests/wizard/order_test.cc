@@ -126,18 +126,17 @@ const Entries kWindow = {"set up",    "make window", "make view",  "make separat
 
 TEST_F(Order, TheWindowIsShownWhenItIsCompleteAndTheFirstPageAfterIt) {
   WriteKit(ExampleKit());
-  toolkit.Story([&] {
+  Play([&] {
     EXPECT_EQ(Since(), Joined({kWindow,
                                {"make picture", "make " + welcome, "disable Back", "state 1",
                                 "show picture", "show " + welcome, "run"}}));
     toolkit.CloseWithBox();
   });
-  RunWizard();
 }
 
 TEST_F(Order, ThePageThatWasShownGoesBeforeTheNextOneComes) {
   WriteKit(ExampleKit());
-  toolkit.Story([&] {
+  Play([&] {
     Since();
     toolkit.Press("Next >");
     const Entries directory = {"show picture", "show " + prompt, "show " + caption, "show field",
@@ -159,12 +158,11 @@ TEST_F(Order, ThePageThatWasShownGoesBeforeTheNextOneComes) {
     EXPECT_EQ(Since(), Joined({{"state 2"}, shown}));
     toolkit.CloseWithBox();
   });
-  RunWizard();
 }
 
 TEST_F(Order, OfAnInstallationFromTheJobToTheRecord) {
   WriteGatedKit();
-  toolkit.Story([&] {
+  Play([&] {
     toolkit.Press("Next >");
     toolkit.Type(target().string() + "/");
     Since();
@@ -209,12 +207,11 @@ TEST_F(Order, OfAnInstallationFromTheJobToTheRecord) {
     toolkit.Press("Finish");
     EXPECT_EQ(Since(), (Entries{"opened", "remove view", "close window"}));
   });
-  RunWizard();
 }
 
 TEST_F(Order, OfAFailureFromTheMessageToThePage) {
   WriteGatedKit();
-  toolkit.Story([&] {
+  Play([&] {
     toolkit.Press("Next >");
     toolkit.Type(target().string());
     toolkit.OnTurn([&] {
@@ -245,12 +242,11 @@ TEST_F(Order, OfAFailureFromTheMessageToThePage) {
     EXPECT_EQ(Since(), (Entries{"remove view", "close window"}));
     gate_.reset();
   });
-  RunWizard();
 }
 
 TEST_F(Order, AnEventIsLookedAtBeforeItIsDispatched) {
   WriteGatedKit();
-  toolkit.Story([&] {
+  Play([&] {
     // What a click does to the window comes too late for its own test.
     toolkit.OnTurn([&] {
       toolkit.Move({450, 335}, [&] { toolkit.window_position = {300, 200}; });
@@ -264,19 +260,17 @@ TEST_F(Order, AnEventIsLookedAtBeforeItIsDispatched) {
     gate_.reset();
     toolkit.Press("Finish");
   });
-  RunWizard();
 }
 
 TEST_F(Order, ClosingAsksFirst) {
   WriteKit(ExampleKit());
-  toolkit.Story([&] {
+  Play([&] {
     Since();
     toolkit.Answer("Yes");
     toolkit.Press("Cancel");
     EXPECT_EQ(Since(), (Entries{"message \"Do you really want to cancel installation?\"",
                                 "remove view", "close window"}));
   });
-  RunWizard();
 }
 
 // Deliberate: Back and Next are hidden, not disabled.

@@ -33,12 +33,7 @@ TEST_F(Pace, TheLoopTurnsWithoutAPause) {
       gate.LetThrough();
     });
   });
-  toolkit.Story([&] {
-    InstallInto(target());
-    EXPECT_EQ(toolkit.controller().page(), kStateSuccess);
-    toolkit.Press("Finish");
-  });
-  RunWizard();
+  InstallAndFinish(kStateSuccess);
   EXPECT_GE(toolkit.turns(), first_turn + kTurns);
   // The machine may make it wait now and then, for memory for example.
   EXPECT_LT(waited, kTurns / 10);

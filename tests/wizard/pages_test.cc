@@ -61,7 +61,7 @@ class Pages : public WizardTest, public ::testing::WithParamInterface<const char
 
 TEST_P(Pages, HaveExactlyTheseControls) {
   WriteKit(ExampleKit());
-  toolkit.Story([&] {
+  Play({std::string("-L") + GetParam()}, [&] {
     EXPECT_EQ(toolkit.content(), (Frame{0, 0, 500, 360}));
     EXPECT_EQ(toolkit.title(), Text("IDR_MAINFRAME"));
     EXPECT_TRUE(toolkit.window_shown());
@@ -128,7 +128,6 @@ TEST_P(Pages, HaveExactlyTheseControls) {
                              }));
     toolkit.CloseWithBox();
   });
-  RunWizard({std::string("-L") + GetParam()});
 
   ASSERT_EQ(toolkit.images().size(), 1u) << "the side picture is made once";
   EXPECT_EQ(toolkit.images()[0]->picture.bytes, SidePicture().bytes);
@@ -137,7 +136,7 @@ TEST_P(Pages, HaveExactlyTheseControls) {
 
 TEST_P(Pages, TheErrorPageIsAPictureAndItsText) {
   WriteKit(FailingKit());
-  toolkit.Story([&] {
+  Play({std::string("-L") + GetParam()}, [&] {
     toolkit.Press(Text("IDS_WIZARD_NEXT"));
     toolkit.Type(target().string());
     toolkit.OnTurn([&] { NewControls(); });
@@ -145,7 +144,6 @@ TEST_P(Pages, TheErrorPageIsAPictureAndItsText) {
     EXPECT_EQ(NewControls(), (std::vector<Row>{PictureRow(), Label(kText, kErrorText)}));
     toolkit.CloseWithBox();
   });
-  RunWizard({std::string("-L") + GetParam()});
 }
 
 INSTANTIATE_TEST_SUITE_P(Languages, Pages, ::testing::Values("en", "de"),
@@ -181,14 +179,14 @@ TEST_F(Page, IsShownAndHiddenAsAWhole) {
 
 // Deliberate: the last page is never hidden, and its check box is not on its list.
 TEST_F(Page, TheCheckBoxOfTheSuccessPageStaysWhenThePageIsHidden) {
-  SuccessFinalPage page(view, image, u"Text");
+  SuccessFinalPage page(view, image, "Text");
   page.SetVisible(false);
   EXPECT_EQ(toolkit.Visible().size(), 1u);
   EXPECT_EQ(toolkit.Shown(ControlKind::kCheckBox).text, "Open description of distribution package");
 }
 
 TEST_F(Page, TheCheckBoxIsOnUnlessTheUserTurnsItOff) {
-  SuccessFinalPage page(view, image, u"Text");
+  SuccessFinalPage page(view, image, "Text");
   EXPECT_TRUE(page.IsOpenChecked());
   toolkit.SetChecked(false);
   EXPECT_FALSE(page.IsOpenChecked());

@@ -87,7 +87,30 @@ TEST_F(Prepare, AProductOfAnotherLanguageNeedNotBeShown) {
   kit.Product(u"en", u"Ledger", u"Quarn Ltd", u"");
   kit.Product(u"de", u"\xD800", u"", u"");
   WriteKit(kit);
-  toolkit.Story([&] { toolkit.CloseWithBox(); });
+  Play([&] { toolkit.CloseWithBox(); });
+  EXPECT_TRUE(toolkit.messages().empty());
+}
+
+// An installation would fail at it, in the middle, and its rollback costs directories.
+TEST_F(Prepare, AFileThatCannotBeNamedIsADamagedKit) {
+  KitBuilder kit;
+  kit.Product(u"en", u"Ledger", u"Quarn Ltd", u"");
+  kit.File(u"one.txt", "1").File(u"a\\\xD800.txt", "2");
+  WriteKit(kit);
+  ExpectRefusal(kDamaged);
+}
+
+// Deliberate: a zero unit ends a name, and the file is the one that is named by what is before it.
+TEST_F(Prepare, AFileWhoseNameHasAZeroUnitIsNone) {
+  KitBuilder kit;
+  kit.Product(u"en", u"Ledger", u"Quarn Ltd", u"");
+  kit.File(std::u16string(u"one.txt\0\xD800", 9), "1");
+  WriteKit(kit);
+  toolkit.Story([&] {
+    InstallInto(target());
+    EXPECT_EQ(Tree(target()), (std::map<std::string, std::string>{{"one.txt", "1"}}));
+    toolkit.CloseWithBox();
+  });
   RunWizard();
   EXPECT_TRUE(toolkit.messages().empty());
 }
@@ -188,12 +211,11 @@ class Offer : public WizardTest {
  protected:
   void ExpectOffer(const std::string& directory) {
     WriteKit(ExampleKit());
-    toolkit.Story([&] {
+    Play([&] {
       toolkit.Press("Next >");
       EXPECT_EQ(toolkit.Shown(ControlKind::kField).text, directory);
       toolkit.CloseWithBox();
     });
-    RunWizard();
   }
 };
 

@@ -32,13 +32,8 @@ class ProcessStart : public WizardTest {
     for (std::size_t i = 0; i < kStreams.size(); ++i) dup2(kept_[i], kStreams[i]);
   }
 
-  void InstallAndFinish() {
-    toolkit.Story([&] {
-      InstallInto(target());
-      EXPECT_EQ(toolkit.controller().page(), kStateSuccess);
-      toolkit.Press("Finish");
-    });
-    RunWizard();
+  void ExpectInstallation() {
+    InstallAndFinish(kStateSuccess);
     EXPECT_TRUE(toolkit.messages().empty());
     EXPECT_EQ(ReadFile(target() / "ledger/1.0/ledger.cf"), "first file");
   }
@@ -52,7 +47,7 @@ class ProcessStart : public WizardTest {
 TEST_F(ProcessStart, ChildrenThatNobodyWaitedForAreWaitedFor) {
   WriteKit(ExampleKit());
   std::signal(SIGCHLD, SIG_IGN);
-  InstallAndFinish();
+  ExpectInstallation();
 }
 
 TEST_F(ProcessStart, WhatIsWrittenToAClosedStreamGoesIntoNoFileOfTheWizard) {
@@ -77,14 +72,14 @@ TEST_F(ProcessStart, WhatIsWrittenToAClosedStreamGoesIntoNoFileOfTheWizard) {
 TEST_F(ProcessStart, OpenStreamsStayAsTheyAre) {
   WriteKit(ExampleKit());
   const fs::path output = fs::read_symlink("/proc/self/fd/1");
-  InstallAndFinish();
+  ExpectInstallation();
   EXPECT_EQ(fs::read_symlink("/proc/self/fd/1"), output);
 }
 
 TEST_F(ProcessStart, APipeThatNobodyReadsEndsNothing) {
   std::signal(SIGPIPE, SIG_DFL);
   WriteKit(ExampleKit());
-  InstallAndFinish();
+  ExpectInstallation();
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   close(ends[0]);
@@ -95,7 +90,7 @@ TEST_F(ProcessStart, APipeThatNobodyReadsEndsNothing) {
 // The viewer of the description, for example, which may rely on it.
 TEST_F(ProcessStart, ProgramsThatAreStartedAreEndedByItAsEver) {
   WriteKit(ExampleKit());
-  InstallAndFinish();
+  ExpectInstallation();
   EXPECT_EQ(WTERMSIG(std::system("kill -s PIPE $$")), SIGPIPE);
   EXPECT_EQ(WTERMSIG(std::system("kill -s XFSZ $$")), SIGXFSZ);
 }

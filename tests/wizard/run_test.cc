@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <new>
+#include <tuple>
 
 #include "l10n/string_table.h"
 #include "tests/wizard/wizard_test.h"
@@ -19,8 +20,7 @@ class Start : public WizardTest {
   void ExpectStart(const std::vector<std::string>& options, const std::string& language,
                    bool silent) {
     WriteKit(ExampleKit());
-    toolkit.Story([&] { toolkit.CloseWithBox(); });
-    RunWizard(options);
+    Play(options, [&] { toolkit.CloseWithBox(); });
     EXPECT_EQ(app.language_id, FindLanguageByCode(language.c_str()));
     EXPECT_EQ(app.title, U16(TextOf(language, "IDR_MAINFRAME")));
     EXPECT_EQ(toolkit.title(), TextOf(language, "IDR_MAINFRAME"));
@@ -138,36 +138,53 @@ TEST_F(Start, WhatFollowsTheChoiceOfTheLanguageComesBeforeTheFirstText) {
 
 // --- An eight-bit locale -----------------------------------------------------------------------
 
-/// A Russian user whose files and their names are KOI8-R.
+/// A user whose files and their names are in an encoding of one byte for a character.
 class EightBit : public Start {
  protected:
-  void SetUp() override {
-    Start::SetUp();
-    const std::string locale = (root() / "ru.KOI8-R").string();
-    if (std::system(("localedef -c -i C -f KOI8-R " + locale + " 2>/dev/null").c_str()) != 0) {
-      GTEST_SKIP() << "no sources of locales on this system";
-    }
+  /// Skips the test where the system has no sources of locales.
+  void Use(const std::string& charset) {
+    const std::string name = "xx." + charset;
+    const std::string command =
+        "localedef -c -i C -f " + charset + " " + (root() / name).string() + " 2>/dev/null";
+    if (std::system(command.c_str()) != 0) GTEST_SKIP() << "no sources of locales on this system";
     setenv("LOCPATH", root().c_str(), 1);
-    setenv("LC_ALL", "ru.KOI8-R", 1);
+    setenv("LC_ALL", name.c_str(), 1);
     WriteKit(ExampleKit());
-    fs::create_directories(recorded_);
-    WriteFile(own_cfg(), "ConfigurationTemplatesLocation=" + recorded_.string() + "\n");
   }
   void TearDown() override { unsetenv("LOCPATH"); }
+
+  void Record(const fs::path& directory) {
+    fs::create_directories(directory);
+    WriteFile(own_cfg(), Line(directory));
+  }
+  static std::string Line(const fs::path& directory) {
+    return "ConfigurationTemplatesLocation=" + directory.string() + "\n";
+  }
+};
+
+/// A Russian user, who has installed into a directory before.
+class Koi8 : public EightBit {
+ protected:
+  void SetUp() override {
+    EightBit::SetUp();
+    Use("KOI8-R");
+    if (IsSkipped()) return;
+    Record(recorded_);
+  }
 
   static constexpr const char* kHouse = "\xC4\xCF\xCD";  // "дом"
   const fs::path recorded_ = root() / kHouse;
 };
 
-TEST_F(EightBit, ASilentRunInstallsIntoTheRecordedDirectoryAndRecordsItAsItWas) {
+TEST_F(Koi8, ASilentRunInstallsIntoTheRecordedDirectoryAndRecordsItAsItWas) {
   RunWizard({"-S", "-Lru"});
   EXPECT_TRUE(toolkit.messages().empty());
   EXPECT_TRUE(fs::exists(recorded_ / "ledger"));
-  EXPECT_EQ(ReadFile(own_cfg()), "ConfigurationTemplatesLocation=" + recorded_.string() + "\n");
+  EXPECT_EQ(ReadFile(own_cfg()), Line(recorded_));
 }
 
-TEST_F(EightBit, TheUserReadsTheRecordedDirectoryAndTheTextsAndTypesAnother) {
-  toolkit.Story([&] {
+TEST_F(Koi8, TheUserReadsTheRecordedDirectoryAndTheTextsAndTypesAnother) {
+  Play({"-Lru"}, [&] {
     EXPECT_EQ(toolkit.title(), TextOf("ru", "IDR_MAINFRAME"));
     EXPECT_TRUE(toolkit.VisibleTexts().at(0).starts_with(TextOf("ru", "IDS_WELCOME_TITLE")));
     toolkit.Press(TextOf("ru", "IDS_WIZARD_NEXT"));
@@ -180,12 +197,71 @@ TEST_F(EightBit, TheUserReadsTheRecordedDirectoryAndTheTextsAndTypesAnother) {
     EXPECT_EQ(toolkit.VisibleTexts().at(0), kSuccessText);
     toolkit.Press(TextOf("ru", "IDS_WIZARD_FINISH"));
   });
-  RunWizard({"-Lru"});
   const fs::path typed = root() / ("\xCD\xCF\xCA " + std::string(kHouse));
   EXPECT_TRUE(fs::exists(typed / "ledger"));
-  EXPECT_EQ(ReadFile(own_cfg()), "ConfigurationTemplatesLocation=" + typed.string() +
-                                     "\nConfigurationTemplatesLocation=" + recorded_.string() +
-                                     "\n");
+  EXPECT_EQ(ReadFile(own_cfg()), Line(typed) + Line(recorded_));
+}
+
+// Names of files that were made under a UTF-8 locale, and such whose bytes only look like UTF-8.
+TEST_F(EightBit, TheOfferedDirectoryIsTheOneInstalledIntoAlsoWhereItsNameIsUtf8) {
+  for (const auto& [charset, language, name] : {std::tuple{"KOI8-R", "ru", "дом"},
+                                                {"KOI8-R", "ru", "\xC5\xA3"},
+                                                {"KOI8-R", "ru", "日本"},
+                                                {"ISO-8859-1", "en", "é"},
+                                                {"ISO-8859-1", "en", "\xED\xA0\x80"}}) {
+    SCOPED_TRACE(std::string(charset) + " " + name);
+    const fs::path directory = root() / "recorded" / name;
+    fs::remove_all(directory.parent_path());
+    Use(charset);
+    if (IsSkipped()) return;
+    Record(directory);
+    RecordingToolkit desktop;
+    desktop.Story([&desktop, language = language] {
+      desktop.Press(TextOf(language, "IDS_WIZARD_NEXT"));
+      desktop.Press(TextOf(language, "IDS_WIZARD_NEXT"));
+      desktop.Press(TextOf(language, "IDS_WIZARD_FINISH"));
+    });
+    RunProgram(desktop, {"setup", "usecwd", std::string("-L") + language});
+    EXPECT_TRUE(desktop.messages().empty());
+    EXPECT_TRUE(fs::exists(directory / "ledger"));
+    EXPECT_EQ(ReadFile(own_cfg()), Line(directory));
+  }
+}
+
+TEST_F(EightBit, TheSuccessIsToldInRussianAlsoWhereTheLocaleKnowsNoSuchLetters) {
+  Use("ISO-8859-1");
+  if (IsSkipped()) return;
+  toolkit.Story([&] {
+    InstallInto(target());
+    EXPECT_EQ(toolkit.VisibleTexts(), (std::vector<std::string>{kSuccessText}));
+    toolkit.CloseWithBox();
+  });
+  RunWizard();
+  EXPECT_TRUE(toolkit.messages().empty());
+}
+
+// A pass would fail in the middle, and its rollback takes the directories that it has touched.
+TEST_F(EightBit, AFileThatTheLocaleCannotNameIsADamagedKitAndCostsNothing) {
+  for (const auto& [charset, name] :
+       {std::pair{"KOI8-R", u"a\\日本.txt"}, {"ISO-8859-1", u"a\\дом.txt"}}) {
+    SCOPED_TRACE(charset);
+    Use(charset);
+    if (IsSkipped()) return;
+    KitBuilder kit;
+    kit.Product(u"en", u"Ledger", u"Quarn Ltd", u"");
+    kit.File(u"a\\one.txt", "one").File(name, "two");
+    WriteKit(kit);
+    WriteFile(target() / "a/users.txt", "precious");
+    WriteFile(own_cfg(), Line(target()));
+    RecordingToolkit desktop;
+    RunProgram(desktop, {"setup", "usecwd", "-S", "-Len"});
+    EXPECT_EQ(desktop.messages(),
+              (std::vector<ShownMessage>{Error(TextOf("en", "IDS_ERROR_DAMAGEDSOURCE"))}));
+    EXPECT_FALSE(desktop.has_window());
+    EXPECT_FALSE(ImageLeft());
+    EXPECT_EQ(Tree(target()),
+              (std::map<std::string, std::string>{{"a/", ""}, {"a/users.txt", "precious"}}));
+  }
 }
 
 // --- Whole runs --------------------------------------------------------------------------------
@@ -230,7 +306,7 @@ TEST_P(WholeRun, ByTheUser) {
     if (pages.back() != page) pages.push_back(page);
     EXPECT_EQ(toolkit.VisibleTexts().size(), 1u);
   });
-  toolkit.Story([&] {
+  Play({"-L" + language()}, [&] {
     pages.push_back(toolkit.controller().page());
     EXPECT_EQ(toolkit.title(), Text("IDR_MAINFRAME"));
     EXPECT_EQ(toolkit.VisibleTexts(),
@@ -247,7 +323,6 @@ TEST_P(WholeRun, ByTheUser) {
     EXPECT_EQ(toolkit.Shown(ControlKind::kCheckBox).text, Text("IDS_SUCCESS_OPENDESCR"));
     toolkit.Press(Text("IDS_WIZARD_FINISH"));
   });
-  RunWizard({"-L" + language()});
 
   EXPECT_EQ(pages, (std::vector<WizardState>{kStateWelcome, kStateDirectory, kStateInstalling,
                                              kStateSuccess}));

@@ -89,7 +89,7 @@ class States : public WizardTest {
   void In(WizardState state, const std::function<void()>& then) {
     WriteKit(state == kStateError ? FailingKit() : ExampleKit());
     std::unique_ptr<Gate> gate;
-    toolkit.Story([&] {
+    Play([&] {
       if (state >= kStateDirectory) toolkit.Press("Next >");
       if (state >= kStateInstalling) {
         toolkit.Type(target().string());
@@ -111,7 +111,6 @@ class States : public WizardTest {
       }
       if (toolkit.window_open()) toolkit.CloseWithBox();
     });
-    RunWizard();
   }
 };
 

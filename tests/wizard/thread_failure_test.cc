@@ -18,7 +18,7 @@ class ThreadFailure : public WizardTest {
 
 TEST_F(ThreadFailure, AWorkerThatCannotBeStartedIsAFailure) {
   WriteKit(ExampleKit());
-  toolkit.Story([&] {
+  Play([&] {
     toolkit.Press("Next >");
     toolkit.Type(target().string());
     pthread_attr_t huge;
@@ -30,7 +30,6 @@ TEST_F(ThreadFailure, AWorkerThatCannotBeStartedIsAFailure) {
     EXPECT_EQ(toolkit.controller().page(), kStateError);
     toolkit.Press("Finish");
   });
-  RunWizard();
   EXPECT_FALSE(std::filesystem::exists(target()));
 }
 
@@ -70,7 +69,7 @@ TEST_F(SlowStart, ACancelBeforeTheWorkerHasBegunEndsTheInstallation) {
     toolkit.Press("Cancel");
     GiveUpProcessor();
   });
-  toolkit.Story([&] {
+  Play([&] {
     toolkit.Press("Next >");
     toolkit.Type(target().string());
     if (!KeepProcessor()) {
@@ -82,7 +81,6 @@ TEST_F(SlowStart, ACancelBeforeTheWorkerHasBegunEndsTheInstallation) {
     EXPECT_EQ(toolkit.controller().page(), kStateError);
     toolkit.Press("Finish");
   });
-  RunWizard();
   EXPECT_FALSE(std::filesystem::exists(target()));
 }
 

@@ -97,6 +97,27 @@ void WizardTest::RunProgram(Toolkit& desktop, std::vector<std::string> arguments
   quarn::Run(app, desktop);
 }
 
+void WizardTest::Play(const std::vector<std::string>& options, std::function<void()> story) {
+  toolkit.Story(std::move(story));
+  RunWizard(options);
+}
+
+void WizardTest::RunInstallation(WizardState end, const std::function<void()>& then) {
+  Play([&] {
+    InstallInto(target());
+    EXPECT_EQ(toolkit.controller().page(), end);
+    then();
+  });
+}
+
+void WizardTest::InstallAndFinish(WizardState end, const std::function<void()>& then) {
+  RunInstallation(end, [&] {
+    then();
+    toolkit.Press("Finish");
+    EXPECT_FALSE(toolkit.window_open());
+  });
+}
+
 void WizardTest::InstallInto(const fs::path& directory) {
   toolkit.Press("Next >");
   toolkit.Type(directory.string());

@@ -69,6 +69,18 @@ class WizardTest : public PrivateMountTest {
   /// The same on another desktop; each stands for one process.
   void RunProgram(Toolkit& desktop, std::vector<std::string> arguments);
 
+  /// Runs the wizard with `options` for a user who does `story`. At its end the window must be
+  /// closed.
+  void Play(const std::vector<std::string>& options, std::function<void()> story);
+  void Play(std::function<void()> story) { Play({"-Len"}, std::move(story)); }
+  /// Plays an installation into `target()`, which must end on the page of `end`; then does `then`.
+  /// Somebody else must have closed the window.
+  void RunInstallation(
+      WizardState end, const std::function<void()>& then = [] {});
+  /// The same, but the window is closed here: by Finish, after `then`.
+  void InstallAndFinish(
+      WizardState end, const std::function<void()>& then = [] {});
+
   /// From the welcome page: chooses `directory` and installs into it.
   void InstallInto(const std::filesystem::path& directory);
 

@@ -24,7 +24,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kBlock = 512;
-constexpr std::size_t kCopyBuffer = 64 * 1024;
+constexpr std::size_t kCopyBuffer = std::size_t{64} * 1024;
 
 /// A gzip stream whose head tells neither a time nor a system.
 class GzipStream {
@@ -211,7 +211,7 @@ void WriteTarGz(const fs::path& folder, const std::string& name, std::int64_t ti
 
   TarWriter tar(time, output);
   tar.Add(folder, name);
-  for (const std::string& entry : names) tar.Add(folder / entry, name + "/" + entry);
+  for (const std::string& entry : names) tar.Add(folder / entry, (fs::path(name) / entry).string());
   tar.Finish();
 }
 

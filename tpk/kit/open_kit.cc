@@ -63,7 +63,8 @@ std::string DamagedPlace(const fs::path& path) {
   StreamFileSystem::FileOpen({}, FILE_ACCESS_READ, 0, FILE_OPEN_EXISTING, FILE_NORMAL, &image);
   const std::unique_ptr<FileHandle, void (*)(FileHandle*)> closer(
       &image, [](FileHandle* handle) { StreamFileSystem::FileClose(*handle); });
-  ImageReader<StreamFileSystem> reader(image);
+  StreamFileSystem files;
+  ImageReader reader(files, image);
   std::string place = "its header";
   try {
     if (reader.ReadU32() == 0) {

@@ -74,23 +74,25 @@ std::array<std::uint64_t, 101> BytesByPercent(const Kit& kit) {
   return bytes;
 }
 
-/// The names below the target, in the bytes in which the engine hands them to the system.
+/// What is installed, with names below the target in the bytes in which the engine hands them to
+/// the system.
 template <class Kit>
-std::vector<std::string> InstalledNames(const Kit& kit) {
-  std::vector<std::string> names;
-  names.reserve(kit.files().size());
+std::vector<InstallPlace::File> InstalledFiles(const Kit& kit) {
+  std::vector<InstallPlace::File> files;
+  files.reserve(kit.files().size());
   for (const auto& file : kit.files()) {
     if (!IsExpressible(file.name.view())) {
       throw Failure(ExitCode::kBadKit, "dangerous-kit",
                     fmt::format("the kit has {}, which no locale can express", Shown(file.name)));
     }
-    names.push_back(EngineName(file.name));
-    if (!IsReservedName(names.back())) continue;
+    files.push_back({EngineName(file.name),
+                     file.data_size, TicksToUnixSeconds(file.last_write_time)});
+    if (!IsReservedName(files.back().name)) continue;
     throw Failure(ExitCode::kBadKit, "dangerous-kit",
                   fmt::format("the kit has {}, where an installation keeps its own files",
-                              Printable(names.back())));
+                              Printable(files.back().name)));
   }
-  return names;
+  return files;
 }
 
 template <class Kit>
@@ -111,10 +113,10 @@ std::uint32_t RunPass(Kit& kit, InstallPlace& place, Output& output) {
 }
 
 template <class Kit>
-ExitCode Install(Kit& kit, const fs::path& target, Output& output) {
-  const std::vector<std::string> names = InstalledNames(kit);
-  InstallPlace place(target, [&output](const std::string& text) { output.Note(text); });
-  place.Plan(names);
+ExitCode Install(Kit& kit, const fs::path& target, const fs::path& temporary, Output& output) {
+  const std::vector<InstallPlace::File> files = InstalledFiles(kit);
+  InstallPlace place(target, temporary, [&output](const std::string& text) { output.Note(text); });
+  place.Plan(files);
   ThrowIfCancelled();
   ToolFileSystem::StartOver();
   const std::uint64_t written_before = ToolFileSystem::FilesWritten();
@@ -122,8 +124,8 @@ ExitCode Install(Kit& kit, const fs::path& target, Output& output) {
   if (code != 0) {
     const std::string end = place.HoldsFiles()
                                 ? fmt::format(
-                                      "not all of what was there could be put back: it lies in "
-                                      "{}, and the next tpk install tries again",
+                                      "not all of it could be undone: what was there is in {}, "
+                                      "and the next tpk install tries again",
                                       Printable(place.path().native()))
                                 : "everything is as it was";
     if (code == kErrorCancelled) {
@@ -149,13 +151,15 @@ ExitCode Run(const Options& options, Output& output) {
   if (options.dry_run) {
     return PrintPlan(MakePlan(ReadTables(options.kit).files, target), "install", target, output);
   }
+  // An image on the disk gets a temporary directory of its own.
+  const fs::path temporary = TempDirectory();
   return WithKit(options.kit, [&](auto& kit) {
     if (!options.allow_dangerous) {
       Findings findings;
       for (const auto& file : kit.files()) CheckName(file.name, findings);
       ThrowIfDangerous(findings, output);
     }
-    return Install(kit, target, output);
+    return Install(kit, target, temporary, output);
   });
 }
 

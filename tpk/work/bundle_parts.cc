@@ -182,7 +182,7 @@ fs::path FindWizard(BundleTarget target, const fs::path& given, const fs::path& 
   // Among a system's programs a "setup" may be anybody's.
   const std::array places = {beside / ".." / QUARN_WIZARD_FROM_BIN, beside};
   for (const fs::path& place : places) {
-    const fs::path wizard = (place / WizardName(target)).lexically_normal();
+    fs::path wizard = (place / WizardName(target)).lexically_normal();
     if (IsWizard(target, wizard)) return wizard;
   }
   throw Failure(

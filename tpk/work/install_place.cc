@@ -57,12 +57,12 @@ fs::path Resolved(const fs::path& target) {
   return path.has_filename() ? path : path.parent_path();
 }
 
-Place AmongTemporaryFiles(const fs::path& target) {
-  return {TempDirectory() / NameFor(target.native()), target.native()};
+Place AmongTemporaryFiles(const fs::path& temporary, const fs::path& target) {
+  return {temporary / NameFor(target.native()), target.native()};
 }
 
 /// Where an installation into `target` may have, or have had, its place.
-std::vector<Place> Candidates(const fs::path& target) {
+std::vector<Place> Candidates(const fs::path& target, const fs::path& temporary) {
   std::vector<Place> places;
   fs::path way;
   for (fs::path folder = target;; folder = folder.parent_path()) {
@@ -70,7 +70,7 @@ std::vector<Place> Candidates(const fs::path& target) {
     if (folder == folder.root_path()) break;
     way = way.empty() ? folder.filename() : folder.filename() / way;
   }
-  places.push_back(AmongTemporaryFiles(target));
+  places.push_back(AmongTemporaryFiles(temporary, target));
   return places;
 }
 
@@ -154,8 +154,9 @@ std::vector<UndoStep> StepsToUndo(const Place& place, const Journal& journal,
       steps.push_back({UndoStep::Kind::kDirectoryMade, EnginePath(folder), 0});
     }
   }
-  for (const JournalStep& step : StepsBegun(journal, BootIdentifier())) {
-    steps.push_back({step.kind, EnginePath(target / step.name), step.file});
+  const auto path = [&target](const std::string& name) { return EnginePath(target / name); };
+  for (UndoStep& step : StepsBegun(journal, BootIdentifier(), path)) {
+    steps.push_back(std::move(step));
   }
   return steps;
 }
@@ -198,26 +199,42 @@ void KeepSteps(const Place& place, const fs::path& target, const std::vector<Und
   journal.target = place.way;
   journal.boot = BootIdentifier();
   for (const UndoStep& step : left) {
-    const fs::path path = Utf8FromUtf16(step.path.view());
-    const std::string name = path.lexically_relative(target).native();
-    if (!StaysBelow(name)) continue;
-    journal.steps.push_back({step.kind, name, step.file});
+    const std::string path = Utf8FromUtf16(step.path.view());
+    const std::string start = target.native() + '/';
+    const std::string name = path.starts_with(start) ? NameBelow(path.substr(start.size())) : "";
+    if (name.empty()) continue;
+    journal.steps.push_back({step.kind, name, step.file, step.made.size, step.made.seconds});
+    if (step.kind == UndoStep::Kind::kDirectoryMade) continue;
     journal.begun = std::max(journal.begun, step.file + 1);
+    journal.number = step.made.is_in_work ? step.made.number : 0;
   }
   WriteJournal(place, journal);
 }
 
 void UndoInstallation(const Place& place, const Journal& journal, const fs::path& target) {
   DirectFileSystem files;
-  const UndoResult result = Undo(files, StagingOf(place), StepsToUndo(place, journal, target));
-  if (result.left.empty()) return;
-  KeepSteps(place, target, result.left);
-  throw Failure(
-      ExitCode::kInputOutput, "undo",
-      fmt::format("an installation was interrupted, and {} cannot be put back: {}",
-                  Shown(result.left.front().path), std::generic_category().message(result.error)),
-      fmt::format("what was there is in {}; the next tpk install tries again",
-                  Quoted(place.path / kStaging)));
+  std::vector<UndoStep> steps = StepsToUndo(place, journal, target);
+  const int error = Undo(files, StagingOf(place), steps);
+  const std::string staged = Quoted(place.path / kStaging);
+  if (error != 0) {
+    const std::string path = Shown(steps.back().path);
+    KeepSteps(place, target, steps);
+    throw Failure(
+        ExitCode::kInputOutput, "undo",
+        fmt::format(
+            "an installation was interrupted, and what was at {} cannot be put back: {}", path,
+            error == EEXIST ? "something else is there" : std::generic_category().message(error)),
+        fmt::format("it is {} in {}; move away what is in its place, and the next tpk install "
+                    "tries again",
+                    steps.back().file, staged));
+  }
+  // Files whose names lead out of the target: the user allowed them, and no journal has them.
+  std::error_code ignored;
+  if (fs::exists(place.path / kStaging) && !fs::is_empty(place.path / kStaging, ignored)) {
+    throw Failure(ExitCode::kInputOutput, "undo",
+                  "an installation was interrupted that had replaced files outside the folder",
+                  fmt::format("they are in {}: put them back and remove it", staged));
+  }
 }
 
 /// Leaves a place that was entered empty, having undone what it tells of.
@@ -251,8 +268,9 @@ void Recover(const Place& place, const fs::path& target, const InstallPlace::Tel
 }
 
 /// Recovers every place that `target` may have but the one at `own`.
-void RecoverAll(const fs::path& target, const fs::path& own, const InstallPlace::Tell& tell) {
-  for (Place& place : Candidates(target)) {
+void RecoverAll(const fs::path& target, const fs::path& temporary, const fs::path& own,
+                const InstallPlace::Tell& tell) {
+  for (Place& place : Candidates(target, temporary)) {
     if (place.path == own || Enter(place, false) != Entered::kYes) continue;
     try {
       Recover(place, target, tell);
@@ -280,14 +298,14 @@ bool Make(Place& place) {
   }
 }
 
-Place MakePlace(const fs::path& target) {
-  for (Place& place : Candidates(target)) {
+Place MakePlace(const fs::path& target, const fs::path& temporary) {
+  for (Place& place : Candidates(target, temporary)) {
     std::error_code ignored;
     if (!fs::is_directory(place.path.parent_path(), ignored)) continue;
     if (Make(place)) return std::move(place);
     break;  // what lies further up may be on another volume
   }
-  Place place = AmongTemporaryFiles(target);
+  Place place = AmongTemporaryFiles(temporary, target);
   if (!Make(place)) {
     throw SystemFailure("cannot make a temporary directory in " + Quoted(place.path.parent_path()),
                         errno);
@@ -308,17 +326,17 @@ class Surveyor {
     known_.emplace("", IsMissing(target, true));
   }
 
-  void Look(std::size_t file, const std::string& name, Journal& journal) {
+  void Look(std::size_t number, const InstallPlace::File& file, const std::string& name,
+            Journal& journal) {
     const std::size_t end = name.rfind('/');
     const bool in_missing = FolderMissing(end == name.npos ? "" : name.substr(0, end), journal);
-    if (in_missing || IsMissing(target_ / name, false)) {
-      journal.steps.push_back({UndoStep::Kind::kFileMade, name, file});
-      return;
+    if (!in_missing && !IsMissing(target_ / name, false)) {
+      const stdx::u16string listed = DirectFileSystem::ListedPath(EnginePath(target_ / name));
+      const std::string last = fs::path(Utf8FromUtf16(listed.view())).filename().native();
+      journal.steps.push_back({UndoStep::Kind::kFileReplaced,
+                               end == name.npos ? last : name.substr(0, end + 1) + last, number});
     }
-    const stdx::u16string listed = DirectFileSystem::ListedPath(EnginePath(target_ / name));
-    const std::string last = fs::path(Utf8FromUtf16(listed.view())).filename().native();
-    journal.steps.push_back({UndoStep::Kind::kFileReplaced,
-                             end == name.npos ? last : name.substr(0, end + 1) + last, file});
+    journal.steps.push_back({UndoStep::Kind::kFileMade, name, number, file.size, file.seconds});
   }
 
  private:
@@ -338,16 +356,17 @@ class Surveyor {
 
 }  // namespace
 
-InstallPlace::InstallPlace(const fs::path& target, const Tell& tell) : target_(Resolved(target)) {
+InstallPlace::InstallPlace(const fs::path& target, const fs::path& temporary, const Tell& tell)
+    : target_(Resolved(target)), temporary_(temporary) {
   RequireEnginePath(target_);
-  RemoveLeftovers(TempDirectory());
+  RemoveLeftovers(temporary_);
   // Before: what is undone may take away the folder that the new place would lie in.
-  RecoverAll(target_, {}, tell);
-  place_ = MakePlace(target_);
+  RecoverAll(target_, temporary_, {}, tell);
+  place_ = MakePlace(target_, temporary_);
   try {
     Recover(place_, target_, tell);
     // Behind: another run may have begun where this one would not have.
-    RecoverAll(target_, place_.path, tell);
+    RecoverAll(target_, temporary_, place_.path, tell);
   } catch (...) {
     Leave(place_);
     throw;
@@ -356,7 +375,7 @@ InstallPlace::InstallPlace(const fs::path& target, const Tell& tell) : target_(R
 
 InstallPlace::~InstallPlace() {
   if (journal_ != -1) close(journal_);
-  if (committed_ || !HoldsFiles()) {
+  if (committed_ || !holds_) {
     Commit();
     Empty(place_.path);
   }
@@ -365,22 +384,24 @@ InstallPlace::~InstallPlace() {
 
 stdx::u16string InstallPlace::Staging() const { return StagingOf(place_); }
 
-void InstallPlace::Plan(const std::vector<std::string>& names) {
+void InstallPlace::Plan(const std::vector<File>& files) {
   Journal journal;
   journal.target = place_.way;
   journal.boot = BootIdentifier();
   Surveyor surveyor(target_);
-  for (std::size_t file = 0; file < names.size(); ++file) {
-    const std::string name = NameBelow(names[file]);
-    if (!name.empty()) surveyor.Look(file, name, journal);
+  for (std::size_t number = 0; number < files.size(); ++number) {
+    const std::string name = NameBelow(files[number].name);
+    if (!name.empty()) surveyor.Look(number, files[number], name, journal);
   }
   WriteJournal(place_, journal);
   journal_ = open((place_.path / kJournal).c_str(), O_WRONLY | O_CLOEXEC);
   if (journal_ == -1) throw SystemFailure("cannot write to " + Quoted(place_.path), errno);
 }
 
-bool InstallPlace::Begin(std::size_t file) noexcept {
-  const std::string begun = EncodeBegun(file + 1);
+bool InstallPlace::Begin(std::size_t file) noexcept { return Create(file, 0); }
+
+bool InstallPlace::Create(std::size_t file, std::uint64_t number) noexcept {
+  const std::string begun = EncodeBegun(file + 1, number);
   return pwrite(journal_, begun.data(), begun.size(), kBegunOffset) ==
          static_cast<ssize_t>(begun.size());
 }
@@ -391,20 +412,13 @@ void InstallPlace::Commit() noexcept {
 }
 
 void InstallPlace::Keep(const std::vector<UndoStep>& left) noexcept {
-  if (left.empty()) return;
+  holds_ = !left.empty();
   // The journal of all steps does as well where this one cannot be written.
-  Quietly([&] { KeepSteps(place_, target_, left); });
-}
-
-bool InstallPlace::HoldsFiles() const {
-  std::error_code error;
-  const bool empty = fs::is_empty(place_.path / kStaging, error);
-  // What cannot be looked into may hold something.
-  return error ? error != std::errc::no_such_file_or_directory : !empty;
+  if (holds_) Quietly([&] { KeepSteps(place_, target_, left); });
 }
 
 bool InstallPlace::LeftBehind(const fs::path& target) {
-  for (const Place& place : Candidates(Resolved(target))) {
+  for (const Place& place : Candidates(Resolved(target), TempDirectory())) {
     struct stat status;
     if (lstat((place.path / kJournal).c_str(), &status) == 0) return true;
   }

@@ -11,6 +11,7 @@
 //     staged/    what was moved aside, by the numbers of the kit's files
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -28,10 +29,12 @@ class InstallPlace final : public UndoJournal {
   using Tell = std::function<void(const std::string&)>;
 
   /// Undoes what killed installations into `target`, an absolute path, have left, telling of it,
-  /// and makes a place for the next one. Throws Failure where another installation into it runs,
+  /// and makes a place for the next one. `temporary` is the system's directory for temporary files,
+  /// whatever the run has put in its place. Throws Failure where another installation into it runs,
   /// where what lies there cannot be understood or undone (that is left as it is then), and where
   /// the engine cannot work in the folder that links lead to.
-  InstallPlace(const std::filesystem::path& target, const Tell& tell);
+  InstallPlace(const std::filesystem::path& target, const std::filesystem::path& temporary,
+               const Tell& tell);
   InstallPlace(const InstallPlace&) = delete;
   InstallPlace& operator=(const InstallPlace&) = delete;
   /// Removes the place, unless it holds files that could not be put back.
@@ -43,16 +46,23 @@ class InstallPlace final : public UndoJournal {
   /// The directory for what is moved aside, as the engine takes it; not made yet.
   stdx::u16string Staging() const;
 
-  /// Writes the journal. `names` are those of all files of the kit, below the target and in the
-  /// kit's order. Comes before anything is changed.
-  void Plan(const std::vector<std::string>& names);
+  /// A file of the kit: its name below the target, and what it is known by when it is made.
+  struct File {
+    std::string name;
+    std::uint64_t size = 0;
+    std::int64_t seconds = 0;
+  };
+  /// Writes the journal. `files` are those of the kit, in its order. Comes before anything is
+  /// changed.
+  void Plan(const std::vector<File>& files);
 
   bool Begin(std::size_t file) noexcept override;
+  bool Create(std::size_t file, std::uint64_t number) noexcept override;
   void Commit() noexcept override;
   void Keep(const std::vector<UndoStep>& left) noexcept override;
 
-  /// After an installation that failed: whether something could not be put back.
-  bool HoldsFiles() const;
+  /// After an installation that failed: whether something could not be undone.
+  bool HoldsFiles() const noexcept { return holds_; }
 
   /// Whether a killed installation into `target` has left something to undo.
   static bool LeftBehind(const std::filesystem::path& target);
@@ -66,9 +76,11 @@ class InstallPlace final : public UndoJournal {
 
  private:
   std::filesystem::path target_;
+  std::filesystem::path temporary_;
   Place place_;
   int journal_ = -1;  ///< open while the installation runs
   bool committed_ = false;
+  bool holds_ = false;
 };
 
 }  // namespace quarn::tpk

@@ -10,10 +10,12 @@ namespace quarn::tpk {
 namespace {
 
 // Two lines for people, then records: a letter, a text, a zero. Paths hold any byte but zero. The
-// record of a file is its number, a colon and its name.
+// record of a file is its number, and where it is made its size and time, and its name, with colons
+// between them.
 constexpr std::string_view kHeader = "tpk install journal 2\nbegun ";
 static_assert(kHeader.size() == kBegunOffset);
 constexpr std::size_t kBegunDigits = 10;
+constexpr std::size_t kNumberDigits = 20;
 constexpr char kTarget = 't';
 constexpr char kBoot = 'b';
 constexpr char kFolder = 'd';
@@ -27,24 +29,33 @@ void Append(std::string& to, char kind, std::string_view text) {
   to += '\0';
 }
 
-std::optional<std::size_t> TakeNumber(std::string_view& text) {
-  std::size_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc()) return std::nullopt;
-  text.remove_prefix(static_cast<std::size_t>(end - text.data()));
-  return number;
+/// Takes a number and the character `end` behind it from the front.
+template <class Number>
+bool TakeNumber(std::string_view& text, char end, Number& number) {
+  const auto [at, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || at == text.data() + text.size() || *at != end) return false;
+  text.remove_prefix(static_cast<std::size_t>(at + 1 - text.data()));
+  return true;
 }
 
 std::optional<JournalStep> DecodeStep(char kind, std::string_view text) {
   JournalStep step;
-  if (kind == kMade || kind == kReplaced) {
-    const auto number = TakeNumber(text);
-    if (!number || !text.starts_with(':')) return std::nullopt;
-    text.remove_prefix(1);
-    step.file = *number;
-    step.kind = kind == kMade ? UndoStep::Kind::kFileMade : UndoStep::Kind::kFileReplaced;
-  } else if (kind != kFolder) {
-    return std::nullopt;
+  switch (kind) {
+    case kFolder:
+      break;
+    case kMade:
+      step.kind = UndoStep::Kind::kFileMade;
+      if (!TakeNumber(text, ':', step.file) || !TakeNumber(text, ':', step.size) ||
+          !TakeNumber(text, ':', step.seconds)) {
+        return std::nullopt;
+      }
+      break;
+    case kReplaced:
+      step.kind = UndoStep::Kind::kFileReplaced;
+      if (!TakeNumber(text, ':', step.file)) return std::nullopt;
+      break;
+    default:
+      return std::nullopt;
   }
   if (!StaysBelow(text)) return std::nullopt;
   step.name = text;
@@ -70,19 +81,27 @@ bool StaysBelow(std::string_view name) {
   }
 }
 
-std::string EncodeBegun(std::size_t begun) { return fmt::format("{:0{}}\n", begun, kBegunDigits); }
+std::string EncodeBegun(std::size_t begun, std::uint64_t number) {
+  return fmt::format("{:0{}} {:0{}}\n", begun, kBegunDigits, number, kNumberDigits);
+}
 
 std::string EncodeJournal(const Journal& journal) {
   std::string bytes(kHeader);
-  bytes += EncodeBegun(journal.begun);
+  bytes += EncodeBegun(journal.begun, journal.number);
   Append(bytes, kTarget, journal.target);
   Append(bytes, kBoot, journal.boot);
   for (const JournalStep& step : journal.steps) {
-    if (step.kind == UndoStep::Kind::kDirectoryMade) {
-      Append(bytes, kFolder, step.name);
-    } else {
-      Append(bytes, step.kind == UndoStep::Kind::kFileMade ? kMade : kReplaced,
-             fmt::format("{}:{}", step.file, step.name));
+    switch (step.kind) {
+      case UndoStep::Kind::kDirectoryMade:
+        Append(bytes, kFolder, step.name);
+        break;
+      case UndoStep::Kind::kFileMade:
+        Append(bytes, kMade,
+               fmt::format("{}:{}:{}:{}", step.file, step.size, step.seconds, step.name));
+        break;
+      case UndoStep::Kind::kFileReplaced:
+        Append(bytes, kReplaced, fmt::format("{}:{}", step.file, step.name));
+        break;
     }
   }
   Append(bytes, kEnd, std::to_string(2 + journal.steps.size()));
@@ -93,12 +112,13 @@ std::optional<Journal> DecodeJournal(std::string_view bytes) {
   if (!bytes.starts_with(kHeader)) return std::nullopt;
   bytes.remove_prefix(kHeader.size());
   Journal journal;
-  if (bytes.size() <= kBegunDigits) return std::nullopt;
-  std::string_view begun = bytes.substr(0, kBegunDigits);
-  const auto number = TakeNumber(begun);
-  if (!number || !begun.empty() || bytes[kBegunDigits] != '\n') return std::nullopt;
-  journal.begun = *number;
-  bytes.remove_prefix(kBegunDigits + 1);
+  constexpr std::size_t kBegunSize = kBegunDigits + 1 + kNumberDigits + 1;
+  std::string_view begun = bytes.substr(0, kBegunSize);
+  if (begun.size() != kBegunSize || !TakeNumber(begun, ' ', journal.begun) ||
+      !TakeNumber(begun, '\n', journal.number) || !begun.empty()) {
+    return std::nullopt;
+  }
+  bytes.remove_prefix(kBegunSize);
   for (std::size_t count = 0;; ++count) {
     const std::size_t end = bytes.find('\0');
     if (end == bytes.npos || end == 0) return std::nullopt;
@@ -122,14 +142,28 @@ std::optional<Journal> DecodeJournal(std::string_view bytes) {
   }
 }
 
-std::vector<JournalStep> StepsBegun(const Journal& journal, std::string_view boot) {
-  std::vector<JournalStep> steps = journal.steps;
-  if (boot.empty() || journal.boot != boot) return steps;
-  // Folders come before the first file that needs them.
-  const auto is_begun = [&](const JournalStep& step) {
-    return step.kind != UndoStep::Kind::kDirectoryMade && step.file < journal.begun;
-  };
-  while (!steps.empty() && !is_begun(steps.back())) steps.pop_back();
+std::vector<UndoStep> StepsBegun(const Journal& journal, std::string_view boot,
+                                 const std::function<stdx::u16string(const std::string&)>& path) {
+  using Kind = UndoStep::Kind;
+  const bool all = boot.empty() || journal.boot != boot;
+  std::vector<UndoStep> steps;
+  std::size_t begun = 0;  // how many of them: folders come before a file that needs them
+  for (const JournalStep& step : journal.steps) {
+    const bool is_file = step.kind != Kind::kDirectoryMade;
+    MadeFile made{.size = step.size, .seconds = step.seconds};
+    if (step.kind == Kind::kFileMade) {
+      const bool has_predecessor = !steps.empty() && steps.back().kind == Kind::kFileReplaced &&
+                                   steps.back().file == step.file;
+      if (!has_predecessor) {
+        steps.push_back({Kind::kFileReplaced, path(step.name), step.file, {}});
+      }
+      made.is_in_work = step.file + 1 == journal.begun;
+      if (made.is_in_work) made.number = journal.number;
+    }
+    steps.push_back({step.kind, path(step.name), step.file, made});
+    if (is_file && (all || step.file < journal.begun)) begun = steps.size();
+  }
+  if (!all) steps.resize(begun);
   return steps;
 }
 

@@ -4,6 +4,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,7 +21,9 @@ namespace quarn::tpk {
 struct JournalStep {
   UndoStep::Kind kind = UndoStep::Kind::kDirectoryMade;
   std::string name;
-  std::size_t file = 0;  ///< its number in the kit; of no meaning for a folder
+  std::size_t file = 0;      ///< its number in the kit; of no meaning for a folder
+  std::uint64_t size = 0;    ///< of a file that is made, in bytes
+  std::int64_t seconds = 0;  ///< its write time since 1970
 
   friend bool operator==(const JournalStep&, const JournalStep&) = default;
 };
@@ -33,6 +37,8 @@ struct Journal {
   std::vector<JournalStep> steps;
   /// How many files of the kit the installation has begun with.
   std::size_t begun = 0;
+  /// What the file system calls the last one of them; 0 while it is not created.
+  std::uint64_t number = 0;
 };
 
 /// What this machine's `Journal::boot` is until it starts again; empty where it does not tell.
@@ -46,12 +52,15 @@ std::string EncodeJournal(const Journal& journal);
 /// Nothing where `bytes` are no journal from their first to their last one.
 std::optional<Journal> DecodeJournal(std::string_view bytes);
 
-/// Where `begun` is in the bytes of every journal, and how it is written there.
+/// Where `begun` and `number` are in the bytes of every journal, and how they are written there.
 inline constexpr std::size_t kBegunOffset = 28;
-std::string EncodeBegun(std::size_t begun);
+std::string EncodeBegun(std::size_t begun, std::uint64_t number);
 
-/// The steps that the installation may have made. How far it has come was never forced to the disk:
-/// it counts only until the machine starts again, and then every step counts.
-std::vector<JournalStep> StepsBegun(const Journal& journal, std::string_view boot);
+/// The steps that the installation may have made; `path` makes the path of a name. A file that was
+/// made may have replaced another one, also one that the journal knows nothing of. How far the
+/// installation has come was never forced to the disk: it counts only until the machine starts
+/// again, and then every step counts.
+std::vector<UndoStep> StepsBegun(const Journal& journal, std::string_view boot,
+                                 const std::function<stdx::u16string(const std::string&)>& path);
 
 }  // namespace quarn::tpk

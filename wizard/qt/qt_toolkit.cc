@@ -1,67 +1,40 @@
 #include "wizard/qt/qt_toolkit.h"
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QCloseEvent>
+#include <QCoreApplication>
 #include <QEventLoop>
-#include <QFontMetrics>
-#include <QIcon>
-#include <QImage>
+#include <QFile>
 #include <QKeyEvent>
 #include <QLineEdit>
-#include <QPixmap>
 #include <QProgressBar>
 #include <QScopedValueRollback>
 #include <QScreen>
 #include <QTimer>
 #include <QWindow>
 #include <cstdio>
-#include <cstdlib>
 #include <utility>
 
+#include "core/text.h"
 #include "wizard/installer_dlg.h"
 #include "wizard/qt/accessibility.h"
+#include "wizard/qt/application.h"
 #include "wizard/qt/folder_dialog.h"
-#include "wizard/qt/language.h"
-#include "wizard/qt/look.h"
 #include "wizard/qt/message_dialog.h"
 #include "wizard/qt/text.h"
 #include "wizard/qt/widgets.h"
+#include "wizard/toolkit_text.h"
 
 namespace quarn {
 namespace {
 
-constexpr const char* kNoDisplay =
-    "quarn-setup: no display to show the wizard on: set DISPLAY or WAYLAND_DISPLAY, or install "
-    "silently with -S\n";
-
-/// Qt's names of the platforms to try in turn: those that the user asks for, else those that the
-/// session offers. The last one always opens, for Qt would abort where none does.
-QByteArray PlatformsToTry() {
-  QByteArray platforms = qgetenv("QT_QPA_PLATFORM");
-  if (platforms.isEmpty()) {
-    const bool has_x = !qEnvironmentVariableIsEmpty("DISPLAY");
-    const bool has_wayland = !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
-    // This desktop leaves the frame of a Wayland window to its program, where Qt's is a poor one.
-    const bool is_gnome = qgetenv("XDG_CURRENT_DESKTOP").toLower().contains("gnome");
-    if (has_x && has_wayland) {
-      platforms = is_gnome ? "xcb;wayland;" : "wayland;xcb;";
-    } else if (has_x) {
-      platforms = "xcb;";
-    } else if (has_wayland) {
-      platforms = "wayland;";
-    }
-  } else {
-    platforms += ';';
-  }
-  return platforms + "offscreen";
-}
-
-/// Qt's own words about platforms that do not open would only hide ours.
-void DropMessage(QtMsgType type, const QMessageLogContext&, const QString&) {
-  if (type != QtFatalMsg) return;
-  std::fputs(kNoDisplay, stderr);
-  std::_Exit(EXIT_SUCCESS);
+/// The path of a folder as the wizard takes it. To Qt the names of files are UTF-8 in every locale,
+/// so their bytes are read once more, in the user's. A name that is no text there stays as it is
+/// seen: it cannot be installed into, and the wizard says so.
+stdx::string FolderFromQt(const QString& path) {
+  const QByteArray encoded = QFile::encodeName(path);
+  const stdx::string name(encoded.constData(), static_cast<std::size_t>(encoded.size()));
+  return SurvivesRoundTrip(name) ? PathToToolkit(ToUtf16(name)) : FromQt(path);
 }
 
 void Press(CInstallerDlg& controller, ButtonAction action) {
@@ -80,15 +53,6 @@ void Press(CInstallerDlg& controller, ButtonAction action) {
 QPointF ToQt(Point point) { return {point.x, point.y}; }
 
 Point FromQt(QPointF point) { return {point.x(), point.y()}; }
-
-QIcon ProgramIcon() {
-  static constexpr unsigned char bytes[] = {
-#include "setup_icon_png.inc"
-  };
-  // What it is needed for is smaller, and window managers have to read it.
-  const QImage image = Decode({bytes, sizeof(bytes)});
-  return QIcon(QPixmap::fromImage(image.scaledToWidth(128, Qt::SmoothTransformation)));
-}
 
 }  // namespace
 
@@ -184,61 +148,22 @@ class QtToolkit::EventWatch : public QObject {
 QtToolkit::QtToolkit(stdx::string locale_identifier)
     : locale_identifier_(std::move(locale_identifier)) {}
 
-QtToolkit::~QtToolkit() {
-  // Qt's Wayland client waits for its reading thread when it goes, and that one, now and then, for
-  // the main thread: the program would never end. And where nothing was drawn, the fonts would be
-  // looked for only to be let go. The program is about to end, so all that may stay.
-  if (QGuiApplication::platformName().startsWith("wayland") || to_standard_error_) {
-    static_cast<void>(application_.release());
-  }
-}
+QtToolkit::~QtToolkit() = default;
 
 bool QtToolkit::MakeApplication(int, char**, bool silent) {
-  // Not the user's arguments: Qt would take some of them for its own. And not the environment,
-  // which the programs that the wizard starts inherit.
-  program_ = "quarn-setup";
-  platforms_ = PlatformsToTry();
-  static char option[] = "-platform";
-  arguments_[0] = program_.data();
-  arguments_[1] = option;
-  arguments_[2] = platforms_.data();
-  fonts_ = std::make_unique<FontsOfLanguage>();
-  const QtMessageHandler handler = qInstallMessageHandler(DropMessage);
-  application_ = std::make_unique<QApplication>(argument_count_, arguments_);
-  qInstallMessageHandler(handler);
-
-  const bool is_offscreen = QGuiApplication::platformName() == "offscreen";
-  if (is_offscreen && !silent && !qgetenv("QT_QPA_PLATFORM").contains("offscreen")) {
-    std::fputs(kNoDisplay, stderr);
-    return false;
-  }
-  to_standard_error_ = is_offscreen && silent;
-
-  QGuiApplication::setQuitOnLastWindowClosed(false);
-  QGuiApplication::setDesktopFileName("quarn-setup");
-  TranslateQt(*application_);
-  ApplyLook();
-  if (silent) {
-    // A worker that reads the environment runs before anything is drawn.
-    if (!is_offscreen) QFontMetrics(QApplication::font()).horizontalAdvance(' ');
-    fonts_.reset();
-  }
-  InstallAccessibility();
+  application_ = std::make_unique<Application>(silent);
+  if (!*application_) return false;
   loop_ = std::make_unique<QEventLoop>();
   watch_ = std::make_unique<EventWatch>();
-  application_->installEventFilter(watch_.get());
+  QCoreApplication::instance()->installEventFilter(watch_.get());
   return true;
 }
 
 ToolkitWindow* QtToolkit::MakeMainWindow(CInstallerDlg& controller, int width, int height,
                                          const stdx::string& title) {
-  window_ = std::make_unique<MainWindow>(controller, *loop_, [this] {
-    fonts_.reset();
-    // The first look at the window does not wait for its icon.
-    QGuiApplication::setWindowIcon(ProgramIcon());
-  });
+  window_ = std::make_unique<MainWindow>(controller, *loop_, [this] { application_->OnDrawn(); });
   // Drawing what nobody sees costs time, and fontconfig may complain among our messages.
-  window_->setUpdatesEnabled(!to_standard_error_);
+  window_->setUpdatesEnabled(!application_->to_standard_error());
   window_->setWindowTitle(ToQt(title));
   window_->setFixedSize(width, height);
   QRect place = window_->rect();
@@ -401,7 +326,7 @@ std::unique_ptr<MessageDialog> QtToolkit::MakeMessage(const MessageBox& message)
 }
 
 int QtToolkit::RunMessage(const MessageBox& message) {
-  if (application_ == nullptr || to_standard_error_) {
+  if (application_ == nullptr || application_->to_standard_error()) {
     std::fprintf(stderr, "%s\n", message.text.c_str());
     return 0;
   }
@@ -416,7 +341,7 @@ int QtToolkit::RunMessage(const MessageBox& message) {
 void QtToolkit::ChooseFolder(ToolkitView* view,
                              std::function<void(const stdx::string& path)> chosen) {
   OpenFolderDialog(static_cast<PageView*>(view)->window(),
-                   [chosen](const QString& path) { chosen(FromQt(path)); });
+                   [chosen](const QString& path) { chosen(FolderFromQt(path)); });
 }
 
 void QtToolkit::PumpEvent(const std::function<void(Point location)>& look) {

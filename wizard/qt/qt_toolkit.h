@@ -2,20 +2,18 @@
 // operation is.
 #pragma once
 
-#include <QByteArray>
 #include <deque>
 #include <memory>
 #include <vector>
 
 #include "wizard/toolkit.h"
 
-class QApplication;
 class QEventLoop;
 class QWidget;
 
 namespace quarn {
 
-class FontsOfLanguage;
+class Application;
 class MessageDialog;
 
 class QtToolkit : public Toolkit {
@@ -86,17 +84,8 @@ class QtToolkit : public Toolkit {
 
   stdx::string locale_identifier_;
 
-  // Qt keeps a reference to its command line.
-  QByteArray program_;
-  QByteArray platforms_;
-  char* arguments_[4] = {};
-  int argument_count_ = 3;
-  bool to_standard_error_ = false;
-
-  std::unique_ptr<FontsOfLanguage> fonts_;  ///< until the window has been drawn
-
   // In the order of their making: the application goes last.
-  std::unique_ptr<QApplication> application_;
+  std::unique_ptr<Application> application_;
   std::unique_ptr<QEventLoop> loop_;
   std::unique_ptr<EventWatch> watch_;
   std::unique_ptr<MainWindow> window_;

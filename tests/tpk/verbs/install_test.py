@@ -19,7 +19,8 @@ def ticks(seconds):
 def journal(*steps):
     """The journal of an installation that was killed in the middle of its last step."""
     records = ("t", "b", *steps, f"e{2 + len(steps)}")
-    return f"tpk install journal 2\nbegun {len(steps):010}\n{chr(0).join(records)}\0".encode()
+    return (f"tpk install journal 2\nbegun {len(steps):010} {0:020}\n"
+            f"{chr(0).join(records)}\0").encode()
 
 
 class Install(ToolTest):
@@ -215,7 +216,7 @@ class Install(ToolTest):
             after = self.tree("target")
             # As if it had been killed behind its last file.
             self.write("target/.tpk-install/staged/0", "user", OLD)
-            self.write("target/.tpk-install/journal", journal("r0:d/old", "f1:d/new"))
+            self.write("target/.tpk-install/journal", journal("r0:d/old", f"f0:3:{NEW}:d/old", f"f1:3:{NEW}:d/new"))
             killed = self.tree("target")
             *_, note, result = self.json(*verb, "kit.tpk", "--to", "target")
             if verb == ["install"]:
@@ -234,7 +235,7 @@ class Install(ToolTest):
     def test_a_journal_that_makes_no_sense_stops_everything(self):
         self.make(kit.File("d\\new", b"kit"))
         self.write("target/d/new", "user", OLD)
-        for nonsense in (b"", journal("f0:../new"), b"something else"):
+        for nonsense in (b"", journal("f0:0:0:../new"), b"something else"):
             self.write("target/.tpk-install/journal", nonsense)
             before = self.tree("target")
             (error,) = self.json("install", "kit.tpk", "--to", "target", code=3)
@@ -245,7 +246,7 @@ class Install(ToolTest):
 
     def test_a_second_installation_into_the_same_folder_is_refused(self):
         self.make(kit.File("d\\new", b"kit"))
-        self.write("target/.tpk-install/journal", journal("f0:d/new"))
+        self.write("target/.tpk-install/journal", journal("f0:4:1700000000:d/new"))
         self.write("target/d/new", "half")
         before = self.tree("target")
         with open(self.work / "target/.tpk-install/lock", "w") as lock:

@@ -7,7 +7,6 @@ A second part takes every moment in turn: kill_at.cc, preloaded, ends a small ru
 its calls that change something, before the second, and so on.
 """
 import os
-import resource
 import shutil
 import signal
 import subprocess

@@ -3,7 +3,6 @@ import os
 import random
 import resource
 import shutil
-import subprocess
 import unittest
 
 import kit

@@ -1,5 +1,4 @@
 """Random kits and random trees: the tool and the second reader must agree on all of them."""
-import os
 import shutil
 import unittest
 

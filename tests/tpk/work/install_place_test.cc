@@ -26,15 +26,26 @@ class InstallPlaceTest : public testing::ScratchTest {
   fs::path target() const { return root() / "top" / "new" / "target"; }
 
   std::unique_ptr<InstallPlace> Open() {
-    return std::make_unique<InstallPlace>(target(),
+    return std::make_unique<InstallPlace>(target(), tmp(),
                                           [this](const std::string& text) { told_ += text; });
+  }
+
+  /// What `Make` makes, in a kit.
+  static std::vector<InstallPlace::File> Files(const std::vector<std::string>& names) {
+    std::vector<InstallPlace::File> files;
+    for (const std::string& name : names) files.push_back({name, kMade.size(), kTime});
+    return files;
+  }
+  void Make(const std::string& name) const {
+    WriteFile(target() / name, kMade);
+    testing::SetMTime(target() / name, kTime);
   }
 
   /// What a run leaves of its place, all but the lock, that is killed after it has begun with its
   /// first `begun` files.
   void KilledRun(const std::vector<std::string>& names, std::size_t begun = SIZE_MAX) {
     auto place = Open();
-    place->Plan(names);
+    place->Plan(Files(names));
     for (std::size_t i = 0; i < std::min(begun, names.size()); ++i) EXPECT_TRUE(place->Begin(i));
     left_ = place->path();
     fs::copy(left_, root() / "copy", fs::copy_options::recursive);
@@ -68,6 +79,9 @@ class InstallPlaceTest : public testing::ScratchTest {
     EXPECT_EQ(look(), before) << "touched";
   }
 
+  static constexpr time_t kTime = 1600000000;
+  inline static const std::string kMade = "of the kit";
+
   std::string told_;
   fs::path left_;
 };
@@ -98,11 +112,11 @@ TEST_F(InstallPlaceTest, LiesAmongTheTemporaryFilesWhereTheTargetTakesNothing) {
   fs::create_directories(root() / "folder");
   if (geteuid() == 0) {
     // Nothing is closed to root but what a file system cannot do.
-    const InstallPlace place("/proc/new", [](const std::string&) {});
+    const InstallPlace place("/proc/new", tmp(), [](const std::string&) {});
     EXPECT_EQ(place.path().parent_path(), tmp());
   } else {
     chmod((root() / "folder").c_str(), 0500);
-    const InstallPlace place(root() / "folder", [](const std::string&) {});
+    const InstallPlace place(root() / "folder", tmp(), [](const std::string&) {});
     EXPECT_EQ(place.path().parent_path(), tmp());
   }
   EXPECT_TRUE(fs::is_empty(tmp()));
@@ -112,7 +126,7 @@ TEST_F(InstallPlaceTest, ASecondRunIsRefusedAndTouchesNothing) {
   for (const bool exists : {false, true}) {
     if (exists) fs::create_directories(target());
     const auto first = Open();
-    first->Plan({"a"});
+    first->Plan(Files({"a"}));
     left_ = first->path();
     WriteFile(target() / "a", "half");
     ExpectFailure("busy");
@@ -128,9 +142,9 @@ TEST_F(InstallPlaceTest, FoldersThatLinksLeadToAreTheSame) {
   fs::create_directories(target());
   fs::create_directory_symlink(target(), root() / "link");
   const auto first = Open();
-  EXPECT_THROW(InstallPlace(root() / "link", [](const std::string&) {}), Failure);
-  EXPECT_THROW(InstallPlace(target() / "", [](const std::string&) {}), Failure);
-  EXPECT_THROW(InstallPlace(target() / "x" / "..", [](const std::string&) {}), Failure);
+  EXPECT_THROW(InstallPlace(root() / "link", tmp(), [](const std::string&) {}), Failure);
+  EXPECT_THROW(InstallPlace(target() / "", tmp(), [](const std::string&) {}), Failure);
+  EXPECT_THROW(InstallPlace(target() / "x" / "..", tmp(), [](const std::string&) {}), Failure);
 }
 
 TEST_F(InstallPlaceTest, WhatAKilledRunDidIsUndone) {
@@ -139,12 +153,12 @@ TEST_F(InstallPlaceTest, WhatAKilledRunDidIsUndone) {
   const auto before = Tree(root() / "top");
   KilledRun({"d/old", "d/kept", "d/new", "e/f/new", "twice", "twice"});
   MoveAside("d/old", 0);
-  WriteFile(target() / "d" / "old", "half");
-  WriteFile(target() / "d" / "new", "new");
-  WriteFile(target() / "e" / "f" / "new", "new");
-  WriteFile(target() / "twice", "first");
+  Make("d/old");
+  Make("d/new");
+  Make("e/f/new");
+  Make("twice");
   MoveAside("twice", 5);
-  WriteFile(target() / "twice", "second");
+  Make("twice");
   EXPECT_TRUE(InstallPlace::LeftBehind(target()));
   Open().reset();
   EXPECT_EQ(Tree(root() / "top"), before);
@@ -158,7 +172,7 @@ TEST_F(InstallPlaceTest, WhatAKilledRunDidIsUndone) {
 TEST_F(InstallPlaceTest, WhatTheKilledRunHadNotBegunWithIsNotUndone) {
   fs::create_directories(target());
   KilledRun({"begun", "later"}, 1);
-  WriteFile(target() / "begun", "half");
+  Make("begun");
   WriteFile(target() / "later", "mine");
   Open().reset();
   EXPECT_EQ(Tree(target()), (std::map<std::string, std::string>{{"later", "mine"}}));
@@ -170,17 +184,17 @@ TEST_F(InstallPlaceTest, AFileThatTwoNamesLeadToIsUndoneFromItsLastStepToItsFirs
   const auto before = Tree(root() / "top");
   KilledRun({"dir/f", "link/f"});
   MoveAside("dir/f", 0);
-  WriteFile(target() / "dir" / "f", "first");
+  Make("dir/f");
   MoveAside("link/f", 1);
-  WriteFile(target() / "link" / "f", "second");
+  Make("link/f");
   Open().reset();
   EXPECT_EQ(Tree(root() / "top"), before);
   fs::remove(target() / "dir" / "f");
   const auto without = Tree(root() / "top");
   KilledRun({"dir/f", "link/f"});
-  WriteFile(target() / "dir" / "f", "first");
+  Make("dir/f");
   MoveAside("link/f", 1);
-  WriteFile(target() / "link" / "f", "second");
+  Make("link/f");
   Open().reset();
   EXPECT_EQ(Tree(root() / "top"), without) << "what was moved aside was the run's own";
 }
@@ -188,11 +202,11 @@ TEST_F(InstallPlaceTest, AFileThatTwoNamesLeadToIsUndoneFromItsLastStepToItsFirs
 TEST_F(InstallPlaceTest, FoldersThatWereMissingGoUnlessSomebodyUsesThem) {
   fs::create_directories(root() / "top");
   KilledRun({"d/e/new"});
-  WriteFile(target() / "d" / "e" / "new", "new");
+  Make("d/e/new");
   Open().reset();
   EXPECT_TRUE(fs::is_empty(root() / "top"));
   KilledRun({"d/e/new"});
-  WriteFile(target() / "d" / "e" / "new", "new");
+  Make("d/e/new");
   WriteFile(target() / "d" / "mine", "mine");
   Open().reset();
   EXPECT_EQ(Tree(root() / "top"),
@@ -237,7 +251,7 @@ TEST_F(InstallPlaceTest, UndoingCanBeInterruptedItself) {
     KilledRun({"a", "b", "new/c"});
     MoveAside("a", 0);
     MoveAside("b", 1);
-    WriteFile(target() / "new" / "c", "half");
+    Make("new/c");
     if (done > 0) fs::remove(target() / "new" / "c");
     if (done > 1) fs::rename(left_ / "staged" / "1", target() / "b");
     Open().reset();
@@ -250,10 +264,10 @@ TEST_F(InstallPlaceTest, WhatCannotBeUnderstoodIsLeftAlone) {
   left_ = target() / ".tpk-install";
   const JournalStep made{UndoStep::Kind::kFileMade, "new", 0};
   const JournalStep outside{UndoStep::Kind::kFileMade, "../top", 0};
-  const std::string journal = EncodeJournal({"", "", {made}, 1});
+  const std::string journal = EncodeJournal({"", "", {made}, 1, 0});
   for (const std::string& bytes :
        {std::string(), journal.substr(0, journal.size() - 1), journal + "x",
-        EncodeJournal({"elsewhere", "", {made}, 1}), EncodeJournal({"", "", {outside}, 1})}) {
+        EncodeJournal({"elsewhere", "", {made}, 1, 0}), EncodeJournal({"", "", {outside}, 1, 0})}) {
     WriteFile(left_ / "journal", bytes);
     ExpectFailure("journal");
   }
@@ -277,29 +291,91 @@ TEST_F(InstallPlaceTest, WhatCannotBePutBackIsKeptForTheNextRun) {
   const auto before = Tree(root() / "top");
   KilledRun({"a", "b", "c"});
   MoveAside("a", 0);
-  fs::create_directory(target() / "a");
-  ExpectFailure("undo");
+  MoveAside("b", 1);
+  Make("c");
+  fs::create_directory(target() / "b");
+  EXPECT_THROW(Open(), Failure);
+  EXPECT_FALSE(fs::exists(target() / "a")) << "the steps before it wait";
   // What was undone is the user's again.
-  WriteFile(target() / "c", "mine");
+  EXPECT_FALSE(fs::exists(target() / "c"));
+  Make("c");
   ExpectFailure("undo");
-  EXPECT_EQ(ReadFile(target() / "c"), "mine");
+  EXPECT_TRUE(fs::exists(target() / "c"));
   fs::remove(target() / "c");
-  fs::remove(target() / "a");
+  fs::remove(target() / "b");
   Open().reset();
   EXPECT_EQ(Tree(root() / "top"), before);
+}
+
+TEST_F(InstallPlaceTest, WhatOthersPutThereSinceStays) {
+  WriteFile(target() / "changed", "before");
+  WriteFile(target() / "kept", "before");
+  KilledRun({"new", "changed new", "empty", "kept", "changed"});
+  Make("new");
+  WriteFile(target() / "new", "mine now");
+  Make("changed new");
+  testing::SetMTime(target() / "changed new", kTime + 10);
+  MoveAside("kept", 3);
+  Make("kept");
+  const auto before = Tree(target());
+  Open().reset();
+  EXPECT_EQ(ReadFile(target() / "new"), "mine now");
+  EXPECT_EQ(ReadFile(target() / "changed new"), kMade);
+  EXPECT_EQ(ReadFile(target() / "kept"), "before");
+  // In the place of one that was moved aside it ends the undoing: neither of the two may go.
+  KilledRun({"changed"});
+  MoveAside("changed", 0);
+  WriteFile(target() / "changed", "mine now");
+  ExpectFailure("undo");
+  EXPECT_EQ(ReadFile(target() / "changed"), "mine now");
+  EXPECT_EQ(ReadFile(left_ / "staged" / "0"), "before");
+  fs::remove(target() / "changed");
+  Open().reset();
+  EXPECT_EQ(ReadFile(target() / "changed"), "before");
+}
+
+TEST_F(InstallPlaceTest, TheFileInWorkIsKnownByItsNumberAndByBeingEmptyBeforeItHasOne) {
+  WriteFile(target() / "a", "before");
+  const auto before = Tree(target());
+  for (const bool has_number : {false, true}) {
+    auto place = Open();
+    place->Plan(Files({"a", "b"}));
+    EXPECT_TRUE(place->Begin(0));
+    left_ = place->path();
+    MoveAside("a", 0);
+    WriteFile(target() / "a", has_number ? "a beginning" : "");
+    struct stat status {};
+    ASSERT_EQ(stat((target() / "a").c_str(), &status), 0);
+    EXPECT_TRUE(!has_number || place->Create(0, status.st_ino));
+    fs::copy(left_, root() / "copy", fs::copy_options::recursive);
+    place.reset();
+    fs::rename(root() / "copy", left_);
+    Open().reset();
+    EXPECT_EQ(Tree(target()), before) << has_number;
+  }
+}
+
+TEST_F(InstallPlaceTest, FilesOfNamesThatLeadElsewhereAreNotThrownAway) {
+  WriteFile(target() / "a", "before");
+  WriteFile(root() / "top" / "outside", "mine");
+  KilledRun({"a", "../../outside"});
+  fs::create_directories(left_ / "staged");
+  fs::rename(root() / "top" / "outside", left_ / "staged" / "1");
+  ExpectFailure("undo");
+  EXPECT_EQ(ReadFile(left_ / "staged" / "1"), "mine");
 }
 
 TEST_F(InstallPlaceTest, AFailedRunThatHoldsFilesLeavesThemWithTheirJournal) {
   WriteFile(target() / "a", "before");
   {
     auto place = Open();
-    place->Plan({"a"});
+    place->Plan(Files({"./a"}));
     EXPECT_FALSE(place->HoldsFiles());
     left_ = place->path();
     EXPECT_TRUE(place->Begin(0));
     MoveAside("a", 0);
+    place->Keep({{UndoStep::Kind::kFileReplaced, testing::U16(target() / "./a"), 0, {}}});
     EXPECT_TRUE(place->HoldsFiles());
-    place->Keep({{UndoStep::Kind::kFileReplaced, testing::U16(target() / "a"), 0}});
   }
   EXPECT_EQ(ReadFile(left_ / "staged" / "0"), "before");
   Open().reset();
@@ -310,7 +386,7 @@ TEST_F(InstallPlaceTest, ACommitDiscardsWhatIsHeld) {
   WriteFile(target() / "a", "before");
   {
     auto place = Open();
-    place->Plan({"a"});
+    place->Plan(Files({"a"}));
     left_ = place->path();
     EXPECT_TRUE(place->Begin(0));
     MoveAside("a", 0);

@@ -1,7 +1,7 @@
-// Two ways of doing the same long thing, timed by the clock on the wall because both use the disk
-// or other processes. Rounds of both alternate, so that a disturbance hits both, and the medians
-// are compared. The ratio of the processor's time, other processes included, stands beside it: it
-// is what remains sound on a busy machine.
+// Measuring in rounds. Each round does all that is compared, one after the other, so that a
+// disturbance hits all of it, and the medians are what counts. The clock on the wall is for what
+// uses the disk or other processes; the processor's time, other processes included, is what
+// neighbours on the machine disturb least.
 #pragma once
 
 #include <fmt/core.h>
@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdio>
@@ -69,32 +70,41 @@ RoundTime Measure(Action& action) {
           ProcessorTime() - processor_start};
 }
 
-inline double Median(std::vector<RoundTime> times, double RoundTime::*part) {
-  const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
-  std::nth_element(times.begin(), middle, times.end(),
-                   [part](const auto& a, const auto& b) { return a.*part < b.*part; });
-  return (*middle).*part;
+inline double Median(const std::vector<RoundTime>& times, double RoundTime::*part) {
+  std::vector<double> values;
+  for (const RoundTime& time : times) values.push_back(time.*part);
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
 }
 
-/// Runs both in turns and prints a line. `bound` is what ours may take in units of theirs. Returns
-/// whether it keeps to that.
+/// Does the actions in turns, and returns the medians of each.
+template <class... Actions>
+std::array<RoundTime, sizeof...(Actions)> MediansOf(int rounds, Actions... actions) {
+  std::array<std::vector<RoundTime>, sizeof...(Actions)> times;
+  for (int round = 0; round < rounds; ++round) {
+    std::size_t i = 0;
+    (times[i++].push_back(Measure(actions)), ...);
+  }
+  std::array<RoundTime, sizeof...(Actions)> medians;
+  std::ranges::transform(times, medians.begin(), [](const auto& of_one) {
+    return RoundTime{Median(of_one, &RoundTime::wall), Median(of_one, &RoundTime::processor)};
+  });
+  return medians;
+}
+
+/// Compares by the clock on the wall, after one round that does not count, and prints a line.
+/// `bound` is what ours may take in units of theirs. Returns whether it keeps to that.
 template <class Ours, class Theirs>
 bool CompareInRounds(const std::string& name, int rounds, double bound, Ours ours, Theirs theirs) {
   ours();
   theirs();
-  std::vector<RoundTime> our_times, their_times;
-  for (int round = 0; round < rounds; ++round) {
-    our_times.push_back(Measure(ours));
-    their_times.push_back(Measure(theirs));
-  }
-  const auto ratio = [&](double RoundTime::*part) {
-    return Median(our_times, part) / Median(their_times, part);
-  };
-  const bool missed = ratio(&RoundTime::wall) > bound;
+  const auto [our_time, their_time] = MediansOf(rounds, ours, theirs);
+  const double ratio = our_time.wall / their_time.wall;
+  const bool missed = ratio > bound;
   fmt::print("{:<40}{:>10.1f} ms{:>10.1f} ms   ratio {:.3f}, at most {:.3f}{} (processor {:.3f})\n",
-             name, 1e3 * Median(our_times, &RoundTime::wall),
-             1e3 * Median(their_times, &RoundTime::wall), ratio(&RoundTime::wall), bound,
-             missed ? "  MISSED" : "", ratio(&RoundTime::processor));
+             name, 1e3 * our_time.wall, 1e3 * their_time.wall, ratio, bound,
+             missed ? "  MISSED" : "", our_time.processor / their_time.processor);
   return !missed;
 }
 

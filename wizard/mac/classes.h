@@ -1,0 +1,37 @@
+// The classes that the windows are made of. The controller is not theirs.
+#pragma once
+
+#import "dialect.h"
+
+namespace quarn {
+class CInstallerDlg;
+}
+
+@interface ExtNSWindowDelegate : NSObject <NSWindowDelegate>
+@end
+
+@interface ExtNSApplicationDelegate : NSObject <NSApplicationDelegate>
+@end
+
+@interface ExtNSWindow : NSWindow {
+  quarn::CInstallerDlg* m_mainDlg;
+}
+- (id)initWithContentRectAndDlg:(NSRect)rect
+                      styleMask:(NSUInteger)style
+                        backing:(NSBackingStoreType)backing
+                          defer:(BOOL)defer
+                            dlg:(quarn::CInstallerDlg*)dlg;
+@end
+
+@interface FlippedNSView : NSView
+@end
+
+@interface ExtNSButton : NSButton {
+  quarn::CInstallerDlg* m_mainDlg;
+}
+- (id)initWithFrameAndDlg:(NSRect)frame dlg:(quarn::CInstallerDlg*)dlg;
+@end
+
+/// Takes from the editor of the path field what is not for it.
+@interface QuarnFieldDelegate : NSObject <NSTextFieldDelegate>
+@end
