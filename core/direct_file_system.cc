@@ -204,8 +204,7 @@ bool DirectFileSystem::IsMade(const stdx::u16string& path, const MadeFile& made)
   if (made.is_in_work && (made.number != 0 ? status.st_ino == made.number : size == 0)) return true;
   // Some volumes keep times to two seconds.
   const std::int64_t late = status.st_mtime - made.seconds;
-  return size == made.size && late >= -2 && late <= 2 &&
-         (made.number == 0 || status.st_ino == made.number);
+  return size == made.size && late >= -2 && late <= 2;
 }
 
 stdx::u16string DirectFileSystem::ListedPath(const stdx::u16string& path) {

@@ -19,7 +19,9 @@ namespace quarn {
 struct MadeFile {
   std::uint64_t size = 0;    ///< bytes
   std::int64_t seconds = 0;  ///< its write time since 1970
-  std::uint64_t number = 0;  ///< of the file on its volume; 0 where it is not known
+  /// Of the file on its volume; 0 where it is not known. Asked for only of a file in work: one that
+  /// is complete may have been to another volume and back.
+  std::uint64_t number = 0;
   /// Whether it may still have been written when this was noted: then its number is enough, and of
   /// a file without one that it is empty.
   bool is_in_work = false;

@@ -77,10 +77,12 @@ class RestoringTransaction {
     const std::uint32_t code = Noted({UndoStep::Kind::kFileMade, path, file, in_work},
                                      [&] { return files_.FileCreateNew(path, handle); });
     if (code != 0) return code;
-    MadeFile& made = steps_.back().made;
-    if (const auto identity = files_.Identify(*handle)) made = *identity;
-    made.is_in_work = true;
-    if (journal_ == nullptr || journal_->Create(file, made.number)) return 0;
+    // While it is empty it is known by that.
+    if (const auto identity = files_.Identify(*handle)) {
+      MadeFile& made = steps_.back().made;
+      made.number = identity->number;
+      if (journal_ == nullptr || journal_->Create(file, made.number)) return 0;
+    }
     files_.FileClose(*handle);
     *handle = kInvalidFile;
     return FILE_ERR_INVALID_PARAMETER;

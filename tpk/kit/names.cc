@@ -2,7 +2,6 @@
 
 #include <strings.h>
 
-#include <algorithm>
 #include <utility>
 
 #include "core/text.h"
@@ -49,12 +48,9 @@ void RequireEnginePath(const fs::path& path) {
 }
 
 bool IsReservedName(const std::string& name) {
-  // In whichever folder: a link may lead to the target. Some disks take letters of either case for
-  // the same.
   const fs::path normal = fs::path(name).lexically_normal();
-  return std::any_of(normal.begin(), normal.end(), [](const fs::path& part) {
-    return strcasecmp(part.c_str(), kReservedName) == 0;
-  });
+  // Some disks take letters of either case for the same.
+  return !normal.empty() && strcasecmp(normal.begin()->c_str(), kReservedName) == 0;
 }
 
 std::string NameBelow(const std::string& name) {
