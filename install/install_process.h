@@ -61,7 +61,7 @@ concept InstallTransactionFor = requires(T& transaction, const stdx::u16string& 
   /// Opens the file for writing.
   { transaction.OpenOutput(file, path, handle) } -> std::same_as<std::uint32_t>;
   /// The open file is written.
-  transaction.CompleteOutput(*handle);
+  { transaction.CompleteOutput(*handle) } -> std::same_as<std::uint32_t>;
   /// Undoes the pass as far as this transaction goes.
   transaction.Rollback();
   /// All files are there: discards what was moved aside.
@@ -146,7 +146,7 @@ std::uint32_t ExtractFile(Transaction& transaction, Data& data, std::size_t file
   std::uint32_t code = FILE_ERR_INVALID_PARAMETER;
   try {
     code = CopyContents(data, file, output, Transaction::kCopyRules);
-    if (code == 0) transaction.CompleteOutput(output);
+    if (code == 0) code = transaction.CompleteOutput(output);
   } catch (...) {
     data.file_system().FileClose(output);
     throw;

@@ -75,7 +75,7 @@ class OrdinaryTransaction {
     return files_.FileOpen(path, FILE_ACCESS_WRITE, 0, FILE_CREATE_ALWAYS, FILE_NORMAL, handle);
   }
 
-  void CompleteOutput(FileHandle) {}
+  std::uint32_t CompleteOutput(FileHandle) { return 0; }
 
   void Rollback() { Rollback(0); }
 

@@ -88,9 +88,13 @@ class RestoringTransaction {
     return FILE_ERR_INVALID_PARAMETER;
   }
 
-  /// The file is written: whoever changes it from now on makes it his own.
-  void CompleteOutput(FileHandle handle) {
-    if (const auto identity = files_.Identify(handle)) steps_.back().made = *identity;
+  /// The file is written: whoever changes it from now on makes it his own. 87 where it cannot be
+  /// known again.
+  std::uint32_t CompleteOutput(FileHandle handle) {
+    const auto identity = files_.Identify(handle);
+    if (!identity) return FILE_ERR_INVALID_PARAMETER;
+    steps_.back().made = *identity;
+    return 0;
   }
 
   void Rollback() {

@@ -141,7 +141,15 @@ void AppKitToolkit::SetVisible(ToolkitControl* control, bool visible) {
 void AppKitToolkit::SetEnabled(ToolkitControl* control, bool enabled) {
   NSControl* const object = static_cast<NSControl*>(static_cast<Control*>(control)->object);
   [object setEnabled:enabled];
-  if (!enabled) PassKeyboardOn(object);
+  if (enabled || !HasKeyboard(object)) return;
+  // To the button before it where that can be pressed, and not to whatever follows: when Cancel
+  // is over, Finish gets the keyboard and not the check box of the last page.
+  NSView* const before = [object previousKeyView];
+  if ([before isKindOfClass:[NSButton class]] && [before canBecomeKeyView]) {
+    [[object window] makeFirstResponder:before];
+  } else {
+    PassKeyboardOn(object);
+  }
 }
 
 void AppKitToolkit::SetText(ToolkitControl* control, const stdx::string& text) {

@@ -1,5 +1,6 @@
 #include "wizard/qt/qt_toolkit.h"
 
+#include <QAbstractButton>
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QCoreApplication>
@@ -284,7 +285,16 @@ void QtToolkit::SetVisible(ToolkitControl* control, bool visible) {
 }
 
 void QtToolkit::SetEnabled(ToolkitControl* control, bool enabled) {
-  Cast(control)->widget->setEnabled(enabled);
+  QWidget* const widget = Cast(control)->widget;
+  if (!enabled && widget->hasFocus()) {
+    // To the button before it where that can be pressed, and not to whatever follows: when Cancel
+    // is over, Finish gets the keyboard and not the check box of the last page.
+    auto* const before = qobject_cast<QAbstractButton*>(widget->previousInFocusChain());
+    if (before != nullptr && before->isEnabled() && before->isVisible()) {
+      before->setFocus(Qt::BacktabFocusReason);
+    }
+  }
+  widget->setEnabled(enabled);
 }
 
 void QtToolkit::SetText(ToolkitControl* control, const stdx::string& text) {
