@@ -14,10 +14,13 @@ function(house_targets variable directory)
   set(${variable} ${targets} PARENT_SCOPE)
 endfunction()
 
-# house_folder(<variable> <target>): the folder that a target of ours stands in.
+# house_folder(<variable> <target>): the folder of a target of ours: that of its library, or the one it is made in.
 function(house_folder variable target)
-  get_target_property(folder "${target}" SOURCE_DIR)
-  file(RELATIVE_PATH folder "${PROJECT_SOURCE_DIR}" "${folder}")
+  get_target_property(folder "${target}" QUARN_FOLDER)
+  if(NOT folder)
+    get_target_property(folder "${target}" SOURCE_DIR)
+    file(RELATIVE_PATH folder "${PROJECT_SOURCE_DIR}" "${folder}")
+  endif()
   set(${variable} "${folder}" PARENT_SCOPE)
 endfunction()
 
