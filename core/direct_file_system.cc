@@ -91,7 +91,8 @@ bool CopyFile(const fs::path& from, const struct stat& status, const fs::path& t
   return copy.Finish(CopyContents(source.descriptor(), target.descriptor()) &&
                      fchown(target.descriptor(), status.st_uid, status.st_gid) == 0 &&
                      fchmod(target.descriptor(), status.st_mode & 07777) == 0 &&
-                     fsync(target.descriptor()) == 0 && target.Close() == FILE_OK && CopyWriteTime(from, to));
+                     fsync(target.descriptor()) == 0 && target.Close() == FILE_OK &&
+                     CopyWriteTime(from, to));
 }
 
 /// Copies a link with its write time, in whole seconds, and its owner. False as

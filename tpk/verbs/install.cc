@@ -85,8 +85,8 @@ std::vector<InstallPlace::File> InstalledFiles(const Kit& kit) {
       throw Failure(ExitCode::kBadKit, "dangerous-kit",
                     fmt::format("the kit has {}, which no locale can express", Shown(file.name)));
     }
-    files.push_back({EngineName(file.name),
-                     file.data_size, TicksToUnixSeconds(file.last_write_time)});
+    files.push_back(
+        {EngineName(file.name), file.data_size, TicksToUnixSeconds(file.last_write_time)});
     if (!IsReservedName(files.back().name)) continue;
     throw Failure(ExitCode::kBadKit, "dangerous-kit",
                   fmt::format("the kit has {}, where an installation keeps its own files",

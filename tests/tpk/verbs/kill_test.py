@@ -442,7 +442,7 @@ class Folding(Kills):
     def set_scene(self):
         shutil.rmtree(self.target, ignore_errors=True)
         for name in ("readme.txt", "folder/first.txt", "folder/second.txt"):
-            path = self.write(f"place/target/{name}", f"mine {name}", time=OLD)
+            self.write(f"place/target/{name}", f"mine {name}", time=OLD)
         return state(self.volume)
 
     def test_an_install_that_fails_or_is_killed(self):
