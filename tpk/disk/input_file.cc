@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "tpk/text/failure.h"
-#include "tpk/text/utf.h"
 
 namespace quarn::tpk {
 
@@ -36,8 +35,6 @@ std::size_t InputFile::ReadAll(std::span<std::byte> to) {
   return done;
 }
 
-void InputFile::Fail() const {
-  throw SystemFailure("cannot read " + Printable(path_.string()), errno);
-}
+void InputFile::Fail() const { throw CannotRead(path_); }
 
 }  // namespace quarn::tpk

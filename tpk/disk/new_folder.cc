@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <system_error>
 #include <utility>
 
@@ -20,7 +19,7 @@ namespace fs = std::filesystem;
 void Rename(const fs::path& from, const fs::path& to, const fs::path& place) {
   std::error_code error;
   fs::rename(from, to, error);
-  if (error) throw SystemFailure("cannot write " + Printable(place.string()), error.value());
+  if (error) throw CannotWrite(place, error.value());
 }
 
 }  // namespace
@@ -28,7 +27,7 @@ void Rename(const fs::path& from, const fs::path& to, const fs::path& place) {
 void MakeDirectories(const fs::path& path) {
   std::error_code error;
   fs::create_directories(path, error);
-  if (error) throw SystemFailure("cannot make " + Printable(path.string()), error.value());
+  if (error) throw CannotMake(path, error.value());
 }
 
 NewFolder::NewFolder(fs::path place, const std::function<void(const fs::path&)>& check)
@@ -55,7 +54,7 @@ const fs::path& NewFolder::Make() {
   MakeDirectories(parent);
   RemoveLeftovers(parent);
   lock_ = MakeHeldDirectory(fs::absolute(parent), holder_);
-  if (lock_ == -1) throw SystemFailure("cannot write to " + Printable(parent.string()), errno);
+  if (lock_ == -1) throw CannotWriteTo(parent);
   folder_ = holder_ / "new";
   MakeDirectories(folder_);
   return folder_;

@@ -16,10 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-Failure Exists(const fs::path& path) {
-  return Failure(ExitCode::kUsage, "exists", Printable(path.string()) + " exists already",
-                 "--force replaces it");
-}
+Failure Exists(const fs::path& path) { return ExistsAlready(path, "--force replaces it"); }
 
 }  // namespace
 
@@ -27,7 +24,7 @@ void OutputFile::CheckPlace(const fs::path& path, bool force) {
   const fs::path directory = path.has_parent_path() ? path.parent_path() : fs::path(".");
   struct stat status;
   if (stat(directory.c_str(), &status) != 0) {
-    throw SystemFailure("cannot write to " + Printable(directory.string()), errno);
+    throw CannotWriteTo(directory);
   }
   if (lstat(path.c_str(), &status) != 0) return;
   if (S_ISDIR(status.st_mode)) {
@@ -41,7 +38,7 @@ OutputFile::OutputFile(fs::path path, bool force) : path_(std::move(path)), forc
   CheckPlace(path_, force_);
   RemoveLeftovers(path_.parent_path());
   descriptor_ = MakeHeldFile(path_.parent_path(), partial_);
-  if (descriptor_ == -1) throw SystemFailure("cannot write " + Printable(path_.string()), errno);
+  if (descriptor_ == -1) throw CannotWrite(path_);
 }
 
 OutputFile::~OutputFile() {
@@ -56,7 +53,7 @@ void OutputFile::Write(std::span<const std::byte> bytes) {
   while (!bytes.empty()) {
     const ssize_t written = write(descriptor_, bytes.data(), bytes.size());
     if (written < 0 && errno == EINTR) continue;
-    if (written < 0) throw SystemFailure("cannot write " + Printable(path_.string()), errno);
+    if (written < 0) throw CannotWrite(path_);
     bytes = bytes.subspan(static_cast<std::size_t>(written));
   }
 }
@@ -65,7 +62,7 @@ void OutputFile::Commit() {
   // Closing tells of late failures; the temporary name stays locked until it is gone.
   lock_ = dup(descriptor_);
   if (close(std::exchange(descriptor_, -1)) != 0) {
-    throw SystemFailure("cannot write " + Printable(path_.string()), errno);
+    throw CannotWrite(path_);
   }
   // A second name for a file never replaces another one. Not every volume knows second names.
   if (!force_) {
@@ -74,7 +71,7 @@ void OutputFile::Commit() {
     CheckPlace(path_, force_);
   }
   if (rename(partial_.c_str(), path_.c_str()) != 0) {
-    throw SystemFailure("cannot write " + Printable(path_.string()), errno);
+    throw CannotWrite(path_);
   }
   partial_.clear();
 }

@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -46,7 +45,7 @@ class Scanner {
   static std::vector<std::string> List(const fs::path& directory) {
     const std::unique_ptr<DIR, int (*)(DIR*)> stream(opendir(directory.c_str()), &closedir);
     if (stream == nullptr) {
-      throw SystemFailure("cannot read the folder " + Printable(directory.string()), errno);
+      throw CannotReadDirectory(directory);
     }
     std::vector<std::string> names;
     while (const dirent* const entry = readdir(stream.get())) {
@@ -60,7 +59,7 @@ class Scanner {
     struct stat status;
     if (stat(path.c_str(), &status) != 0) {
       if (skip_(name)) return;
-      throw SystemFailure("cannot read " + Printable(path.string()), errno);
+      throw CannotRead(path);
     }
     if (S_ISDIR(status.st_mode)) {
       const std::string prefix = name + "/";
@@ -89,11 +88,10 @@ class Scanner {
 SourceTree ScanTree(const fs::path& root, const std::function<bool(const std::string&)>& skip) {
   struct stat status;
   if (stat(root.c_str(), &status) != 0) {
-    throw SystemFailure("cannot read the folder " + Printable(root.string()), errno);
+    throw CannotReadDirectory(root);
   }
   if (!S_ISDIR(status.st_mode)) {
-    throw Failure(ExitCode::kInputOutput, "not-a-folder",
-                  Printable(root.string()) + " is not a folder");
+    throw NotADirectory(root);
   }
   SourceTree tree;
   Scanner(tree, skip).Scan(root, "", status);

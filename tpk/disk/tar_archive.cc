@@ -118,13 +118,13 @@ class TarWriter {
 
   void Add(const fs::path& path, const std::string& name) {
     struct stat status;
-    if (lstat(path.c_str(), &status) != 0) throw Unreadable(path, errno);
+    if (lstat(path.c_str(), &status) != 0) throw CannotRead(path);
     if (S_ISDIR(status.st_mode)) {
       PutHeader(name + "/", '5', 0755, 0, "");
     } else if (S_ISLNK(status.st_mode)) {
       std::error_code error;
       const fs::path target = fs::read_symlink(path, error);
-      if (error) throw Unreadable(path, error.value());
+      if (error) throw CannotRead(path, error.value());
       PutHeader(name, '2', 0777, 0, target.string());
     } else if (S_ISREG(status.st_mode)) {
       const std::uint64_t mode = (status.st_mode & S_IXUSR) != 0 ? 0755 : 0644;
@@ -144,10 +144,6 @@ class TarWriter {
   }
 
  private:
-  static Failure Unreadable(const fs::path& path, int error_number) {
-    return SystemFailure("cannot read " + Printable(path.string()), error_number);
-  }
-
   void PutHeader(const std::string& name, char type, std::uint64_t mode, std::uint64_t size,
                  const std::string& link) {
     Header header{};
@@ -183,7 +179,7 @@ class TarWriter {
       const std::size_t amount =
           static_cast<std::size_t>(std::min<std::uint64_t>(left, buffer.size()));
       if (!file.read(buffer.data(), static_cast<std::streamsize>(amount))) {
-        throw Unreadable(path, errno);
+        throw CannotRead(path);
       }
       gzip_.Write(std::span(buffer).first(amount));
       left -= amount;
@@ -206,7 +202,7 @@ void WriteTarGz(const fs::path& folder, const std::string& name, std::int64_t ti
        it.increment(error)) {
     names.push_back(it->path().lexically_relative(folder).string());
   }
-  if (error) throw SystemFailure("cannot read " + Printable(folder.string()), error.value());
+  if (error) throw CannotRead(folder, error.value());
   std::sort(names.begin(), names.end());
 
   TarWriter tar(time, output);

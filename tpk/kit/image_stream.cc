@@ -15,14 +15,14 @@ namespace quarn::tpk {
 namespace {
 
 int OpenOrdinaryFile(const std::filesystem::path& path) {
-  const std::string name = Printable(path.native());
   // A pipe without a writer must not make us wait.
   const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (descriptor == -1) throw SystemFailure("cannot read the kit " + name, errno);
+  if (descriptor == -1) throw CannotReadKit(path);
   struct stat status;
   if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) return descriptor;
   close(descriptor);
-  throw Failure(ExitCode::kInputOutput, "not-a-file", name + " is not an ordinary file");
+  throw Failure(ExitCode::kInputOutput, "not-a-file",
+                Printable(path.native()) + " is not an ordinary file");
 }
 
 }  // namespace

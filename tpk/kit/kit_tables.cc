@@ -4,7 +4,6 @@
 #include "tpk/kit/open_kit.h"
 #include "tpk/text/cancel.h"
 #include "tpk/text/failure.h"
-#include "tpk/text/utf.h"
 
 namespace quarn::tpk {
 namespace {
@@ -48,7 +47,7 @@ StreamEnd ReadToEnd(const fs::path& kit) {
   ImageStream stream(kit);
   while (!stream.Next(1 << 20).empty()) ThrowIfCancelled();
   if (stream.end() == ImageStream::End::kUnreadable) {
-    throw SystemFailure("cannot read the kit " + Printable(kit.native()), stream.read_error());
+    throw CannotReadKit(kit, stream.read_error());
   }
   return {stream.end(), stream.size(), stream.trailing_size()};
 }

@@ -5,7 +5,6 @@
 #include <toml++/toml.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <fstream>
 #include <initializer_list>
 #include <iterator>
@@ -307,7 +306,7 @@ Manifest ReadManifest(const fs::path& path) {
     text.resize(size + static_cast<std::size_t>(in.gcount()));
   }
   if (!in.is_open() || in.bad()) {
-    throw SystemFailure("cannot read " + Printable(path.string()), errno);
+    throw CannotRead(path);
   }
   return ParseManifest(text, path);
 }

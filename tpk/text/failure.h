@@ -2,6 +2,8 @@
 // it is found to the one place that reports it.
 #pragma once
 
+#include <cerrno>
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -38,5 +40,33 @@ class Failure : public std::runtime_error {
 
 /// An input or output failure with the reason that `error_number` (an errno) gives.
 Failure SystemFailure(const std::string& what, int error_number);
+
+/// The same for what could not be done with one file or directory: "cannot read PATH: REASON".
+/// Without `error_number` the reason is that of the call that has just failed.
+Failure Cannot(const char* act, const std::filesystem::path& path, int error_number = errno);
+inline Failure CannotRead(const std::filesystem::path& path, int error_number = errno) {
+  return Cannot("read", path, error_number);
+}
+inline Failure CannotReadDirectory(const std::filesystem::path& path, int error_number = errno) {
+  return Cannot("read the folder", path, error_number);
+}
+inline Failure CannotReadKit(const std::filesystem::path& path, int error_number = errno) {
+  return Cannot("read the kit", path, error_number);
+}
+inline Failure CannotWrite(const std::filesystem::path& path, int error_number = errno) {
+  return Cannot("write", path, error_number);
+}
+/// Nothing new can be written into the directory `path`.
+inline Failure CannotWriteTo(const std::filesystem::path& path, int error_number = errno) {
+  return Cannot("write to", path, error_number);
+}
+inline Failure CannotMake(const std::filesystem::path& path, int error_number = errno) {
+  return Cannot("make", path, error_number);
+}
+
+/// Something is at `path` already; `hint` tells what `--force` would do to it.
+Failure ExistsAlready(const std::filesystem::path& path, std::string hint);
+/// What is at `path` is no directory.
+Failure NotADirectory(const std::filesystem::path& path);
 
 }  // namespace quarn::tpk

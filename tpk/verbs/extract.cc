@@ -41,12 +41,11 @@ struct Options {
 void CheckFolder(const fs::path& place, bool force) {
   std::error_code ignored;
   if (!force && !fs::is_empty(place, ignored)) {
-    throw Failure(ExitCode::kUsage, "exists", Printable(place.string()) + " exists already",
-                  "--force replaces the files in it that the kit has, and leaves the others");
+    throw ExistsAlready(place,
+                        "--force replaces the files in it that the kit has, and leaves the others");
   }
   if (!fs::is_directory(place, ignored)) {
-    throw Failure(ExitCode::kInputOutput, "not-a-folder",
-                  Printable(place.string()) + " is not a folder");
+    throw NotADirectory(place);
   }
 }
 
@@ -89,7 +88,7 @@ void WriteFiles(Kit& kit, const std::vector<std::size_t>& chosen, const fs::path
     const fs::path path = InstalledAt(root, file.name);
     std::error_code error;
     fs::create_directories(path.parent_path(), error);
-    if (error) throw SystemFailure("cannot extract " + Printable(name), error.value());
+    if (error) throw Cannot("extract", name, error.value());
     const std::uint32_t code = Extract(kit, index, EnginePath(path));
     ThrowIfCancelled();
     if (code != 0) ThrowProblem("cannot extract " + Printable(name));

@@ -119,8 +119,7 @@ ExitCode Verify(const Options& options, Output& output) {
   if (options.against.empty()) return VerifyKit(options, output);
   std::error_code ignored;
   if (!fs::is_directory(options.against, ignored)) {
-    throw Failure(ExitCode::kInputOutput, "not-a-folder",
-                  Printable(options.against.string()) + " is not a folder");
+    throw NotADirectory(options.against);
   }
   return WithKit(options.kit, [&](auto& kit) { return VerifyAgainst(kit, options, output); });
 }
