@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <fstream>
 #include <map>
-#include <memory>
 #include <set>
 #include <system_error>
 
@@ -223,32 +222,30 @@ ExitCode Bundle(const Options& options, Output& output) {
 
 }  // namespace
 
-void AddBundle(CommandLine& line) {
-  const auto options = std::make_shared<Options>();
-  CLI::App* const verb = AddVerb(line, "bundle", "Make the folder and the archive to hand out",
-                                 [options](Output& output) { return Bundle(*options, output); });
-  verb->add_option("--manifest", options->manifest,
+void AddBundle(CommandLine& line, CLI::App* verb) {
+  Options& options = SetAction<Options>(line, verb, Bundle);
+  verb->add_option("--manifest", options.manifest,
                    "The manifest of the kit, or its folder (required)")
       ->check(NotEmpty())
       ->required()
       ->option_text("FILE");
-  verb->add_option("--target", options->target, "The system that it is for (required)")
+  verb->add_option("--target", options.target, "The system that it is for (required)")
       ->required()
       ->transform(CLI::CheckedTransformer(kTargets).description("linux|macos"))
       ->option_text("linux|macos");
-  verb->add_option("-o,--output", options->directory,
+  verb->add_option("-o,--output", options.directory,
                    "The folder to make, and beside it DIR.tar.gz (required)")
       ->check(NotEmpty())
       ->required()
       ->option_text("DIR");
-  verb->add_option("--wizard", options->wizard,
+  verb->add_option("--wizard", options.wizard,
                    "The executable setup or the application Setup.app to put in, if not the one "
                    "that came with tpk")
       ->check(NotEmpty())
       ->option_text("FILE");
-  verb->add_flag("--strict", options->strict, "Take warnings for errors");
-  AddForce(verb, options->force, "Replace an existing bundle");
-  AddDryRun(verb, options->dry_run);
+  verb->add_flag("--strict", options.strict, "Take warnings for errors");
+  AddForce(verb, options.force, "Replace an existing bundle");
+  AddDryRun(verb, options.dry_run);
 }
 
 }  // namespace quarn::tpk

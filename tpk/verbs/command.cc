@@ -16,6 +16,11 @@
 #include "tpk/text/utf.h"
 
 namespace quarn::tpk {
+
+#define QUARN_VERB(name, function, description) void function(CommandLine& line, CLI::App* verb);
+#include "tpk/verbs/verbs.inc"
+#undef QUARN_VERB
+
 namespace {
 
 const std::map<std::string, When> kWhen = {
@@ -26,6 +31,18 @@ void AddWhen(CLI::App* verb, const std::string& name, When& value, const std::st
       ->transform(CLI::CheckedTransformer(kWhen).description("auto|always|never"))
       ->option_text("auto|always|never")
       ->group("Output");
+}
+
+/// A new verb with the options that all of them share.
+CLI::App* AddVerb(CommandLine& line, const char* name, const char* description) {
+  CLI::App* const verb = line.app.add_subcommand(name, description);
+  verb->get_formatter()->column_width(28);
+  verb->add_flag("--json", line.output.json, "Print JSON lines")->group("Output");
+  verb->add_flag("-q,--quiet", line.output.quiet, "Print no remarks, totals and progress")
+      ->group("Output");
+  AddWhen(verb, "--progress", line.output.progress, "Show progress (auto: on a terminal)");
+  AddWhen(verb, "--color", line.output.color, "Use colours (auto: on a terminal)");
+  return verb;
 }
 
 void AddVerbs(CommandLine& line) {
@@ -40,19 +57,9 @@ void AddVerbs(CommandLine& line) {
       "Exit codes: 0 fine, 1 wrong usage or manifest, 2 damaged or dangerous kit,\n"
       "3 reading or writing failed, 4 cancelled. `tpk help checks` lists what verify and\n"
       "pack look for.");
-  AddInit(line);
-  AddPack(line);
-  AddBundle(line);
-  AddList(line);
-  AddInfo(line);
-  AddVerify(line);
-  AddExtract(line);
-  AddDiff(line);
-  AddPlan(line);
-  AddInstall(line);
-  AddHelp(line);
-  AddCompletion(line);
-  AddMan(line);
+#define QUARN_VERB(name, function, description) function(line, AddVerb(line, #name, description));
+#include "tpk/verbs/verbs.inc"
+#undef QUARN_VERB
 }
 
 /// The first argument that is no option, or the end.
@@ -125,17 +132,8 @@ const CLI::App* FindVerb(const CLI::App& app, const std::string& name) {
   return found.empty() ? nullptr : found.front();
 }
 
-CLI::App* AddVerb(CommandLine& line, const std::string& name, const std::string& description,
-                  std::function<ExitCode(Output&)> run) {
-  CLI::App* const verb = line.app.add_subcommand(name, description);
-  verb->get_formatter()->column_width(28);
-  verb->add_flag("--json", line.output.json, "Print JSON lines")->group("Output");
-  verb->add_flag("-q,--quiet", line.output.quiet, "Print no remarks, totals and progress")
-      ->group("Output");
-  AddWhen(verb, "--progress", line.output.progress, "Show progress (auto: on a terminal)");
-  AddWhen(verb, "--color", line.output.color, "Use colours (auto: on a terminal)");
+void SetAction(CommandLine& line, CLI::App* verb, std::function<ExitCode(Output&)> run) {
   verb->callback([&line, run = std::move(run)] { line.action = run; });
-  return verb;
 }
 
 CLI::Validator NotEmpty() {

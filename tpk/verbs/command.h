@@ -1,12 +1,16 @@
-// The command line: the verbs, and the options that all of them share. One file per verb adds it
-// here and says what it does.
+// The command line: the verbs, and the options that all of them share. verbs.inc lists the verbs.
+// Each has a file with the function that adds what the verb takes and says what it does:
+//   void AddList(CommandLine& line, CLI::App* verb)
+// where `verb` has its name, its description and the shared options already.
 #pragma once
 
 #include <CLI/CLI.hpp>
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tpk/text/failure.h"
@@ -22,9 +26,17 @@ struct CommandLine {
   std::function<ExitCode(Output&)> action;
 };
 
-/// A new verb with the shared options. `run` is called once the command line is understood.
-CLI::App* AddVerb(CommandLine& line, const std::string& name, const std::string& description,
-                  std::function<ExitCode(Output&)> run);
+/// Makes `run` what `verb` does: it is called once the command line is understood.
+void SetAction(CommandLine& line, CLI::App* verb, std::function<ExitCode(Output&)> run);
+
+/// The same for `run(options, output)`. Returns the options, for the caller to bind what the verb
+/// takes to; they live as long as the command line.
+template <class Options, class Run>
+Options& SetAction(CommandLine& line, CLI::App* verb, Run run) {
+  const auto options = std::make_shared<Options>();
+  SetAction(line, verb, [options, run](Output& output) { return run(*options, output); });
+  return *options;
+}
 
 /// The verbs, in the order in which the help lists them.
 std::vector<std::string> VerbNames(const CLI::App& app);
@@ -39,20 +51,6 @@ void AddKit(CLI::App* verb, std::filesystem::path& kit);
 void AddForce(CLI::App* verb, bool& force, const std::string& description);
 void AddDryRun(CLI::App* verb, bool& dry_run);
 void AddAllowDangerous(CLI::App* verb, bool& allow);
-
-void AddInit(CommandLine& line);
-void AddPack(CommandLine& line);
-void AddBundle(CommandLine& line);
-void AddList(CommandLine& line);
-void AddInfo(CommandLine& line);
-void AddVerify(CommandLine& line);
-void AddExtract(CommandLine& line);
-void AddDiff(CommandLine& line);
-void AddPlan(CommandLine& line);
-void AddInstall(CommandLine& line);
-void AddHelp(CommandLine& line);
-void AddCompletion(CommandLine& line);
-void AddMan(CommandLine& line);
 
 /// Understands the command line, does what it says and returns the exit code.
 int RunTool(int argc, const char* const* argv);

@@ -1,7 +1,6 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <memory>
 #include <string_view>
 
 #include "tpk/verbs/command.h"
@@ -182,12 +181,12 @@ ExitCode Completion(const CLI::App& app, const std::string& shell, Output& outpu
 
 }  // namespace
 
-void AddCompletion(CommandLine& line) {
-  const auto shell = std::make_shared<std::string>();
-  CLI::App* const verb =
-      AddVerb(line, "completion", "Print the completions for a shell",
-              [&line, shell](Output& output) { return Completion(line.app, *shell, output); });
-  verb->add_option("SHELL", *shell, kShells)
+void AddCompletion(CommandLine& line, CLI::App* verb) {
+  std::string& word =
+      SetAction<std::string>(line, verb, [&line](const std::string& shell, Output& output) {
+        return Completion(line.app, shell, output);
+      });
+  verb->add_option("SHELL", word, kShells)
       ->required()
       ->check(CLI::IsMember({"bash", "zsh", "fish"}).description(""))
       ->option_text(" ");

@@ -196,19 +196,17 @@ ExitCode Diff(const Options& options, Output& output) {
 
 }  // namespace
 
-void AddDiff(CommandLine& line) {
-  const auto options = std::make_shared<Options>();
-  CLI::App* const verb = AddVerb(line, "diff", "Compare two kits",
-                                 [options](Output& output) { return Diff(*options, output); });
-  verb->add_option("BEFORE", options->before, "The older kit")
+void AddDiff(CommandLine& line, CLI::App* verb) {
+  Options& options = SetAction<Options>(line, verb, Diff);
+  verb->add_option("BEFORE", options.before, "The older kit")
       ->check(NotEmpty())
       ->required()
       ->option_text(" ");
-  verb->add_option("AFTER", options->after, "The newer kit")
+  verb->add_option("AFTER", options.after, "The newer kit")
       ->check(NotEmpty())
       ->required()
       ->option_text(" ");
-  verb->add_flag("--exit-code", options->exit_code, "End with 2 when the kits differ");
+  verb->add_flag("--exit-code", options.exit_code, "End with 2 when the kits differ");
 }
 
 }  // namespace quarn::tpk

@@ -1,7 +1,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <memory>
 #include <system_error>
 #include <utility>
 
@@ -64,7 +63,7 @@ bool Wanted(const Options& options, const std::vector<Pattern>& patterns, const 
 /// Writes file `index` of the kit to `path`, over an earlier file of the kit that has the same
 /// name.
 template <class Kit>
-std::uint32_t Extract(Kit& kit, std::size_t index, const stdx::u16string& path) {
+std::uint32_t ExtractFile(Kit& kit, std::size_t index, const stdx::u16string& path) {
   auto& files = kit.file_system();
   FileHandle output = kInvalidFile;
   std::uint32_t code =
@@ -89,7 +88,7 @@ void WriteFiles(Kit& kit, const std::vector<std::size_t>& chosen, const fs::path
     std::error_code error;
     fs::create_directories(path.parent_path(), error);
     if (error) throw Cannot("extract", name, error.value());
-    const std::uint32_t code = Extract(kit, index, EnginePath(path));
+    const std::uint32_t code = ExtractFile(kit, index, EnginePath(path));
     ThrowIfCancelled();
     if (code != 0) ThrowProblem("cannot extract " + Printable(name));
     progress.Update(done += file.data_size);
@@ -150,22 +149,19 @@ ExitCode Extract(const Options& options, Output& output) {
 
 }  // namespace
 
-void AddExtract(CommandLine& line) {
-  const auto options = std::make_shared<Options>();
-  CLI::App* const verb =
-      AddVerb(line, "extract", "Unpack a kit into a folder that pack can make it from again",
-              [options](Output& output) { return Extract(*options, output); });
-  AddKit(verb, options->kit);
-  verb->add_option("PATTERN", options->patterns, "Only the files that match, without a manifest")
+void AddExtract(CommandLine& line, CLI::App* verb) {
+  Options& options = SetAction<Options>(line, verb, Extract);
+  AddKit(verb, options.kit);
+  verb->add_option("PATTERN", options.patterns, "Only the files that match, without a manifest")
       ->option_text(" ");
-  verb->add_option("-o,--output", options->directory, "The folder to make (required)")
+  verb->add_option("-o,--output", options.directory, "The folder to make (required)")
       ->check(NotEmpty())
       ->required()
       ->option_text("DIR");
-  verb->add_flag("--plain", options->plain, "Only the files, no manifest");
-  AddAllowDangerous(verb, options->allow_dangerous);
-  AddForce(verb, options->force, "Write into an existing folder");
-  AddDryRun(verb, options->dry_run);
+  verb->add_flag("--plain", options.plain, "Only the files, no manifest");
+  AddAllowDangerous(verb, options.allow_dangerous);
+  AddForce(verb, options.force, "Write into an existing folder");
+  AddDryRun(verb, options.dry_run);
 }
 
 }  // namespace quarn::tpk

@@ -1,7 +1,5 @@
 #include <fmt/format.h>
 
-#include <memory>
-
 #include "tpk/kit/findings.h"
 #include "tpk/text/closest_word.h"
 #include "tpk/verbs/command.h"
@@ -43,12 +41,11 @@ ExitCode Help(const CLI::App& app, const std::string& topic, Output& output) {
 
 }  // namespace
 
-void AddHelp(CommandLine& line) {
-  const auto topic = std::make_shared<std::string>();
-  CLI::App* const verb =
-      AddVerb(line, "help", "Tell how a verb is used, or what the checks mean (help checks)",
-              [&line, topic](Output& output) { return Help(line.app, *topic, output); });
-  verb->add_option("VERB", *topic, "A verb, or \"checks\"")->option_text(" ");
+void AddHelp(CommandLine& line, CLI::App* verb) {
+  std::string& word = SetAction<std::string>(
+      line, verb,
+      [&line](const std::string& topic, Output& output) { return Help(line.app, topic, output); });
+  verb->add_option("VERB", word, "A verb, or \"checks\"")->option_text(" ");
 }
 
 }  // namespace quarn::tpk

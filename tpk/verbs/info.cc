@@ -1,7 +1,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <memory>
 #include <system_error>
 
 #include "tpk/kit/kit_tables.h"
@@ -70,11 +69,9 @@ ExitCode Info(const std::filesystem::path& path, Output& output) {
 
 }  // namespace
 
-void AddInfo(CommandLine& line) {
-  const auto kit = std::make_shared<std::filesystem::path>();
-  CLI::App* const verb = AddVerb(line, "info", "Tell what a kit says of its product",
-                                 [kit](Output& output) { return Info(*kit, output); });
-  AddKit(verb, *kit);
+void AddInfo(CommandLine& line, CLI::App* verb) {
+  std::filesystem::path& kit = SetAction<std::filesystem::path>(line, verb, Info);
+  AddKit(verb, kit);
 }
 
 }  // namespace quarn::tpk

@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <memory>
 #include <span>
 
 #include "tpk/disk/output_file.h"
@@ -55,19 +54,17 @@ ExitCode Init(const Options& options, Output& output) {
 
 }  // namespace
 
-void AddInit(CommandLine& line) {
-  const auto options = std::make_shared<Options>();
-  CLI::App* const verb = AddVerb(line, "init", "Write a manifest for a folder, to begin with",
-                                 [options](Output& output) { return Init(*options, output); });
-  verb->add_option("DIR", options->directory, "The folder with the files")
+void AddInit(CommandLine& line, CLI::App* verb) {
+  Options& options = SetAction<Options>(line, verb, Init);
+  verb->add_option("DIR", options.directory, "The folder with the files")
       ->check(NotEmpty())
       ->required()
       ->option_text(" ");
-  verb->add_option("-o,--output", options->manifest, "The manifest to write, if not DIR/kit.toml")
+  verb->add_option("-o,--output", options.manifest, "The manifest to write, if not DIR/kit.toml")
       ->check(NotEmpty())
       ->option_text("FILE");
-  AddForce(verb, options->force, "Replace an existing manifest");
-  AddDryRun(verb, options->dry_run);
+  AddForce(verb, options.force, "Replace an existing manifest");
+  AddDryRun(verb, options.dry_run);
 }
 
 }  // namespace quarn::tpk

@@ -4,7 +4,6 @@
 #include <array>
 #include <chrono>
 #include <condition_variable>
-#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -165,18 +164,15 @@ ExitCode Run(const Options& options, Output& output) {
 
 }  // namespace
 
-void AddInstall(CommandLine& line) {
-  const auto options = std::make_shared<Options>();
-  CLI::App* const verb =
-      AddVerb(line, "install", "Install a kit into a folder, all of it or nothing",
-              [options](Output& output) { return Run(*options, output); });
-  AddKit(verb, options->kit);
-  verb->add_option("--to", options->target, "The folder to install into (required)")
+void AddInstall(CommandLine& line, CLI::App* verb) {
+  Options& options = SetAction<Options>(line, verb, Run);
+  AddKit(verb, options.kit);
+  verb->add_option("--to", options.target, "The folder to install into (required)")
       ->check(NotEmpty())
       ->required()
       ->option_text("DIR");
-  AddAllowDangerous(verb, options->allow_dangerous);
-  AddDryRun(verb, options->dry_run);
+  AddAllowDangerous(verb, options.allow_dangerous);
+  AddDryRun(verb, options.dry_run);
 }
 
 }  // namespace quarn::tpk

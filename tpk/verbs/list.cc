@@ -1,7 +1,5 @@
 #include <fmt/format.h>
 
-#include <memory>
-
 #include "tpk/kit/kit_tables.h"
 #include "tpk/kit/names.h"
 #include "tpk/text/format.h"
@@ -36,11 +34,9 @@ ExitCode List(const std::filesystem::path& kit, Output& output) {
 
 }  // namespace
 
-void AddList(CommandLine& line) {
-  const auto kit = std::make_shared<std::filesystem::path>();
-  CLI::App* const verb = AddVerb(line, "list", "List the files in a kit",
-                                 [kit](Output& output) { return List(*kit, output); });
-  AddKit(verb, *kit);
+void AddList(CommandLine& line, CLI::App* verb) {
+  std::filesystem::path& kit = SetAction<std::filesystem::path>(line, verb, List);
+  AddKit(verb, kit);
 }
 
 }  // namespace quarn::tpk

@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <memory>
 #include <string_view>
 
 #include "tpk/kit/findings.h"
@@ -197,8 +196,8 @@ std::string Page(const CLI::App& app) {
 
 }  // namespace
 
-void AddMan(CommandLine& line) {
-  AddVerb(line, "man", "Print the manual page, for man or mandoc", [&line](Output& output) {
+void AddMan(CommandLine& line, CLI::App* verb) {
+  SetAction(line, verb, [&line](Output& output) {
     const std::string page = Page(line.app);
     output.Text(page);
     output.Result("man", ExitCode::kFine, {{"page", page}}, "");

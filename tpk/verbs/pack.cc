@@ -1,7 +1,5 @@
 #include <fmt/format.h>
 
-#include <memory>
-
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"
 #include "tpk/verbs/command.h"
@@ -30,34 +28,32 @@ ExitCode Pack(const PackOptions& options, Output& output) {
 
 }  // namespace
 
-void AddPack(CommandLine& line) {
-  const auto options = std::make_shared<PackOptions>();
-  CLI::App* const verb = AddVerb(line, "pack", "Make a kit from a folder or a manifest",
-                                 [options](Output& output) { return Pack(*options, output); });
-  verb->add_option("SOURCE", options->source,
+void AddPack(CommandLine& line, CLI::App* verb) {
+  PackOptions& options = SetAction<PackOptions>(line, verb, Pack);
+  verb->add_option("SOURCE", options.source,
                    "A folder, with or without kit.toml in it, or a manifest")
       ->check(NotEmpty())
       ->required()
       ->option_text(" ");
-  verb->add_option("-o,--output", options->kit, "The kit to write (required)")
+  verb->add_option("-o,--output", options.kit, "The kit to write (required)")
       ->check(NotEmpty())
       ->required()
       ->option_text("FILE");
-  verb->add_option("--name", options->name, "Product name, for a folder without manifest")
+  verb->add_option("--name", options.name, "Product name, for a folder without manifest")
       ->option_text("TEXT");
-  verb->add_option("--provider", options->provider, "Who provides it, likewise")
+  verb->add_option("--provider", options.provider, "Who provides it, likewise")
       ->option_text("TEXT");
-  verb->add_option("--description", options->description,
+  verb->add_option("--description", options.description,
                    "The description file within the folder, likewise")
       ->option_text("PATH");
-  verb->add_option("--level", options->level,
+  verb->add_option("--level", options.level,
                    "Compression, from 0 (none) to 9 (smallest), in place of the manifest's")
       ->check(CLI::Range(0, 9))
       ->option_text("0-9");
-  verb->add_flag("--no-manifest", options->no_manifest, "Take kit.toml for a file like any other");
-  verb->add_flag("--strict", options->strict, "Take warnings for errors");
-  AddForce(verb, options->force, "Replace an existing kit");
-  AddDryRun(verb, options->dry_run);
+  verb->add_flag("--no-manifest", options.no_manifest, "Take kit.toml for a file like any other");
+  verb->add_flag("--strict", options.strict, "Take warnings for errors");
+  AddForce(verb, options.force, "Replace an existing kit");
+  AddDryRun(verb, options.dry_run);
 }
 
 }  // namespace quarn::tpk

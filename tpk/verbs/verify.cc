@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <memory>
 
 #include "core/file.h"
 #include "tpk/kit/kit_tables.h"
@@ -126,16 +125,14 @@ ExitCode Verify(const Options& options, Output& output) {
 
 }  // namespace
 
-void AddVerify(CommandLine& line) {
-  const auto options = std::make_shared<Options>();
-  CLI::App* const verb = AddVerb(line, "verify", "Check a kit, or an installed folder against it",
-                                 [options](Output& output) { return Verify(*options, output); });
-  AddKit(verb, options->kit);
-  verb->add_option("--against", options->against,
+void AddVerify(CommandLine& line, CLI::App* verb) {
+  Options& options = SetAction<Options>(line, verb, Verify);
+  AddKit(verb, options.kit);
+  verb->add_option("--against", options.against,
                    "Compare every file with its copy in this folder instead")
       ->check(NotEmpty())
       ->option_text("DIR");
-  verb->add_flag("--strict", options->strict, "Take warnings for errors");
+  verb->add_flag("--strict", options.strict, "Take warnings for errors");
 }
 
 }  // namespace quarn::tpk
