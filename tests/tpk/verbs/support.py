@@ -2,6 +2,7 @@
 import json
 import os
 import random
+import re
 import shutil
 import subprocess
 import tempfile
@@ -11,6 +12,7 @@ from pathlib import Path
 TPK = str(Path(os.environ["TPK"]).resolve())
 SANITIZED = os.environ.get("QUARN_SANITIZED") == "1"
 SOURCE_ROOT = Path(__file__).resolve().parents[3]
+VERBS = re.findall(r"(?m)^QUARN_VERB\((\w+),", (SOURCE_ROOT / "tpk/verbs/verbs.inc").read_text())
 
 
 class Run:
