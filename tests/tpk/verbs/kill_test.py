@@ -274,12 +274,16 @@ class EveryMoment(Kills):
         self.assertIn(run.code, (0, 2, 4, -number), run)
         return run
 
-    def install_at_every_call(self, kit_name, with_before, number):
+    def target_before_and_after(self, kit_name, with_before):
+        """Where to install to, and the states before and after an installation that nothing disturbs."""
         target = self.work / "place" / ("" if with_before else "a/b") / "target"
         self.reset(target, with_before)
         before = state(self.work / "place")
         self.tpk("install", kit_name, "--to", target, code=0)
-        after = state(self.work / "place")
+        return target, before, state(self.work / "place")
+
+    def install_at_every_call(self, kit_name, with_before, number):
+        target, before, after = self.target_before_and_after(kit_name, with_before)
         codes = set()
         for call in range(1, 1000):
             self.reset(target, with_before)
@@ -331,11 +335,7 @@ class EveryMoment(Kills):
         self.fail_at_every_call()
 
     def fail_at_every_call(self):
-        target = self.work / "place/target"
-        self.reset(target, True)
-        before = state(self.work / "place")
-        self.tpk("install", "kit.tpk", "--to", target, code=0)
-        after = state(self.work / "place")
+        target, before, after = self.target_before_and_after("kit.tpk", True)
         for call in range(1, 1000):
             self.reset(target, True)
             run = self.killed_at(call, signal.SIGKILL, "install", "cut.tpk", "--to", target)
@@ -356,11 +356,7 @@ class EveryMoment(Kills):
         self.undo_at_every_call()
 
     def undo_at_every_call(self):
-        target = self.work / "place/target"
-        self.reset(target, True)
-        before = state(self.work / "place")
-        self.tpk("install", "kit.tpk", "--to", target, code=0)
-        after = state(self.work / "place")
+        target, before, after = self.target_before_and_after("kit.tpk", True)
         # The last call before which there still is a journal.
         for late in range(400, 0, -1):
             self.reset(target, True)
