@@ -29,7 +29,7 @@ void OutputFile::CheckPlace(const fs::path& path, bool force) {
   if (lstat(path.c_str(), &status) != 0) return;
   if (S_ISDIR(status.st_mode)) {
     throw Failure(ExitCode::kInputOutput, "input-output",
-                  Printable(path.string()) + " is a directory");
+                  Printable(path.string()) + " is a folder");
   }
   if (!force) throw Exists(path);
 }

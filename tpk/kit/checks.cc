@@ -102,12 +102,12 @@ void CheckProducts(const std::vector<config::ProductInfo>& products,
 
 /// Adds one finding for all files that `is_bad` finds, naming the first.
 template <class IsBad>
-void CheckAll(const std::vector<CheckedFile>& files, const char* code, const char* what,
+void CheckAll(const std::vector<CheckedFile>& files, KnownCheck check, const char* what,
               IsBad is_bad, Findings& findings) {
   const auto first = std::find_if(files.begin(), files.end(), is_bad);
   if (first == files.end()) return;
   const auto others = std::count_if(first + 1, files.end(), is_bad);
-  findings.Add(code, InstalledName(first->name),
+  findings.Add(check, InstalledName(first->name),
                others == 0 ? what
                            : fmt::format("{}; so {} {}", what, others == 1 ? "does" : "do",
                                          others == 1 ? "one other file"

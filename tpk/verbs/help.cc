@@ -8,7 +8,7 @@ namespace quarn::tpk {
 namespace {
 
 void PrintChecks(Output& output) {
-  for (const Check& check : AllChecks()) {
+  for (const Check& check : kChecks) {
     const char* const severity = check.is_error ? "error" : "warning";
     output.Record(
         "check",

@@ -187,7 +187,7 @@ std::string Page(const CLI::App& app) {
   for (const VerbSyntax& verb : SyntaxOf(app)) text += VerbSection(verb);
   text += kManifest;
   text += ".SH CHECKS\nWhat\n.B verify\nand\n.B pack\nlook for.\n";
-  for (const Check& check : AllChecks()) {
+  for (const Check& check : kChecks) {
     text += fmt::format(".TP\n.B {}\n{}: {}\n", Escaped(check.code),
                         check.is_error ? "Error" : "Warning", Escaped(check.meaning));
   }

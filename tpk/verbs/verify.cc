@@ -37,7 +37,7 @@ void CheckStream(const StreamEnd& stream, Findings& findings) {
   }
   if (stream.trailing_size != 0) {
     findings.Add("stream-trailing", "",
-                 fmt::format("{} behind the end of the compressed data are never read",
+                 fmt::format("{} after the end of the compressed data are never read",
                              Counted(stream.trailing_size, "byte")));
   }
 }
