@@ -70,6 +70,16 @@ class Documents(unittest.TestCase):
         self.assertEqual(found, PATHS)
 
 
+class Languages(unittest.TestCase):
+    def test_the_readme_tells_in_how_many_the_wizard_speaks(self):
+        """A file without texts of its own shows those of another language."""
+        shown = set(re.findall(r"(?m)^QUARN_LANGUAGE\(\d+, \w+, (\w+)\)",
+                               (SOURCE_ROOT / "l10n/languages.inc").read_text()))
+        spoken = {name for name in shown if "QUARN_TEXT" in (SOURCE_ROOT / f"l10n/texts/{name}.inc").read_text()}
+        told = re.search(r"in (\d+)\s+languages", prose(SOURCE_ROOT / "README.md"))
+        self.assertEqual(int(told[1]), len(spoken))
+
+
 def table(document, *head):
     """The rows of the table with this head."""
     lines = document.read_text().split("| " + " | ".join(head) + " |\n")[1].splitlines()
