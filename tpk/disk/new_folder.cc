@@ -55,16 +55,16 @@ const fs::path& NewFolder::Make() {
   RemoveLeftovers(parent);
   lock_ = MakeHeldDirectory(fs::absolute(parent), holder_);
   if (lock_ == -1) throw CannotWriteTo(parent);
-  folder_ = holder_ / "new";
-  MakeDirectories(folder_);
-  return folder_;
+  directory_ = holder_ / "new";
+  MakeDirectories(directory_);
+  return directory_;
 }
 
 void NewFolder::Replace() {
   const fs::path old = holder_ / "old";
   if (exists_) Rename(place_, old, place_);
   try {
-    Rename(folder_, place_, place_);
+    Rename(directory_, place_, place_);
   } catch (const Failure&) {
     if (exists_) Rename(old, place_, place_);
     throw;
@@ -73,13 +73,13 @@ void NewFolder::Replace() {
 
 template <class Visit>
 void NewFolder::ForEachEntry(Visit visit) const {
-  for (const auto& entry : fs::recursive_directory_iterator(folder_)) {
-    visit(entry, place_ / entry.path().lexically_relative(folder_));
+  for (const auto& entry : fs::recursive_directory_iterator(directory_)) {
+    visit(entry, place_ / entry.path().lexically_relative(directory_));
   }
 }
 
 void NewFolder::Merge() {
-  if (!exists_) return Rename(folder_, place_, place_);
+  if (!exists_) return Rename(directory_, place_, place_);
   // First all that can be told before anything is changed.
   ForEachEntry([](const fs::directory_entry& entry, const fs::path& to) {
     std::error_code ignored;

@@ -1,4 +1,4 @@
-// A folder that appears in its place only when it is complete.
+// A directory that appears in its place only when it is complete.
 #pragma once
 
 #include <filesystem>
@@ -6,7 +6,7 @@
 
 namespace quarn::tpk {
 
-/// Makes a folder and those that lead to it, unless they are there. Throws Failure.
+/// Makes a directory and those that lead to it, unless they are there. Throws Failure.
 void MakeDirectories(const std::filesystem::path& path);
 
 /// Grows beside its place under a held name, which is removed at the end. Failures throw. One
@@ -24,13 +24,13 @@ class NewFolder {
   /// Without a separator or a "." at the end.
   const std::filesystem::path& place() const noexcept { return place_; }
 
-  /// Makes the folder, and those that lead to its place, and returns its path for now. It is open
-  /// to whom other new folders are open.
+  /// Makes the directory, and those that lead to its place, and returns its path for now. It is
+  /// open to whom other new directories are open.
   const std::filesystem::path& Make();
 
-  /// Puts the folder in its place, as a whole: what is there goes. Not to be interrupted.
+  /// Puts the directory in its place, as a whole: what is there goes. Not to be interrupted.
   void Replace();
-  /// Puts the folder in its place, or file by file over what is there. Not to be interrupted.
+  /// Puts the directory in its place, or file by file over what is there. Not to be interrupted.
   void Merge();
 
  private:
@@ -41,7 +41,7 @@ class NewFolder {
   bool exists_ = false;
   int lock_ = -1;
   std::filesystem::path holder_;
-  std::filesystem::path folder_;
+  std::filesystem::path directory_;
 };
 
 }  // namespace quarn::tpk

@@ -23,7 +23,7 @@ class Scanner {
   Scanner(SourceTree& tree, const std::function<bool(const std::string&)>& skip)
       : tree_(tree), skip_(skip) {}
 
-  /// `prefix` is the folder's own name with a "/" behind it, empty for the root.
+  /// `prefix` is the directory's own name with a "/" behind it, empty for the root.
   void Scan(const fs::path& directory, const std::string& prefix, const struct stat& status) {
     ThrowIfCancelled();
     const auto self = std::make_pair(status.st_dev, status.st_ino);
@@ -80,7 +80,7 @@ class Scanner {
 
   SourceTree& tree_;
   const std::function<bool(const std::string&)>& skip_;
-  std::vector<std::pair<dev_t, ino_t>> open_;  // the folders from the root to here
+  std::vector<std::pair<dev_t, ino_t>> open_;  // the directories from the root to here
 };
 
 }  // namespace

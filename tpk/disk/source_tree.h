@@ -1,4 +1,4 @@
-// The files below a folder, as a kit takes them.
+// The files below a directory, as a kit takes them.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@ namespace quarn::tpk {
 
 struct SourceFile {
   std::filesystem::path path;  ///< where to read it
-  std::string name;            ///< relative to the folder, separated by "/"; the bytes on disk
+  std::string name;            ///< relative to the directory, separated by "/"; the bytes on disk
   std::uint64_t size = 0;
   std::uint64_t time = 0;  ///< last write in ticks, whole seconds: what an installation can keep
 };
@@ -21,11 +21,11 @@ struct SourceTree {
   std::vector<std::string> empty_directories;  ///< a kit cannot hold them
 };
 
-/// Lists the regular files below `root`. Links are followed, to files and to folders. `skip` is
-/// asked for every file's name, and every folder's with a "/" behind it, and says what to leave
-/// out, whatever it is: what lies in such a folder is not looked at. Throws Failure for what cannot
-/// be read, for a link that leads nowhere or back to a folder it lies in, and for anything that is
-/// neither file nor folder.
+/// Lists the regular files below `root`. Links are followed, to files and to directories. `skip` is
+/// asked for every file's name, and every directory's with a "/" behind it, and says what to leave
+/// out, whatever it is: what lies in such a directory is not looked at. Throws Failure for what
+/// cannot be read, for a link that leads nowhere or back to a directory it lies in, and for
+/// anything that is neither file nor directory.
 SourceTree ScanTree(const std::filesystem::path& root,
                     const std::function<bool(const std::string&)>& skip);
 

@@ -102,7 +102,7 @@ bool PutPath(Header& header, std::string_view path) {
     PutText(header.name, path);
     return true;
   }
-  // The name begins behind a separator; what ends in one, a folder, needs an earlier one.
+  // The name begins behind a separator; what ends in one, a directory, needs an earlier one.
   const std::size_t earliest = path.size() - sizeof header.name - 1;
   const std::size_t separator = path.find('/', earliest);
   if (separator + 1 >= path.size() || separator > sizeof header.prefix) return false;
@@ -194,20 +194,22 @@ class TarWriter {
 
 }  // namespace
 
-void WriteTarGz(const fs::path& folder, const std::string& name, std::int64_t time,
+void WriteTarGz(const fs::path& directory, const std::string& name, std::int64_t time,
                 OutputFile& output) {
   std::vector<std::string> names;
   std::error_code error;
-  for (fs::recursive_directory_iterator it(folder, error), end; it != end && !error;
+  for (fs::recursive_directory_iterator it(directory, error), end; it != end && !error;
        it.increment(error)) {
-    names.push_back(it->path().lexically_relative(folder).string());
+    names.push_back(it->path().lexically_relative(directory).string());
   }
-  if (error) throw CannotRead(folder, error.value());
+  if (error) throw CannotRead(directory, error.value());
   std::sort(names.begin(), names.end());
 
   TarWriter tar(time, output);
-  tar.Add(folder, name);
-  for (const std::string& entry : names) tar.Add(folder / entry, (fs::path(name) / entry).string());
+  tar.Add(directory, name);
+  for (const std::string& entry : names) {
+    tar.Add(directory / entry, (fs::path(name) / entry).string());
+  }
   tar.Finish();
 }
 

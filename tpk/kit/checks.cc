@@ -187,7 +187,7 @@ void CheckContents(const std::vector<config::ProductInfo>& products,
 
 void CheckCollisions(const std::vector<CheckedFile>& files, Findings& findings) {
   std::unordered_map<stdx::u16string, const stdx::u16string*> by_case;
-  std::unordered_set<stdx::u16string> folders;
+  std::unordered_set<stdx::u16string> directories;
   std::unordered_set<stdx::u16string> names;
   for (const CheckedFile& file : files) {
     const stdx::u16string name = StoredName(file.name);
@@ -195,7 +195,7 @@ void CheckCollisions(const std::vector<CheckedFile>& files, Findings& findings) 
       findings.Add("name-duplicate", InstalledName(file.name), "stands in the kit more than once");
     }
     for (std::size_t end = name.find(u'\\'); end != name.npos; end = name.find(u'\\', end + 1)) {
-      folders.insert(name.substr(0, end));
+      directories.insert(name.substr(0, end));
     }
     const auto [other, is_new] = by_case.emplace(Folded(name), &file.name);
     if (!is_new && StoredName(*other->second) != name) {
@@ -204,7 +204,7 @@ void CheckCollisions(const std::vector<CheckedFile>& files, Findings& findings) 
     }
   }
   for (const CheckedFile& file : files) {
-    if (folders.contains(StoredName(file.name))) {
+    if (directories.contains(StoredName(file.name))) {
       findings.Add("name-file-and-folder", InstalledName(file.name),
                    "is a file, and a folder of other files");
     }

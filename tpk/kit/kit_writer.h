@@ -15,7 +15,7 @@ namespace quarn::tpk {
 
 /// One file that is to go into a kit.
 struct KitEntry {
-  stdx::u16string name;          ///< as the kit stores it, with "\" between folders
+  stdx::u16string name;          ///< as the kit stores it, with "\" between directories
   std::uint64_t time = 0;        ///< last write, in ticks
   std::uint64_t size = 0;        ///< bytes; what `source` holds must be exactly as long
   std::filesystem::path source;  ///< where the bytes are read from

@@ -284,9 +284,10 @@ bool Manifest::Takes(std::string_view name) const {
          std::none_of(exclude.begin(), exclude.end(), matches);
 }
 
-bool Manifest::LeavesOut(std::string_view folder) const {
-  return std::any_of(exclude.begin(), exclude.end(),
-                     [folder](const Pattern& pattern) { return pattern.MatchesAllIn(folder); });
+bool Manifest::LeavesOut(std::string_view directory) const {
+  return std::any_of(exclude.begin(), exclude.end(), [directory](const Pattern& pattern) {
+    return pattern.MatchesAllIn(directory);
+  });
 }
 
 std::optional<std::uint64_t> Manifest::TimeOf(std::string_view name) const {

@@ -25,7 +25,7 @@ struct Manifest {
     std::uint64_t ticks = 0;
   };
 
-  std::filesystem::path root;  ///< the folder with the files
+  std::filesystem::path root;  ///< the directory with the files
   bool single_product = false;
   std::vector<config::ProductInfo> products;
   std::vector<Pattern> include;  ///< none: everything
@@ -35,8 +35,8 @@ struct Manifest {
 
   /// Whether the file `name`, relative to the root, goes into the kit.
   bool Takes(std::string_view name) const;
-  /// Whether no file in `folder`, relative to the root, goes into the kit, whatever its name.
-  bool LeavesOut(std::string_view folder) const;
+  /// Whether no file in `directory`, relative to the root, goes into the kit, whatever its name.
+  bool LeavesOut(std::string_view directory) const;
   /// The time that a rule gives to the file `name`.
   std::optional<std::uint64_t> TimeOf(std::string_view name) const;
 };

@@ -1,4 +1,4 @@
-// Writes manifests: for a folder that has none yet, and for a kit that was unpacked.
+// Writes manifests: for a directory that has none yet, and for a kit that was unpacked.
 #pragma once
 
 #include <string>
@@ -8,11 +8,11 @@
 
 namespace quarn::tpk {
 
-/// The manifest that makes the kit again from its files in the folder "files" beside it.
+/// The manifest that makes the kit again from its files in the directory "files" beside it.
 std::string ManifestOf(const KitTables& tables, int level);
 
-/// A manifest to begin with, full of comments, for the files of `tree`. `root` is the folder as the
-/// manifest is to name it, `name` what the product is called until somebody says better. Files
+/// A manifest to begin with, full of comments, for the files of `tree`. `root` is the directory as
+/// the manifest is to name it, `name` what the product is called until somebody says better. Files
 /// such as "about_de.html" become the descriptions of their languages.
 std::string FirstManifest(const SourceTree& tree, const std::string& root, const std::string& name);
 

@@ -75,10 +75,10 @@ class Matcher {
   }
 
   bool Run(std::string_view glob) {
-    for (bool at_folder = true; !glob.empty();) {
+    for (bool at_directory = true; !glob.empty();) {
       const std::string_view before = glob;
-      if (at_folder && glob.starts_with("**/")) {
-        PassFolders();
+      if (at_directory && glob.starts_with("**/")) {
+        PassDirectories();
         glob.remove_prefix(3);
       } else if (glob.starts_with("**")) {
         PassAny([](std::string_view) { return true; });
@@ -97,13 +97,13 @@ class Matcher {
         PassOne([wanted](std::string_view c) { return c == wanted; });
         glob.remove_prefix(wanted.size());
       }
-      at_folder = before[before.size() - glob.size() - 1] == '/';
+      at_directory = before[before.size() - glob.size() - 1] == '/';
     }
     return reached_.back();
   }
 
  private:
-  bool IsFolderStart(std::size_t place) const {
+  bool IsDirectoryStart(std::size_t place) const {
     return place == 0 || characters_[place - 1] == "/";
   }
 
@@ -124,12 +124,12 @@ class Matcher {
     }
   }
 
-  /// "**/": no folder or any number of them.
-  void PassFolders() {
+  /// "**/": no directory or any number of them.
+  void PassDirectories() {
     bool passed = false;
     for (std::size_t place = 0; place <= characters_.size(); ++place) {
       const bool here = reached_[place];
-      reached_[place] = (here || passed) && IsFolderStart(place);
+      reached_[place] = (here || passed) && IsDirectoryStart(place);
       passed |= here;
     }
   }
@@ -161,9 +161,9 @@ bool Pattern::Matches(std::string_view name) const {
   return name.starts_with(std::string_view(glob_).substr(0, literal_)) && Matcher(name).Run(glob_);
 }
 
-bool Pattern::MatchesAllIn(std::string_view folder) const {
+bool Pattern::MatchesAllIn(std::string_view directory) const {
   // Where the "**" at the end stands for nothing it may as well stand for all that follows.
-  return glob_.ends_with("**") && Matches(std::string(folder) + '/');
+  return glob_.ends_with("**") && Matches(std::string(directory) + '/');
 }
 
 }  // namespace quarn::tpk

@@ -36,8 +36,8 @@ struct Options {
   bool dry_run = false;
 };
 
-/// Throws where the folder `place`, which is there, may not be written into.
-void CheckFolder(const fs::path& place, bool force) {
+/// Throws where the directory `place`, which is there, may not be written into.
+void CheckDirectory(const fs::path& place, bool force) {
   std::error_code ignored;
   if (!force && !fs::is_empty(place, ignored)) {
     throw ExistsAlready(place,
@@ -112,7 +112,7 @@ ExitCode Extract(const Options& options, Output& output) {
   }
 
   NewFolder tree(options.directory,
-                 [&](const fs::path& place) { CheckFolder(place, options.force); });
+                 [&](const fs::path& place) { CheckDirectory(place, options.force); });
   const bool with_manifest = !options.plain && options.patterns.empty();
   if (!options.dry_run) {
     const fs::path root = tree.Make();

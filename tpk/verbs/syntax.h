@@ -16,7 +16,7 @@ struct OptionSyntax {
 
   /// The values it takes where they are a choice.
   std::vector<std::string> Choices() const;
-  /// Whether its value is a file or folder.
+  /// Whether its value is a file or directory.
   bool TakesPath() const { return value == "FILE" || value == "DIR"; }
 };
 

@@ -18,7 +18,7 @@ constexpr std::size_t kBegunDigits = 10;
 constexpr std::size_t kNumberDigits = 20;
 constexpr char kTarget = 't';
 constexpr char kBoot = 'b';
-constexpr char kFolder = 'd';
+constexpr char kDirectory = 'd';
 constexpr char kMade = 'f';
 constexpr char kReplaced = 'r';
 constexpr char kEnd = 'e';  // with the number of records before it
@@ -41,7 +41,7 @@ bool TakeNumber(std::string_view& text, char end, Number& number) {
 std::optional<JournalStep> DecodeStep(char kind, std::string_view text) {
   JournalStep step;
   switch (kind) {
-    case kFolder:
+    case kDirectory:
       break;
     case kMade:
       step.kind = UndoStep::Kind::kFileMade;
@@ -93,7 +93,7 @@ std::string EncodeJournal(const Journal& journal) {
   for (const JournalStep& step : journal.steps) {
     switch (step.kind) {
       case UndoStep::Kind::kDirectoryMade:
-        Append(bytes, kFolder, step.name);
+        Append(bytes, kDirectory, step.name);
         break;
       case UndoStep::Kind::kFileMade:
         Append(bytes, kMade,
@@ -147,7 +147,7 @@ std::vector<UndoStep> StepsBegun(const Journal& journal, std::string_view boot,
   using Kind = UndoStep::Kind;
   const bool all = boot.empty() || journal.boot != boot;
   std::vector<UndoStep> steps;
-  std::size_t begun = 0;  // how many of them: folders come before a file that needs them
+  std::size_t begun = 0;  // how many of them: directories come before a file that needs them
   for (const JournalStep& step : journal.steps) {
     const bool is_file = step.kind != Kind::kDirectoryMade;
     MadeFile made{.size = step.size, .seconds = step.seconds};

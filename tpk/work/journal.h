@@ -16,12 +16,12 @@
 namespace quarn::tpk {
 
 /// A step of an installation (install/undo.h) in the journal's terms. Names are paths below the
-/// target, in the bytes of the file system, with "/" between folders and without empty, "." and
+/// target, in the bytes of the file system, with "/" between directories and without empty, "." and
 /// ".." parts.
 struct JournalStep {
   UndoStep::Kind kind = UndoStep::Kind::kDirectoryMade;
   std::string name;
-  std::size_t file = 0;      ///< its number in the kit; of no meaning for a folder
+  std::size_t file = 0;      ///< its number in the kit; of no meaning for a directory
   std::uint64_t size = 0;    ///< of a file that is made, in bytes
   std::int64_t seconds = 0;  ///< its write time since 1970
 
@@ -29,8 +29,8 @@ struct JournalStep {
 };
 
 struct Journal {
-  /// The way to the target from the folder that the journal's directory is in; empty where that
-  /// folder is the target. Its folders were missing.
+  /// The way to the target from the directory that the journal's directory is in; empty where that
+  /// directory is the target. Its directories were missing.
   std::string target;
   /// Tells one start of the machine from another; may be empty.
   std::string boot;

@@ -75,7 +75,7 @@ bool IsSame(const fs::path& a, const fs::path& b) {
 }
 
 SourceTree Scan(const Source& source, const fs::path& kit) {
-  // What may lie in the folder without belonging to it.
+  // What may lie in the directory without belonging to it.
   const fs::path manifest = source.manifest_path.filename();
   const fs::path output = kit.filename();
   return ScanTree(source.manifest.root, [&](const std::string& name) {
@@ -142,7 +142,7 @@ Findings CheckKit(const Source& source, const SourceTree& tree, const KitContent
 PackedKit PackKit(const PackOptions& options, Output& output) {
   const Source source = ReadSource(options);
   if (!options.kit.empty()) OutputFile::CheckPlace(options.kit, options.force);
-  // Before the scan: they may lie in the folder that is packed.
+  // Before the scan: they may lie in the directory that is packed.
   if (!options.dry_run) RemoveLeftovers(options.kit.parent_path());
   const SourceTree tree = Scan(source, options.kit);
   Findings findings;

@@ -1,4 +1,4 @@
-// Making a kit from a folder or a manifest: what `pack` and `bundle` do.
+// Making a kit from a directory or a manifest: what `pack` and `bundle` do.
 #pragma once
 
 #include <cstdint>
@@ -11,9 +11,9 @@
 namespace quarn::tpk {
 
 struct PackOptions {
-  std::filesystem::path source;  ///< a folder, with or without a manifest in it, or a manifest
+  std::filesystem::path source;  ///< a directory, with or without a manifest in it, or a manifest
   std::filesystem::path kit;     ///< the file to write; may be empty for a dry run
-  std::string name;              ///< of the product, for a folder without manifest; UTF-8
+  std::string name;              ///< of the product, for a directory without manifest; UTF-8
   std::string provider;          ///< likewise
   std::string description;       ///< likewise
   std::optional<int> level;      ///< of compression, in place of the manifest's

@@ -34,7 +34,7 @@ const char* Name(Prospect prospect) { return kProspects[static_cast<std::size_t>
 std::string Obstacle(const fs::path& path) {
   struct stat status;
   if (lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return "a folder is in the way";
-  // The nearest folder that exists is where something would have to be made.
+  // The nearest directory that exists is where something would have to be made.
   fs::path parent = path;
   do {
     parent = parent.parent_path();
@@ -88,16 +88,16 @@ std::vector<PlannedFile> MakePlan(const std::vector<CheckedFile>& files, const f
   // What the kit itself puts in its way.
   Findings findings;
   CheckCollisions(files, findings);
-  std::unordered_set<std::string> folders;
+  std::unordered_set<std::string> directories;
   for (const Finding& finding : findings.all()) {
     if (std::string_view(finding.check->code) == "name-file-and-folder") {
-      folders.insert(finding.name);
+      directories.insert(finding.name);
     }
   }
   for (const CheckedFile& file : files) {
     ThrowIfCancelled();
     PlannedFile planned = Look(file, target);
-    if (planned.prospect != Prospect::kBlocked && folders.contains(planned.path)) {
+    if (planned.prospect != Prospect::kBlocked && directories.contains(planned.path)) {
       planned = {planned.path, Prospect::kBlocked, "the kit has it for a folder as well", true};
     }
     plan.push_back(std::move(planned));
