@@ -14,7 +14,9 @@
 #include <cstdint>
 #include <optional>
 #include <utility>
+#include <vector>
 
+#include "core/file.h"
 #include "core/text.h"
 #include "install/process_data.h"
 #include "kit/records.h"
@@ -79,6 +81,22 @@ bool Quietly(Step step) noexcept {
   } catch (...) {
     return false;
   }
+}
+
+/// Notes a step, then makes it: without a note, for which there may be no memory, there must be no
+/// step. One that answers anything but 0 was not made, and its note is taken back.
+template <class Note, class Step>
+std::uint32_t Noted(std::vector<Note>& notes, Note note, Step step) {
+  notes.push_back(std::move(note));
+  std::uint32_t code = FILE_ERR_INVALID_PARAMETER;
+  try {
+    code = step();
+  } catch (...) {
+    notes.pop_back();
+    throw;
+  }
+  if (code != 0) notes.pop_back();
+  return code;
 }
 
 /// The write time of the file at `path`; nothing where none can be read.
@@ -155,31 +173,31 @@ std::uint32_t ExtractFile(Transaction& transaction, Data& data, std::size_t file
   return code == 0 && Transaction::kCopyRules.checks_every_result ? close_code : code;
 }
 
-/// One pass of the job in `process_data` in a fresh transaction.
+/// One pass, in a fresh transaction, that installs `data` into `target`, which ends in a separator
+/// unless empty. Owns nothing of it; without `data` there is no file to install.
 template <class Data, InstallTransactionFor Transaction>
 class InstallPass {
  public:
-  using ProcessData = BasicInstallProcessData<Data>;
-
-  InstallPass(Transaction& transaction, ProcessData* process_data)
-      : transaction_(transaction), process_data_(process_data) {}
+  InstallPass(Transaction& transaction, Data* data, stdx::u16string target,
+              InstallProcessData* process_data)
+      : transaction_(transaction),
+        data_(data),
+        target_(std::move(target)),
+        process_data_(process_data) {}
 
   /// Runs the pass, posting (0, path, percent) before each file and (code, closing text, percent)
-  /// at its end; nothing is posted for a cancel. Calls `pause` after a success. An exception is a
-  /// failure with code 87.
-  template <class Pause>
-  std::uint32_t Run(Pause pause) {
+  /// at its end; nothing is posted for a cancel. Returns the code; an exception is a failure with
+  /// code 87.
+  std::uint32_t Run() {
     std::int32_t percent = 0;
     std::uint32_t code = FILE_ERR_INVALID_PARAMETER;
     try {
       code = InstallAll(percent);
     } catch (...) {  // NOLINT(bugprone-empty-catch): it is the code's that was set before
     }
-    if (code == 0) {
-      pause();
-    } else if (code == kErrorCancelled && cancelled_) {
+    if (code == kErrorCancelled && cancelled_) {
       transaction_.Rollback();
-    } else {
+    } else if (code != 0) {
       ReportInstallError(code, percent);
     }
     return code;
@@ -199,15 +217,12 @@ class InstallPass {
   std::uint32_t InstallAll(std::int32_t& percent) {
     // Looked up before anything is touched: once committed, the pass must not fail any more.
     const stdx::u16string finished = LoadString("IDS_INSTALL_FINISH");
-    Data* data = nullptr;
-    stdx::u16string target;
-    GetJob(process_data_, &data, &target);
-    const std::uint32_t code = transaction_.Begin(target);
+    const std::uint32_t code = transaction_.Begin(target_);
     if (code != 0) return code;
-    const std::size_t count = data == nullptr ? 0 : data->files().size();
+    const std::size_t count = data_ == nullptr ? 0 : data_->files().size();
     for (std::size_t i = 0; i < count; ++i) {
       percent = static_cast<std::int32_t>(std::uint64_t{i} * 100 / count);
-      const std::uint32_t file_code = InstallFile(*data, target, i, percent);
+      const std::uint32_t file_code = InstallFile(i, percent);
       if (file_code != 0) return file_code;
     }
     transaction_.Commit();
@@ -215,21 +230,22 @@ class InstallPass {
     return 0;
   }
 
-  std::uint32_t InstallFile(Data& data, const stdx::u16string& target, std::size_t index,
-                            std::int32_t percent) {
-    const auto& file = data.files()[index];
-    const stdx::u16string path = InstalledPath(target, file.name);
+  std::uint32_t InstallFile(std::size_t index, std::int32_t percent) {
+    const auto& file = data_->files()[index];
+    const stdx::u16string path = InstalledPath(target_, file.name);
     PostStatus(process_data_, 0, path, percent);
-    if (IsUpToDate(InstalledTime(data.file_system(), path), file.last_write_time)) return 0;
+    if (IsUpToDate(InstalledTime(data_->file_system(), path), file.last_write_time)) return 0;
     std::uint32_t code = transaction_.MakeWay(index, path);
-    if (code == 0) code = ExtractFile(transaction_, data, index, path);
+    if (code == 0) code = ExtractFile(transaction_, *data_, index, path);
     if (code != 0) return code;
     cancelled_ = IsCancelled(process_data_);
     return cancelled_ ? kErrorCancelled : 0;
   }
 
   Transaction& transaction_;
-  ProcessData* process_data_;
+  Data* const data_;
+  const stdx::u16string target_;
+  InstallProcessData* const process_data_;
   bool cancelled_ = false;
 };
 

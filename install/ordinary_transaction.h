@@ -11,11 +11,12 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
+#include "core/dir_scan.h"
 #include "core/shell.h"
 #include "core/text.h"
 #include "install/install_process.h"
+#include "install/install_transaction.h"
 
 namespace quarn {
 
@@ -36,17 +37,6 @@ concept OrdinaryFileSystem = InstalledFiles<Files> &&
   { files.GetAttributes(scan) } -> std::same_as<std::uint32_t>;
   files.CloseScan(scan);
 };
-
-/// What one pass has done to a target directory.
-struct InstallTransaction {
-  stdx::u16string target_directory;                  ///< ends in "/"
-  stdx::u16string staging_directory;                 ///< ends in "/"
-  std::vector<stdx::u16string> created_directories;  ///< as recorded, duplicates kept
-  std::vector<stdx::u16string> files_to_delete;      ///< by a rollback; no pass adds any
-};
-
-/// The last one is the one in work. Made afresh for every pass.
-using InstallTransactions = std::vector<InstallTransaction>;
 
 /// The steps work on the last transaction of the sequence. Results are codes of the file and shell
 /// operations, 0 for success.
@@ -197,21 +187,9 @@ class OrdinaryTransaction {
     return code != 0 ? code : MakeOneDirectory(path, recorded);
   }
 
-  /// Records what it makes, before it makes it: where there is no memory for the record there must
-  /// not be a directory.
   std::uint32_t MakeOneDirectory(const stdx::u16string& path, bool recorded) {
-    if (!recorded) return files_.ShellMakeDirectory(path);
-    auto& records = transaction().created_directories;
-    records.push_back(path);
-    std::uint32_t code = 0;
-    try {
-      code = files_.ShellMakeDirectory(path);
-    } catch (...) {
-      records.pop_back();
-      throw;
-    }
-    if (code != 0) records.pop_back();
-    return code;
+    const auto make = [&] { return files_.ShellMakeDirectory(path); };
+    return recorded ? Noted(transaction().created_directories, path, make) : make();
   }
 
   /// Calls `visit(name, is_directory)` for what a scan of `directory`, which ends in "/", reports.
@@ -230,23 +208,5 @@ class OrdinaryTransaction {
   Files& files_;
   InstallTransactions& transactions_;
 };
-
-/// A kit whose files are installed in an ordinary transaction.
-template <class Data>
-concept OrdinaryData = OrdinaryFileSystem<typename Data::FileSystemType>;
-
-/// Runs one pass of the job in `process_data` in an ordinary transaction. `transactions` is empty
-/// at the start; `pause` is called once after a success.
-template <OrdinaryData Data, class Pause>
-std::uint32_t RunInstall(InstallTransactions& transactions,
-                         BasicInstallProcessData<Data>* process_data, Pause pause) {
-  Data* data = nullptr;
-  stdx::u16string target;
-  GetJob(process_data, &data, &target);
-  typename Data::FileSystemType files_of_no_kit;
-  OrdinaryTransaction transaction(data != nullptr ? data->file_system() : files_of_no_kit,
-                                  transactions);
-  return InstallPass<Data, decltype(transaction)>(transaction, process_data).Run(pause);
-}
 
 }  // namespace quarn

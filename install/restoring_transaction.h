@@ -74,8 +74,9 @@ class RestoringTransaction {
   /// Creates the file: nothing may be at `path` any more.
   std::uint32_t OpenOutput(std::size_t file, const stdx::u16string& path, FileHandle* handle) {
     const MadeFile in_work{.is_in_work = true};
-    const std::uint32_t code = Noted({UndoStep::Kind::kFileMade, path, file, in_work},
-                                     [&] { return files_.FileCreateNew(path, handle); });
+    const std::uint32_t code =
+        Noted<UndoStep>(steps_, {UndoStep::Kind::kFileMade, path, file, in_work},
+                        [&] { return files_.FileCreateNew(path, handle); });
     if (code != 0) return code;
     // While it is empty it is known by that.
     if (const auto identity = files_.Identify(*handle)) {
@@ -121,22 +122,6 @@ class RestoringTransaction {
   std::vector<UndoStep> TakeSteps() noexcept { return std::move(steps_); }
 
  private:
-  /// Notes the step, then makes it: without a note there must be no step. A step that answers
-  /// anything but 0 was not made.
-  template <class Step>
-  std::uint32_t Noted(UndoStep note, Step step) {
-    steps_.push_back(std::move(note));
-    std::uint32_t code = FILE_ERR_INVALID_PARAMETER;
-    try {
-      code = step();
-    } catch (...) {
-      steps_.pop_back();
-      throw;
-    }
-    if (code != 0) steps_.pop_back();
-    return code;
-  }
-
   /// With its parents. 0 also where it is there.
   std::uint32_t MakeDirectory(const stdx::u16string& path) {
     if (path.empty() || IsRootPath(path) || path == ready_directory_) return 0;
@@ -155,14 +140,14 @@ class RestoringTransaction {
   }
 
   std::uint32_t MakeOneDirectory(const stdx::u16string& path) {
-    return Noted({UndoStep::Kind::kDirectoryMade, path, 0},
-                 [&] { return files_.ShellMakeDirectory(path); });
+    return Noted<UndoStep>(steps_, {UndoStep::Kind::kDirectoryMade, path, 0},
+                           [&] { return files_.ShellMakeDirectory(path); });
   }
 
   std::uint32_t MoveAside(std::size_t file, const stdx::u16string& path) {
     const stdx::u16string backup = BackupPath(staging_, file);
-    const std::uint32_t code = Noted({UndoStep::Kind::kFileReplaced, path, file},
-                                     [&] { return files_.ShellMove(path, backup); });
+    const std::uint32_t code = Noted<UndoStep>(steps_, {UndoStep::Kind::kFileReplaced, path, file},
+                                               [&] { return files_.ShellMove(path, backup); });
     return code == SHELL_ERR_COMMAND_FAILED ? 0 : code;  // gone since it was looked at
   }
 

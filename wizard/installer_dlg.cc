@@ -6,6 +6,7 @@
 #include "core/dir_scan.h"
 #include "core/shell.h"
 #include "core/text.h"
+#include "install/wizard_pass.h"
 #include "kit/kit_location.h"
 #include "kit/records.h"
 #include "l10n/string_table.h"
@@ -294,7 +295,10 @@ void CInstallerDlg::StartInstall() {
   SwitchToPage(m_progressPage.get());
   m_page = kStateInstalling;
 
-  m_thread.Start(&m_processData);
+  m_thread.Start([this] {
+    InstallTransactions transactions;
+    return RunInstall(transactions, &m_processData);
+  });
   if (m_thread.creation_result() != 0) {
     PostStatus(&m_processData, static_cast<std::uint32_t>(m_thread.creation_result()),
                LoadString("IDS_INSTALL_ERROR"), 0);

@@ -11,8 +11,11 @@
 #include <vector>
 
 #include "core/basic_string.h"
+#include "core/file_system.h"
 #include "install/install_thread.h"
 #include "install/process_data.h"
+#include "kit/install_data.h"
+#include "kit/lz_compressor.h"
 #include "wizard/message.h"
 #include "wizard/pages.h"
 #include "wizard/toolkit.h"

@@ -16,8 +16,11 @@
 #include <string>
 
 #include "core/direct_file_system.h"
-#include "install/ordinary_transaction.h"
+#include "core/file_system.h"
 #include "install/restoring_transaction.h"
+#include "install/wizard_pass.h"
+#include "kit/install_data.h"
+#include "kit/lz_compressor.h"
 #include "tests/support/kit_builder.h"
 
 namespace {
@@ -67,17 +70,18 @@ template <class Policy>
 bool Install(const fs::path& kit, const fs::path& target) {
   quarn::InstallData<quarn::LZCompressor, Policy> data;
   if (data.Read(stdx::u16string(kit.u16string())) != 0) return false;
-  quarn::BasicInstallProcessData<decltype(data)> record;
-  quarn::SetJob(&record, &data, stdx::u16string(target.u16string()));
+  quarn::InstallProcessData record;
   if constexpr (quarn::RestoringFileSystem<Policy>) {
     stdx::u16string temporary;
     quarn::GetTempDirectory(&temporary);
     quarn::RestoringTransaction transaction(data.file_system(), temporary + u"staged/");
-    using Pass = quarn::InstallPass<decltype(data), decltype(transaction)>;
-    return Pass(transaction, &record).Run([] {}) == 0;
+    return quarn::InstallPass(transaction, &data, stdx::u16string((target / "").u16string()),
+                              &record)
+               .Run() == 0;
   } else {
     quarn::InstallTransactions transactions;
-    return quarn::RunInstall(transactions, &record, [] {}) == 0;
+    quarn::SetJob(&record, &data, stdx::u16string(target.u16string()));
+    return quarn::RunInstall(transactions, &record) == 0;
   }
 }
 

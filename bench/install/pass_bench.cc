@@ -10,7 +10,10 @@
 
 #include "bench/rounds.h"
 
-#include "install/ordinary_transaction.h"
+#include "core/file_system.h"
+#include "install/wizard_pass.h"
+#include "kit/install_data.h"
+#include "kit/lz_compressor.h"
 #include "tests/support/kit_builder.h"
 
 namespace {
@@ -51,7 +54,7 @@ int main() {
     // A new one each time: the file system is slow for a minute where many files were deleted.
     quarn::SetJob(&record, &data, stdx::u16string((target / std::to_string(++round)).u16string()));
     quarn::InstallTransactions transactions;
-    if (quarn::RunInstall(transactions, &record, [] {}) != 0) std::abort();
+    if (quarn::RunInstall(transactions, &record) != 0) std::abort();
   };
   const std::string command = "mkdir -p \"" + target.string() + "/1/directory 0\" 2>/dev/null";
   const auto shells = [&] {

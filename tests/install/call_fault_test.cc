@@ -77,34 +77,24 @@ class CallFaultTest : public InstallTest,
       before_ = ReachedFrom(target());
     }
     fs::remove_all(tmp() / "kstage1");
-    SetJob(&installation_->record, &installation_->data, U16(target()));
+    installation_->SetTarget(U16(target() / ""));
   }
 
   /// Runs the pass with the fault; what it called is in `calls_`.
   std::uint32_t RunWith(std::size_t nth, CallFault fault) {
     const stdx::u16string staging = Staged();
     const CallFaultAt fault_at(nth, fault);
-    const std::uint32_t code = RunPass(staging);
+    const std::uint32_t code = installation_->RunPass(staging);
     calls_ = CallFaultAt::Calls();
     return code;
   }
 
   stdx::u16string Staged() const { return U16(tmp() / "kstage1/"); }
-  std::uint32_t RunPass(const stdx::u16string& staging) {
-    RestoringTransaction transaction(installation_->data.file_system(), staging);
-    const std::uint32_t code =
-        InstallPass<Installation<DirectFileSystem>::Data, decltype(transaction)>(
-            transaction, &installation_->record)
-            .Run([] {});
-    left_ = transaction.TakeSteps();
-    return code;
-  }
 
   std::optional<PrivateVolume> here_, elsewhere_;
   std::optional<Installation<DirectFileSystem>> installation_;
   TreeState before_, temporary_before_;
   std::vector<std::string> calls_;
-  std::vector<UndoStep> left_;  // of the last pass, to be undone
 };
 
 /// Whether `state` is the installed tree, but for one file: one that could not be seen to be up to
@@ -208,7 +198,7 @@ TEST_P(CallFaultTest, AFailureOfAnyCallOfARollbackLosesNoFile) {
       }
       // Tried again, all of it is undone.
       DirectFileSystem files;
-      ASSERT_EQ(Undo(files, Staged(), left_), 0);
+      ASSERT_EQ(Undo(files, Staged(), installation_->steps), 0);
       ASSERT_EQ(ReachedFrom(target()), before_);
       ASSERT_EQ(StateOf(tmp()), temporary_before_);
       ++faults;
@@ -226,7 +216,7 @@ TEST_P(CallFaultTest, ARequestForMemoryThatFailsLeavesTheTargetAsItWasOrInstalle
   {
     const stdx::u16string staging = Staged();
     const AllocationFault counting(0);
-    ASSERT_EQ(RunPass(staging), 0u);
+    ASSERT_EQ(installation_->RunPass(staging), 0u);
     requests = AllocationFault::requests();
   }
   const TreeState installed = ReachedFrom(target());
@@ -237,7 +227,7 @@ TEST_P(CallFaultTest, ARequestForMemoryThatFailsLeavesTheTargetAsItWasOrInstalle
     const int result = ResultOfChild([&] {
       const stdx::u16string staging = Staged();
       const AllocationFault fault(nth);
-      return RunPass(staging) == 0 ? 0 : 1;
+      return installation_->RunPass(staging) == 0 ? 0 : 1;
     });
     ASSERT_GE(result, 0) << "ended by signal " << -result;
     const bool failed = result != 0;

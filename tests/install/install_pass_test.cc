@@ -30,7 +30,6 @@ class InstallPassTest : public InstallTest {
 
 using Policies = ::testing::Types<FileSystem, DirectFileSystem>;
 TYPED_TEST_SUITE(InstallPassTest, Policies);
-using OrdinaryPassTest = InstallPassTest<FileSystem>;
 using RestoringPassTest = InstallPassTest<DirectFileSystem>;
 
 KitBuilder NestedKit() {
@@ -62,12 +61,11 @@ TYPED_TEST(InstallPassTest, MakesTheTargetDirectoryWithItsParents) {
   EXPECT_EQ(ReadFile(this->target() / "x/y/a/b/c.txt"), "deep");
 }
 
-TYPED_TEST(InstallPassTest, ReportsTheEndAndPausesOnce) {
+TYPED_TEST(InstallPassTest, ReportsTheEnd) {
   auto installation = this->Prepare(NestedKit());
   installation.Run();
   EXPECT_EQ(GetStatus(&installation.record), (InstallStatus{0, FinishText(), 100}));
   EXPECT_FALSE(FinishText().empty());
-  EXPECT_EQ(installation.pauses, 1);
 }
 
 TYPED_TEST(InstallPassTest, AKitWithoutFilesInstallsNothing) {
@@ -133,39 +131,6 @@ TYPED_TEST(InstallPassTest, AKitTimeWithTheHighestBitIsNewerThanAnyFile) {
   auto installation = this->Prepare(KitBuilder().File(u"a", "kit", std::uint64_t{1} << 63));
   EXPECT_EQ(installation.Run(), 0u);
   EXPECT_EQ(ReadFile(this->target() / "a"), "kit");
-}
-
-TEST_F(OrdinaryPassTest, StagingTakesTheFirstFreeNumber) {
-  struct Case {
-    std::vector<const char*> taken;
-    const char* staging;
-  };
-  for (const Case& c : {Case{{}, "kstage0/"},
-                        {{"kstage0"}, "kstage1/"},
-                        {{"kstage0", "kstage1", "kstage2"}, "kstage3/"},
-                        {{"kstage1"}, "kstage0/"},
-                        {{"kstage00"}, "kstage0/"}}) {
-    for (const char* const name : c.taken) fs::create_directory(tmp() / name);
-    auto installation = Prepare(NestedKit());
-    EXPECT_EQ(installation.Run(), 0u);
-    ASSERT_EQ(installation.transactions.size(), 1u);
-    EXPECT_EQ(installation.transactions[0].staging_directory, U16(tmp() / c.staging));
-    EXPECT_EQ(installation.transactions[0].target_directory, U16(target()) + u'/');
-    for (const char* const name : c.taken) {
-      EXPECT_TRUE(fs::is_directory(tmp() / name)) << "a foreign directory stays";
-      fs::remove(tmp() / name);
-    }
-    ExpectNoStaging();
-    fs::remove_all(target());
-  }
-}
-
-TEST_F(OrdinaryPassTest, AFileNamedLikeAStagingDirectoryIsPassedOver) {
-  WriteFile(tmp() / "kstage0", "foreign");
-  auto installation = Prepare(NestedKit());
-  EXPECT_EQ(installation.Run(), 0u);
-  EXPECT_EQ(installation.transactions[0].staging_directory, U16(tmp() / "kstage1/"));
-  EXPECT_EQ(ReadFile(tmp() / "kstage0"), "foreign");
 }
 
 TYPED_TEST(InstallPassTest, ASuccessRemovesOnlyTheStagingDirectory) {
@@ -251,7 +216,6 @@ TYPED_TEST(InstallPassTest, ANameThatTheLocaleCannotExpressIsAFailureAndNoCrash)
   EXPECT_EQ(installation.Run(), FILE_ERR_INVALID_PARAMETER);
   EXPECT_EQ(GetStatus(&installation.record), (InstallStatus{87, ErrorText(), 50}));
   EXPECT_EQ(Tree(this->target()), TreeMap());
-  EXPECT_EQ(installation.pauses, 0);
 }
 
 TYPED_TEST(InstallPassTest, ATextThatTheLocaleCannotExpressFailsBeforeAnythingIsTouched) {
@@ -306,27 +270,6 @@ TYPED_TEST(InstallPassTest, AKitThatNamesAFileTwiceInstallsTheNewerOne) {
   }
 }
 
-TEST_F(OrdinaryPassTest, ATargetBelowTheRootOfAVolumeGetsItsSlash) {
-  auto installation = Prepare(NestedKit());
-  SetJob(&installation.record, &installation.data, U16(target()) + u"/");
-  EXPECT_EQ(installation.Run(), 0u);
-  EXPECT_EQ(installation.transactions[0].target_directory, U16(target()) + u"/");
-}
-
-TYPED_TEST(InstallPassTest, WithoutAJobAPassEndsAtOnce) {
-  Installation<TypeParam> installation(NestedKit(), this->kit(), this->target());
-  InstallTransactions transactions;
-  int pauses = 0;
-  using Record = decltype(installation.record);
-  EXPECT_EQ(RunInstall(transactions, static_cast<Record*>(nullptr), [&] { ++pauses; }), 0u);
-  EXPECT_EQ(pauses, 1);
-
-  SetJob(&installation.record, static_cast<typename Installation<TypeParam>::Data*>(nullptr),
-         U16(this->target()));
-  EXPECT_EQ(installation.Run(), 0u);
-  EXPECT_EQ(Tree(this->target()), TreeMap());
-}
-
 TYPED_TEST(InstallPassTest, ATimeBefore1970IsInstalled) {
   auto installation = this->Prepare(KitBuilder().File(u"a", "old", Ticks(-1000000)));
   EXPECT_EQ(installation.Run(), 0u);
@@ -334,27 +277,6 @@ TYPED_TEST(InstallPassTest, ATimeBefore1970IsInstalled) {
   WriteFile(this->target() / "a", "newer");
   EXPECT_EQ(installation.Run(), 0u);
   EXPECT_EQ(ReadFile(this->target() / "a"), "newer");
-}
-
-// Without a target nothing is staged, and names count from the current directory.
-TEST_F(OrdinaryPassTest, AnEmptyTargetPreparesNoStaging) {
-  fs::current_path(target());
-  WriteOld("d/old", "old");
-  auto installation = Prepare(KitBuilder().File(u"d\\old", "new").File(u"e\\f", "new"));
-  SetJob(&installation.record, &installation.data, u"");
-  EXPECT_EQ(installation.Run(), 0u);
-  ASSERT_EQ(installation.transactions.size(), 1u);
-  EXPECT_EQ(installation.transactions[0].staging_directory, u"");
-  EXPECT_EQ(Tree(target()), (TreeMap{{"d/", ""}, {"d/old", "new"}, {"e/", ""}, {"e/f", "new"}}));
-}
-
-// Deliberate: without any "/" the whole path stands for the parent directory.
-TEST_F(OrdinaryPassTest, ANameAloneWithoutATargetBecomesADirectoryAndFails) {
-  fs::current_path(target());
-  auto installation = Prepare(KitBuilder().File(u"name", "contents"));
-  SetJob(&installation.record, &installation.data, u"");
-  EXPECT_EQ(installation.Run(), FILE_ERR_INVALID_PARAMETER);
-  EXPECT_EQ(Tree(target()), TreeMap());
 }
 
 TEST_F(RestoringPassTest, ANameAloneWithoutATargetIsInstalledAndUndoneInTheCurrentDirectory) {
@@ -366,91 +288,11 @@ TEST_F(RestoringPassTest, ANameAloneWithoutATargetIsInstalledAndUndoneInTheCurre
     WriteOld("old", "old");
     fs::remove(target() / "name");
     auto installation = Prepare(kit_builder);
-    SetJob(&installation.record, &installation.data, u"");
+    installation.SetTarget(u"");
     EXPECT_EQ(installation.Run(), fails ? 87u : 0u);
     EXPECT_EQ(Tree(target()),
               fails ? (TreeMap{{"old", "old"}}) : (TreeMap{{"name", "contents"}, {"old", "new"}}));
   }
-}
-
-// --- Steps by themselves -------------------------------------------------------------------------
-
-TEST_F(OrdinaryPassTest, TheRootDirectoryIsAlwaysThereAndNeverRecorded) {
-  FileSystem files;
-  InstallTransactions transactions(1);
-  OrdinaryTransaction process(files, transactions);
-  EXPECT_EQ(process.MakeDirectoryRecorded(u"/"), 0u);
-  EXPECT_TRUE(transactions[0].created_directories.empty());
-}
-
-TEST_F(OrdinaryPassTest, MakeDirectoryRecordsNothing) {
-  FileSystem files;
-  InstallTransactions transactions(1);
-  OrdinaryTransaction process(files, transactions);
-  EXPECT_EQ(process.MakeDirectory(U16(target() / "x" / "y")), 0u);
-  EXPECT_TRUE(fs::is_directory(target() / "x/y"));
-  EXPECT_TRUE(transactions[0].created_directories.empty());
-}
-
-TEST_F(OrdinaryPassTest, ADirectoryThatCannotBeMadeHasNoPathToTryAtItsEnd) {
-  FileSystem files;
-  InstallTransactions transactions(1);
-  OrdinaryTransaction process(files, transactions);
-  fs::current_path(target());
-  WriteFile(target() / "file", "");
-  EXPECT_EQ(process.MakeDirectoryRecorded(u"file"), SHELL_ERR_PATH_NOT_FOUND);
-  EXPECT_EQ(process.MakeDirectoryRecorded(u""), SHELL_ERR_PATH_NOT_FOUND);
-  // The root of a drive has no parent either.
-  WriteFile(target() / "c:", "");
-  EXPECT_EQ(process.MakeDirectoryRecorded(u"c:/x"), SHELL_ERR_PATH_NOT_FOUND);
-  EXPECT_TRUE(transactions[0].created_directories.empty());
-}
-
-TEST_F(OrdinaryPassTest, ARollbackOfNothingReturnsItsCode) {
-  FileSystem files;
-  InstallTransactions transactions;
-  EXPECT_EQ(OrdinaryTransaction(files, transactions).Rollback(5), 5u);
-}
-
-TEST_F(OrdinaryPassTest, ARollbackDeletesTheFilesThatWereListedForIt) {
-  WriteFile(target() / "listed", "");
-  WriteFile(target() / "kept", "");
-  FileSystem files;
-  InstallTransactions transactions(1);
-  transactions[0].files_to_delete = {U16(target() / "listed"), U16(target() / "gone")};
-  EXPECT_EQ(OrdinaryTransaction(files, transactions).Rollback(7), 7u);
-  EXPECT_EQ(Tree(target()), (TreeMap{{"kept", ""}}));
-}
-
-TEST_F(OrdinaryPassTest, RemoveTreeTakesADirectoryWithAllItHolds) {
-  FileSystem files;
-  InstallTransactions transactions;
-  OrdinaryTransaction transaction(files, transactions);
-  for (const char* const end : {"", "/"}) {
-    WriteFile(target() / "x" / "y" / "file", "");
-    WriteFile(target() / "x" / "*", "");
-    fs::create_symlink(kit(), target() / "x" / "link");
-    EXPECT_EQ(transaction.RemoveTree(U16((target() / "x").string() + end)), 0u);
-    EXPECT_EQ(Tree(target()), TreeMap());
-  }
-  // A backslash at the end counts as separator enough, and names another directory.
-  WriteFile(target() / "x\\" / "file", "");
-  WriteFile(target() / "x" / "file", "");
-  EXPECT_EQ(transaction.RemoveTree(U16(target() / "x") + u'\\'), 0u);
-  EXPECT_TRUE(fs::exists(target() / "x" / "file"));
-  EXPECT_EQ(transaction.RemoveTree(U16(target() / "missing")), 0u);
-  EXPECT_EQ(transaction.RemoveTree(u""), 0u);
-}
-
-TEST_F(OrdinaryPassTest, RemoveTreeTakesNamesThatTheLocaleCannotExpress) {
-  FileSystem files;
-  InstallTransactions transactions;
-  OrdinaryTransaction transaction(files, transactions);
-  for (int i = 0; i < 20; ++i) {
-    WriteFile(target() / "x" / ("\xff name " + std::to_string(i)), "");
-  }
-  EXPECT_EQ(transaction.RemoveTree(U16(target() / "x")), 0u);
-  EXPECT_EQ(Tree(target()), TreeMap());
 }
 
 }  // namespace

@@ -20,38 +20,6 @@
 
 namespace quarn {
 
-template <class Data>
-concept RestoringData = RestoringFileSystem<typename Data::FileSystemType>;
-
-/// A pass in a restoring transaction, staged as an ordinary one is, so that both can be tested in
-/// the same words. `steps` gets what can still be undone.
-template <RestoringData Data, class Pause>
-std::uint32_t RunRestoring(std::vector<UndoStep>& steps, BasicInstallProcessData<Data>* record,
-                           Pause pause) {
-  using Direct = DirectFileSystem;
-  Data* data = nullptr;
-  stdx::u16string target, temporary, staging;
-  GetJob(record, &data, &target);
-  typename Data::FileSystemType files_of_no_kit;
-  GetTempDirectory(&temporary);
-  std::int32_t n = 0;
-  do {
-    staging = temporary + u"kstage" + stdx::u16string(n++, std::uint32_t{10});
-  } while (Direct::Look(staging) != Direct::Node::kNothing);
-  RestoringTransaction transaction(data != nullptr ? data->file_system() : files_of_no_kit,
-                                   staging + u'/');
-  const std::uint32_t code =
-      InstallPass<Data, decltype(transaction)>(transaction, record).Run(pause);
-  steps = transaction.TakeSteps();
-  return code;
-}
-
-template <RestoringData Data, class Pause>
-std::uint32_t RunInstall(InstallTransactions&, BasicInstallProcessData<Data>* record, Pause pause) {
-  std::vector<UndoStep> steps;
-  return RunRestoring(steps, record, pause);
-}
-
 inline bool operator==(const InstallStatus& a, const InstallStatus& b) {
   return a.code == b.code && a.message == b.message && a.percent == b.percent;
 }
@@ -95,40 +63,59 @@ class Installation {
   using Data = InstallData<LZCompressor, Policy>;
 
   Installation(const KitBuilder& kit, const std::filesystem::path& kit_path,
-               const std::filesystem::path& target) {
-    kit.WriteTo(kit_path);
+               const std::filesystem::path& target)
+      : Installation((kit.WriteTo(kit_path), kit_path), target) {}
+  Installation(const std::filesystem::path& kit_path, const std::filesystem::path& target) {
     EXPECT_EQ(data.Read(U16(kit_path)), 0u);
-    SetJob(&record, &data, U16(target));
+    SetTarget(U16(target / ""));
     script.Clear();
   }
 
-  /// Makes one pass.
+  /// A new job. `target` ends in a separator unless empty.
+  void SetTarget(const stdx::u16string& target) {
+    SetJob(&record, nullptr, target);
+    target_ = target;
+  }
+
+  /// Makes one pass and looks on.
   std::uint32_t Run() {
     statuses.clear();
-    pauses = 0;
-    transactions.clear();
-    steps.clear();
     last_ = GetStatus(&record);
     script.Observe([this](const FaultScript::Call&) { LookAtStatus(); });
-    const auto pause = [this] { ++pauses; };
-    std::uint32_t result = 0;
-    if constexpr (RestoringFileSystem<Policy>) {
-      result = RunRestoring(steps, &record, pause);
-    } else {
-      result = RunInstall(transactions, &record, pause);
-    }
+    const std::uint32_t result = RunPass();
     LookAtStatus();
     script.Observe(nullptr);
     return result;
   }
 
+  /// Makes one pass, as a worker does.
+  std::uint32_t RunPass() {
+    if constexpr (RestoringFileSystem<Policy>) {
+      // Staged as an ordinary one is, so that both can be tested in the same words.
+      stdx::u16string temporary;
+      GetTempDirectory(&temporary);
+      return RunPass(temporary + u"kstage0/");
+    } else {
+      transactions.clear();
+      OrdinaryTransaction transaction(data.file_system(), transactions);
+      return InstallPass(transaction, &data, target_, &record).Run();
+    }
+  }
+
+  /// Makes one pass that is staged in the directory `staging`, which ends in "/".
+  std::uint32_t RunPass(const stdx::u16string& staging) requires RestoringFileSystem<Policy> {
+    RestoringTransaction transaction(data.file_system(), staging);
+    const std::uint32_t result = InstallPass(transaction, &data, target_, &record).Run();
+    steps = transaction.TakeSteps();
+    return result;
+  }
+
   FaultScript script;  ///< of a faulty policy
   Data data{MakeFiles()};
-  BasicInstallProcessData<Data> record;
+  InstallProcessData record;
   InstallTransactions transactions;     ///< of an ordinary pass
-  std::vector<UndoStep> steps;          ///< of a restoring pass, as `RunRestoring` leaves them
+  std::vector<UndoStep> steps;          ///< of a restoring pass: what can still be undone
   std::vector<InstallStatus> statuses;  ///< what the last pass posted, in order
-  int pauses = 0;
 
  private:
   Policy MakeFiles() {
@@ -145,6 +132,7 @@ class Installation {
     last_ = status;
   }
 
+  stdx::u16string target_;
   InstallStatus last_;
 };
 

@@ -36,13 +36,8 @@ TYPED_TEST(MemoryTest, AKitOf400MBIsInstalledInLessThan32MBOfMemory) {
   // In a process of its own, so that only its memory counts.
   const pid_t child = fork();
   if (child == 0) {
-    InstallData<LZCompressor, TypeParam> data;
-    BasicInstallProcessData<decltype(data)> record;
-    InstallTransactions transactions;
-    bool installed = data.Read(U16(this->kit())) == 0;
-    SetJob(&record, &data, U16(this->target()));
-    installed = installed && RunInstall(transactions, &record, [] {}) == 0;
-    _exit(installed ? 0 : 1);
+    Installation<TypeParam> installation(this->kit(), this->target());
+    _exit(installation.RunPass() == 0 ? 0 : 1);
   }
   ASSERT_GT(child, 0);
   int status = -1;

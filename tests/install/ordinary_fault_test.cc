@@ -87,7 +87,7 @@ class OrdinaryFaultTest : public InstallTest, public ::testing::WithParamInterfa
         PassModel model(expected, files_, data_, target(), tmp());
         const std::uint32_t expected_code = model.Run(nth, fault);
 
-        SetJob(&installation.record, &installation.data, U16(target()));
+        installation.SetTarget(U16(target() / ""));
         installation.script.Clear();
         if (nth != 0) installation.script.OnCall(nth, fault);
         ASSERT_EQ(installation.Run(), expected_code);

@@ -101,6 +101,42 @@ TEST_F(OrdinaryPolicyTest, ARollbackRemovesStagingThenEveryRecordedTree) {
             }));
 }
 
+// --- Staging -------------------------------------------------------------------------------------
+
+TEST_F(OrdinaryPolicyTest, StagingTakesTheFirstFreeNumber) {
+  const KitBuilder kit_builder = KitBuilder().File(u"a", "1");
+  struct Case {
+    std::vector<const char*> taken;
+    const char* staging;
+  };
+  for (const Case& c : {Case{{}, "kstage0/"},
+                        {{"kstage0"}, "kstage1/"},
+                        {{"kstage0", "kstage1", "kstage2"}, "kstage3/"},
+                        {{"kstage1"}, "kstage0/"},
+                        {{"kstage00"}, "kstage0/"}}) {
+    for (const char* const name : c.taken) fs::create_directory(tmp() / name);
+    Installation<FileSystem> installation(kit_builder, kit(), target());
+    EXPECT_EQ(installation.Run(), 0u);
+    ASSERT_EQ(installation.transactions.size(), 1u);
+    EXPECT_EQ(installation.transactions[0].staging_directory, U16(tmp() / c.staging));
+    EXPECT_EQ(installation.transactions[0].target_directory, U16(target()) + u'/');
+    for (const char* const name : c.taken) {
+      EXPECT_TRUE(fs::is_directory(tmp() / name)) << "a foreign directory stays";
+      fs::remove(tmp() / name);
+    }
+    EXPECT_FALSE(fs::exists(tmp() / c.staging));
+    fs::remove_all(target());
+  }
+}
+
+TEST_F(OrdinaryPolicyTest, AFileNamedLikeAStagingDirectoryIsPassedOver) {
+  WriteFile(tmp() / "kstage0", "foreign");
+  Installation<FileSystem> installation(KitBuilder().File(u"a", "1"), kit(), target());
+  EXPECT_EQ(installation.Run(), 0u);
+  EXPECT_EQ(installation.transactions[0].staging_directory, U16(tmp() / "kstage1/"));
+  EXPECT_EQ(ReadFile(tmp() / "kstage0"), "foreign");
+}
+
 // --- Records -------------------------------------------------------------------------------------
 
 TEST_F(OrdinaryPolicyTest, EveryDirectoryHandedOverIsRecordedAlsoTwice) {
@@ -204,6 +240,30 @@ TEST_F(OrdinaryPolicyTest, AScanFindsNothingUnlessAFileIsNamedLikeItsMask) {
   WriteFile(tmp() / "kstage0/*", "star");
   transaction.RestoreTree(into, staging);
   EXPECT_EQ(Tree(target()), (TreeMap{{"*", "star"}})) << "unless a file has that name";
+}
+
+// --- Without a target ----------------------------------------------------------------------------
+
+// Without a target nothing is staged, and names count from the current directory.
+TEST_F(OrdinaryPolicyTest, AnEmptyTargetPreparesNoStaging) {
+  fs::current_path(target());
+  WriteOld("d/old", "old");
+  Installation<FileSystem> installation(KitBuilder().File(u"d\\old", "new").File(u"e\\f", "new"),
+                                        kit(), target());
+  installation.SetTarget(u"");
+  EXPECT_EQ(installation.Run(), 0u);
+  ASSERT_EQ(installation.transactions.size(), 1u);
+  EXPECT_EQ(installation.transactions[0].staging_directory, u"");
+  EXPECT_EQ(Tree(target()), (TreeMap{{"d/", ""}, {"d/old", "new"}, {"e/", ""}, {"e/f", "new"}}));
+}
+
+// Deliberate: without any "/" the whole path stands for the parent directory.
+TEST_F(OrdinaryPolicyTest, ANameAloneWithoutATargetBecomesADirectoryAndFails) {
+  fs::current_path(target());
+  Installation<FileSystem> installation(KitBuilder().File(u"name", "contents"), kit(), target());
+  installation.SetTarget(u"");
+  EXPECT_EQ(installation.Run(), FILE_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(Tree(target()), TreeMap());
 }
 
 // --- Where the shell shows -----------------------------------------------------------------------

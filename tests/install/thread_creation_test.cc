@@ -9,7 +9,6 @@
 #include <thread>
 
 #include "install/install_thread.h"
-#include "tests/install/installation.h"
 
 namespace {
 
@@ -41,50 +40,58 @@ extern "C" int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* at
 namespace quarn::testing {
 namespace {
 
-class ThreadCreationTest : public InstallTest {
+class ThreadCreationTest : public ::testing::Test {
  protected:
   ~ThreadCreationTest() override {
     creation_failure = 0;
     hold_back = false;
   }
+
+  /// For a worker of one pass.
+  void Start() {
+    thread.Start([this] {
+      ++passes;
+      thread.RequestStop();
+      return 0;
+    });
+  }
+
+  std::atomic<int> passes = 0;
+  InstallThread thread;
 };
 
-TEST_F(ThreadCreationTest, AStopBeforeTheWorkerRunsLetsItReturnWithoutInstalling) {
-  Installation<FileSystem> installation(KitBuilder().File(u"a", "1"), kit(), target());
-  InstallThread thread;
+TEST_F(ThreadCreationTest, AStopBeforeTheWorkerRunsLetsItReturnWithoutAPass) {
   hold_back = true;
-  thread.Start(&installation.record);
+  Start();
   EXPECT_EQ(thread.creation_result(), 0);
   thread.RequestStop();
+  EXPECT_FALSE(thread.has_ended());
   hold_back = false;
   thread.Join();
-  EXPECT_TRUE(Tree(target()).empty());
-  EXPECT_EQ(GetStatus(&installation.record), (InstallStatus{0, u"", 0}));
+  EXPECT_EQ(passes, 0);
+  EXPECT_TRUE(thread.has_ended());
 }
 
-TEST_F(ThreadCreationTest, AWorkerThatIsHeldBackInstallsWhenItRuns) {
-  Installation<FileSystem> installation(KitBuilder().File(u"a", "1"), kit(), target());
-  InstallThread thread;
+TEST_F(ThreadCreationTest, AWorkerThatIsHeldBackMakesItsPassWhenItRuns) {
   hold_back = true;
-  thread.Start(&installation.record, InstallThread::Passes::kOne);
+  Start();
   hold_back = false;
   thread.Join();
-  EXPECT_EQ(ReadFile(target() / "a"), "1");
+  EXPECT_EQ(passes, 1);
 }
 
 TEST_F(ThreadCreationTest, AWorkerThatCannotBeCreatedLeavesTheCode) {
-  Installation<FileSystem> installation(KitBuilder().File(u"a", "1"), kit(), target());
-  InstallThread thread;
   creation_failure = EAGAIN;
-  thread.Start(&installation.record);
+  Start();
   EXPECT_EQ(thread.creation_result(), EAGAIN);
   thread.Join();
-  EXPECT_TRUE(Tree(target()).empty());
+  EXPECT_EQ(thread.creation_result(), -1);
+  EXPECT_EQ(passes, 0);
   creation_failure = 0;
-  thread.Start(&installation.record, InstallThread::Passes::kOne);
+  Start();
   EXPECT_EQ(thread.creation_result(), 0);
   thread.Join();
-  EXPECT_EQ(ReadFile(target() / "a"), "1");
+  EXPECT_EQ(passes, 1);
 }
 
 }  // namespace

@@ -66,13 +66,13 @@ TYPED_TEST_SUITE(ThreadStressTest, Policies);
 
 TYPED_TEST(ThreadStressTest, TwoHundredInstallationsPolledAsFastAsTheWizardPolls) {
   Installation<TypeParam> installation(KitOfFour(), this->kit(), this->target());
-  BasicInstallThread<typename Installation<TypeParam>::Data> thread;
+  InstallThread thread;
   std::uint64_t polls = 0;
   for (int i = 0; i < kInstallations; ++i) {
     const fs::path target = this->target() / std::to_string(i);
     const stdx::u16string carried_over = GetStatus(&installation.record).message;
-    SetJob(&installation.record, &installation.data, U16(target));
-    thread.Start(&installation.record);
+    installation.SetTarget(U16(target / ""));
+    thread.Start([&] { return installation.RunPass(); });
     ASSERT_EQ(thread.creation_result(), 0);
     InstallStatus status;
     std::int32_t last = 0;
@@ -99,7 +99,6 @@ TYPED_TEST(ThreadStressTest, TwoHundredInstallationsPolledAsFastAsTheWizardPolls
 using RestoringThreadStressTest = ThreadStressTest<DirectFileSystem>;
 
 TEST_F(RestoringThreadStressTest, PollersACancellerAndStopsAtRandomMomentsSeeAllOrNothing) {
-  using Thread = BasicInstallThread<Installation<DirectFileSystem>::Data>;
   std::mt19937 random(Seed());
   const auto within = [&random](int most) {
     return std::uniform_int_distribution<int>(0, most)(random);
@@ -111,7 +110,7 @@ TEST_F(RestoringThreadStressTest, PollersACancellerAndStopsAtRandomMomentsSeeAll
     SCOPED_TRACE("round " + std::to_string(round));
     const fs::path folder = target() / std::to_string(round);
     const stdx::u16string carried_over = GetStatus(&installation.record).message;
-    SetJob(&installation.record, &installation.data, U16(folder));
+    installation.SetTarget(U16(folder / ""));
     std::atomic<bool> over = false;
     std::atomic<int> surprises = 0;
     std::vector<std::thread> others;
@@ -130,9 +129,11 @@ TEST_F(RestoringThreadStressTest, PollersACancellerAndStopsAtRandomMomentsSeeAll
         SetCancel(&installation.record, true);
       });
     }
-    Thread thread;
-    thread.Start(&installation.record,
-                 within(1) == 0 ? Thread::Passes::kOne : Thread::Passes::kUntilStopped);
+    InstallThread thread;
+    thread.Start([&, stops_itself = within(1) == 0] {
+      if (stops_itself) thread.RequestStop();
+      return installation.RunPass();
+    });
     std::this_thread::sleep_for(Microseconds(within(3000)));
     thread.RequestStop();
     thread.Join();

@@ -1,6 +1,7 @@
 // What the flags of a message ask for, and what an answer to it means.
 #include "wizard/message.h"
 
+#include "l10n/string_table.h"
 #include "tests/support/recording_toolkit.h"
 #include "tests/support/scratch.h"
 

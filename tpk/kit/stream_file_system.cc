@@ -8,6 +8,7 @@
 
 #include "install/process_data.h"
 #include "kit/image_reader.h"
+#include "kit/lz_compressor.h"
 #include "tpk/text/cancel.h"
 #include "tpk/text/utf.h"
 

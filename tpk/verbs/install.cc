@@ -98,8 +98,7 @@ template <class Kit>
 std::uint32_t RunPass(Kit& kit, InstallPlace& place, Output& output) {
   const auto bytes = BytesByPercent(kit);
   const std::uint64_t start = ToolFileSystem::BytesWritten();
-  BasicInstallProcessData<Kit> job;
-  SetJob(&job, &kit, EnginePath(place.target()));
+  InstallProcessData job;
   Progress progress(output, "installing", bytes.back());
   const Ticker ticker([&] {
     if (CancelRequested()) SetCancel(&job, true);
@@ -108,7 +107,7 @@ std::uint32_t RunPass(Kit& kit, InstallPlace& place, Output& output) {
     progress.Update(std::max(bytes[percent], ToolFileSystem::BytesWritten() - start));
   });
   RestoringTransaction transaction(kit.file_system(), place.Staging(), &place);
-  return InstallPass<Kit, decltype(transaction)>(transaction, &job).Run([] {});
+  return InstallPass(transaction, &kit, EnginePath(place.target() / ""), &job).Run();
 }
 
 template <class Kit>

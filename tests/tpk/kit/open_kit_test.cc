@@ -5,6 +5,7 @@
 #include <random>
 
 #include "install/restoring_transaction.h"
+#include "kit/lz_compressor.h"
 #include "tests/support/kit_builder.h"
 #include "tests/support/scratch.h"
 
@@ -29,10 +30,9 @@ class OpenKitTest : public testing::ScratchTest {
   template <class Kit>
   std::uint32_t Install(Kit& kit, const char* target) {
     ToolFileSystem::StartOver();
-    BasicInstallProcessData<Kit> job;
-    SetJob(&job, &kit, U16(root() / target));
+    InstallProcessData record;
     RestoringTransaction transaction(kit.file_system(), U16(tmp() / "staged" / ""));
-    return InstallPass<Kit, decltype(transaction)>(transaction, &job).Run([] {});
+    return InstallPass(transaction, &kit, U16(root() / target / ""), &record).Run();
   }
 };
 
