@@ -15,15 +15,6 @@ namespace quarn::testing {
 
 namespace fs = std::filesystem;
 
-bool Eventually(const std::function<bool()>& condition) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(std::chrono::microseconds(100));
-  }
-  return true;
-}
-
 std::string TextOf(const std::string& code, const std::string& id) {
   const std::int32_t language = FindLanguageByCode(code.c_str());
   return std::string(Languages().at(language).table.at(id.c_str()).view());

@@ -10,15 +10,13 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/eventually.h"
 #include "tests/support/kit_builder.h"
 #include "tests/support/recording_toolkit.h"
 #include "tests/support/scratch.h"
 #include "wizard/app.h"
 
 namespace quarn::testing {
-
-/// Waits until `condition` holds, for half a minute at most; tells whether it does.
-bool Eventually(const std::function<bool()>& condition);
 
 /// The text of `id` in the language `code`.
 std::string TextOf(const std::string& code, const std::string& id);
@@ -59,6 +57,11 @@ class WizardTest : public PrivateMountTest {
   }
   std::filesystem::path own_cfg() const { return home() / ".Orbex" / "qlaunch" / "qlaunch.cfg"; }
   std::filesystem::path alt_cfg() const { return home() / ".Orbex" / "qlauncht" / "qlaunch.cfg"; }
+
+  /// The line of the launcher's file that records `directory`.
+  static std::string LineOf(const std::filesystem::path& directory) {
+    return "ConfigurationTemplatesLocation=" + directory.string() + "\n";
+  }
 
   void WriteKit(const KitBuilder& kit) { WriteFile(start_directory() / "quarn.tpk", kit.Kit()); }
 
