@@ -198,6 +198,11 @@ class Install(ToolTest):
                 self.assertIn("above U+FFFF", run.err)
         self.assertEqual(list(self.tree(".")), ["kit.tpk"])
 
+    def test_a_target_whose_name_ends_in_a_backslash_is_installed_into(self):
+        self.make(kit.File("d\\a", b"kit", ticks(NEW)))
+        self.tpk("install", "kit.tpk", "--to", "target\\", code=0)
+        self.assertEqual(sorted(self.tree(".")), ["kit.tpk", "target\\/", "target\\/d/", "target\\/d/a"])
+
     def test_what_is_replaced_stays_on_the_volume_of_the_target(self):
         """With a temporary directory that is gone, an existing target still does."""
         self.make(kit.File("d\\a", b"kit", ticks(NEW)))
