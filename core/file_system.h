@@ -9,7 +9,7 @@
 namespace quarn {
 
 /// What an installation asks of a file system. The wizard runs on this one: trees are handled by
-/// shell commands, and a "*" scan answers as `FindFirst` says. A policy has no data.
+/// shell commands, and a "*" scan answers as `FindFirst` says. It has no data.
 struct FileSystem {
   using Scan = DirScan;
 

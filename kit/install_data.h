@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -13,9 +14,13 @@
 #include "core/file.h"
 #include "core/shell.h"
 #include "kit/image_reader.h"
+#include "kit/image_tables.h"
 #include "kit/records.h"
 
 namespace quarn {
+
+/// In place of a policy with data: only one without takes no room in every record.
+struct NoPolicyInRecords {};
 
 /// A kit over two policies: `Compressor` makes the image, `FileSystem` reads it. Empty until
 /// `Read` succeeds, read-only afterwards.
@@ -30,7 +35,8 @@ template <class Compressor, class FileSystem>
 class InstallData {
  public:
   using FileSystemType = FileSystem;
-  using FileData = config::FileData<FileSystem>;
+  using FileData = config::FileData<
+      std::conditional_t<std::is_empty_v<FileSystem>, FileSystem, NoPolicyInRecords>>;
 
   static constexpr std::uint32_t kCopyBufferSize = 0x100000;
 
@@ -47,10 +53,17 @@ class InstallData {
   /// and shell operations. On failure no file record and no image is left; other exceptions
   /// (memory, a path that the locale cannot express) pass through, and leave none either.
   std::uint32_t Read(const stdx::u16string& kit_path) {
+    TablesTrace trace;
+    return Read(kit_path, trace);
+  }
+  /// The same; `trace` tells how far the tables were read.
+  std::uint32_t Read(const stdx::u16string& kit_path, TablesTrace& trace) {
     CloseImage();
     try {
       MakeImage(kit_path);
-      ReadTables();
+      files_.clear();
+      ImageReader image(file_system_, image_handle_);
+      ReadImageTables(image, products_, files_, trace);
       return FILE_OK;
     } catch (std::uint32_t code) {
       Discard();
@@ -82,44 +95,6 @@ class InstallData {
     Check(compressor_.Decompress(kit_path, image_path_));
     Check(file_system_.FileOpen(image_path_, FILE_ACCESS_READ | FILE_ACCESS_WRITE, 0,
                                 FILE_OPEN_EXISTING, FILE_NORMAL, &image_handle_));
-  }
-
-  void ReadTables() {
-    ImageReader image(file_system_, image_handle_);
-    if (image.ReadU32() == 0) {
-      // One product, in English.
-      config::ProductInfo product;
-      product.language = u"en";
-      product.name = image.ReadText();
-      product.provider = image.ReadText();
-      product.description = image.ReadText();
-      products_.push_back(std::move(product));
-    } else {
-      for (std::uint32_t left = image.ReadCount(kMinProductRecord); left != 0; --left) {
-        RecordBody body = image.ReadRecord();
-        config::ProductInfo product;
-        product.language = body.TakeText();
-        product.name = body.TakeText();
-        product.provider = body.TakeText();
-        product.description = body.TakeText();
-        products_.push_back(std::move(product));
-      }
-    }
-
-    files_.clear();
-    for (std::uint32_t left = image.ReadCount(kMinFileRecord); left != 0; --left) {
-      RecordBody body = image.ReadRecord();
-      FileData file;
-      file.name = body.TakeText();
-      file.last_write_time = body.TakeU64();
-      file.data_offset = body.TakeU32();
-      file.data_size = body.TakeU32();
-      files_.push_back(std::move(file));
-    }
-
-    // The data begins where the tables end. Positions are 32-bit and wrap.
-    const std::uint32_t data_area = image.Position();
-    for (FileData& file : files_) file.data_offset += data_area;
   }
 
   void CloseImage() noexcept {
