@@ -75,9 +75,9 @@ int MakeHeldDirectory(const fs::path& parent, fs::path& path) {
   });
 }
 
-int MakeHeldFile(const fs::path& parent, fs::path& path) {
-  return MakeHeld(parent, path, [](const char* name) {
-    return open(name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+int MakeHeldFile(const fs::path& parent, mode_t mode, fs::path& path) {
+  return MakeHeld(parent, path, [mode](const char* name) {
+    return open(name, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
   });
 }
 

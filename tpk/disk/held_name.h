@@ -3,6 +3,8 @@
 // lock was left by a run that was killed, and the next one removes it.
 #pragma once
 
+#include <sys/types.h>
+
 #include <filesystem>
 
 namespace quarn::tpk {
@@ -11,8 +13,9 @@ namespace quarn::tpk {
 /// open. -1 with errno where that fails.
 int MakeHeldDirectory(const std::filesystem::path& parent, std::filesystem::path& path);
 
-/// The same for a file, which is open for writing.
-int MakeHeldFile(const std::filesystem::path& parent, std::filesystem::path& path);
+/// The same for a file, with the permissions `mode` as far as the umask lets it have them; it is
+/// open for reading and writing.
+int MakeHeldFile(const std::filesystem::path& parent, mode_t mode, std::filesystem::path& path);
 
 /// Removes what the user's killed runs have left in `directory`. Never fails.
 void RemoveLeftovers(const std::filesystem::path& directory);

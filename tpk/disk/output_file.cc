@@ -37,7 +37,7 @@ void OutputFile::CheckPlace(const fs::path& path, bool force) {
 OutputFile::OutputFile(fs::path path, bool force) : path_(std::move(path)), force_(force) {
   CheckPlace(path_, force_);
   RemoveLeftovers(path_.parent_path());
-  descriptor_ = MakeHeldFile(path_.parent_path(), partial_);
+  descriptor_ = MakeHeldFile(path_.parent_path(), 0666, partial_);
   if (descriptor_ == -1) throw CannotWrite(path_);
 }
 

@@ -9,6 +9,7 @@
 #include "kit/records.h"
 #include "tpk/kit/checks.h"
 #include "tpk/kit/image_stream.h"
+#include "tpk/kit/open_kit.h"
 
 namespace quarn::tpk {
 
@@ -19,8 +20,10 @@ struct KitTables {
   std::uint64_t data_area = 0;  ///< where the files' bytes begin in the image
 };
 
-/// Reads the tables and no further. Throws Failure.
-KitTables ReadTables(const std::filesystem::path& kit);
+KitTables TablesOf(const OpenedKit& kit);
+
+/// Opens the kit as `OpenKit` does, reads the tables and no further. Throws Failure.
+KitTables ReadTables(const std::filesystem::path& kit, const std::filesystem::path& temporary);
 
 struct StreamEnd {
   ImageStream::End end = ImageStream::End::kNone;

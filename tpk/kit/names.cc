@@ -39,8 +39,8 @@ stdx::u16string EnginePath(const fs::path& path) {
   return *std::move(text);
 }
 
-void RequireEnginePath(const fs::path& path) {
-  if (IsExpressible(EnginePath(path).view())) return;
+fs::path RequireEnginePath(fs::path path) {
+  if (IsExpressible(EnginePath(path).view())) return path;
   throw Failure(ExitCode::kInputOutput, "path-beyond-ffff",
                 "the path " + Printable(path.native()) +
                     " has a character above U+FFFF, with which nothing can be installed",

@@ -26,9 +26,9 @@ std::string EngineName(const stdx::u16string& name);
 
 /// A path for the engine. Throws Failure where it is no UTF-8.
 stdx::u16string EnginePath(const std::filesystem::path& path);
-/// Throws Failure where the engine cannot work in the directory `path`: it takes characters up to
+/// `path`. Throws Failure where the engine cannot work in this directory: it takes characters up to
 /// U+FFFF only.
-void RequireEnginePath(const std::filesystem::path& path);
+std::filesystem::path RequireEnginePath(std::filesystem::path path);
 
 /// The beginning of the name under which an installation keeps files of its own in a target.
 inline constexpr const char* kReservedName = ".tpk-install";

@@ -2,32 +2,30 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <string>
+#include <utility>
 
 #include "install/process_data.h"
-#include "kit/image_reader.h"
-#include "kit/lz_compressor.h"
+#include "tpk/disk/temp_file.h"
 #include "tpk/kit/names.h"
 #include "tpk/text/cancel.h"
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"
 
 namespace quarn::tpk {
+namespace {
 
 namespace fs = std::filesystem;
 
-std::uint32_t ImageCompressor::Decompress(const stdx::u16string& source,
-                                          const stdx::u16string& destination) const {
-  ImageStream stream(fs::path(Utf8FromUtf16(source.view())));
-  FileHandle image = kInvalidFile;
-  std::uint32_t code =
-      FileOpen(destination, FILE_ACCESS_WRITE, 0, FILE_CREATE_ALWAYS, FILE_NORMAL, &image);
-  if (code != FILE_OK) return code;
-  const std::unique_ptr<FileHandle, void (*)(FileHandle*)> closer(
-      &image, [](FileHandle* handle) { FileClose(*handle); });
+constexpr const char* kDamagedHint = "is it a kit, and is it complete? build or fetch it again";
+
+/// Inflates the kit at `path` into the open file `image`. Throws Failure.
+void Inflate(const fs::path& path, FileHandle image) {
+  ImageStream stream(path);
   for (;;) {
     ThrowIfCancelled();
-    const auto bytes = stream.Next(ImageKit::kCopyBufferSize);
+    const auto bytes = stream.Next(KitData::kCopyBufferSize);
     if (bytes.empty()) break;
     std::uint32_t written = 0;
     const auto count = static_cast<std::uint32_t>(bytes.size());
@@ -36,17 +34,15 @@ std::uint32_t ImageCompressor::Decompress(const stdx::u16string& source,
     }
   }
   if (stream.end() == ImageStream::End::kUnreadable) {
-    throw SystemFailure("cannot read the kit " + Shown(source), stream.read_error());
+    throw CannotReadKit(path, stream.read_error());
   }
-  return CodeOf(stream.end());
+  if (stream.end() == ImageStream::End::kCorrupt) throw DamagedData(path);
 }
 
-namespace {
-
 /// Whether the files' bytes lie one behind the other, so that nobody ever looks back.
-bool InOrder(const StreamKit& kit) {
+bool InOrder(const OpenedKit& kit) {
   std::uint64_t end = 0;
-  for (const StreamKit::FileData& file : kit.files()) {
+  for (const KitData::FileData& file : kit.files()) {
     if (file.data_size == 0) continue;
     if (file.data_offset < end) return false;
     end = std::uint64_t{file.data_offset} + file.data_size;
@@ -54,70 +50,90 @@ bool InOrder(const StreamKit& kit) {
   return true;
 }
 
-constexpr const char* kDamagedHint = "is it a kit, and is it complete? build or fetch it again";
-
-/// Goes through the tables as the reader does, to tell where it gave up.
-std::string DamagedPlace(const fs::path& path) {
-  StreamCompressor().Decompress(EnginePath(path), {});
-  FileHandle image = kInvalidFile;
-  StreamFileSystem::FileOpen({}, FILE_ACCESS_READ, 0, FILE_OPEN_EXISTING, FILE_NORMAL, &image);
-  const std::unique_ptr<FileHandle, void (*)(FileHandle*)> closer(
-      &image, [](FileHandle* handle) { StreamFileSystem::FileClose(*handle); });
-  StreamFileSystem files;
-  ImageReader reader(files, image);
-  std::string place = "its header";
-  try {
-    if (reader.ReadU32() == 0) {
-      for (int text = 0; text < 3; ++text) reader.ReadText();
-    } else {
-      place = "the number of its products";
-      const std::uint32_t count = reader.ReadCount(kMinProductRecord);
-      for (std::uint32_t i = 1; i <= count; ++i) {
-        place = fmt::format("product {} of {}", i, count);
-        RecordBody body = reader.ReadRecord();
-        for (int text = 0; text < 4; ++text) body.TakeText();
-      }
-    }
-    place = "the number of its files";
-    const std::uint32_t count = reader.ReadCount(kMinFileRecord);
-    for (std::uint32_t i = 1; i <= count; ++i) {
-      place = fmt::format("the record of file {} of {}", i, count);
-      RecordBody body = reader.ReadRecord();
-      body.TakeText();
-      body.TakeU64();
-      body.TakeU64();
-    }
-    place = "the end of its tables";
-  } catch (std::uint32_t) {
+/// The part of the tables that made no sense.
+std::string DamagedPlace(const TablesTrace& trace) {
+  switch (trace.part) {
+    case TablesTrace::Part::kHeader:
+      return "its header";
+    case TablesTrace::Part::kProductCount:
+      return "the number of its products";
+    case TablesTrace::Part::kProduct:
+      return fmt::format("product {} of {}", trace.number, trace.count);
+    case TablesTrace::Part::kFileCount:
+      return "the number of its files";
+    case TablesTrace::Part::kFile:
+      return fmt::format("the record of file {} of {}", trace.number, trace.count);
+    default:
+      return "the end of its tables";
   }
-  return fmt::format("{} is cut off or makes no sense, {} into its image", place,
-                     Counted(StreamFileSystem::Stream(image).position(), "byte"));
 }
 
 }  // namespace
 
-bool OpenStream(StreamKit& kit, const fs::path& path) {
-  const std::uint32_t code = kit.Read(EnginePath(path));
+OpenedKit::OpenedKit(fs::path path, std::unique_ptr<ImageStream> stream)
+    : path_(std::move(path)),
+      stream_(std::move(stream)),
+      data_(KitFileSystem(outcome_, *stream_)) {}
+
+OpenedKit::OpenedKit(fs::path path, FileHandle image)
+    : path_(std::move(path)), image_(image), data_(KitFileSystem(outcome_, image)) {}
+
+std::uint32_t OpenedKit::Read() { return data_.Read(EnginePath(path_), trace_); }
+
+std::span<const std::byte> OpenedKit::ReadBlock(const KitData::FileData& file, std::uint32_t at) {
+  const auto count = std::min(file.data_size - at, KitData::kCopyBufferSize);
+  const auto block = data_.copy_buffer().first(count);
+  KitFileSystem& files = data_.file_system();
+  files.FileSeek(data_.image_handle(), std::int64_t{file.data_offset} + at, nullptr,
+                 FILE_FROM_START);
+  std::uint32_t amount = 0;
+  files.FileRead(data_.image_handle(), block.data(), count, &amount, nullptr);
+  ThrowIfCancelled();
+  if (amount == count) return block;
+  throw Failure(ExitCode::kBadKit, "damaged-kit",
+                Printable(path_.native()) + " is damaged: the bytes of " +
+                    Printable(InstalledName(file.name)) + " are missing or corrupt",
+                "tpk verify tells more");
+}
+
+std::unique_ptr<OpenedKit> OpenStream(const fs::path& path) {
+  auto owned_stream = std::make_unique<ImageStream>(path);
+  ImageStream& stream = *owned_stream;
+  auto kit = std::make_unique<OpenedKit>(path, std::move(owned_stream));
+  const std::uint32_t code = kit->Read();
   if (code == kErrorCancelled) ThrowIfCancelled();
-  if (code != FILE_OK || !InOrder(kit)) return false;
+  if (code != FILE_OK || !InOrder(*kit)) return nullptr;
   // A kit that is corrupt behind all that is needed of it is damaged for the wizard, which inflates
   // it whole. Of a small kit that is known here.
-  ImageStream& stream = StreamFileSystem::Stream(kit.image_handle());
-  return !stream.WaitAhead() || stream.end() != ImageStream::End::kCorrupt;
+  if (stream.WaitAhead() && stream.end() == ImageStream::End::kCorrupt) return nullptr;
+  return kit;
+}
+
+std::unique_ptr<OpenedKit> OpenImage(const fs::path& path, const fs::path& temporary) {
+  const FileHandle image = MakeTempFile(fs::absolute(temporary));
+  auto kit = std::make_unique<OpenedKit>(path, image);
+  Inflate(path, image);
+  if (kit->Read() == FILE_OK) return kit;
+  // The reader stays where it has given up.
+  std::int64_t high = 0;
+  const std::uint32_t low = FileSeek(image, 0, &high, FILE_FROM_CURRENT);
+  const std::uint64_t position = static_cast<std::uint64_t>(high) << 32 | low;
+  throw Failure(
+      ExitCode::kBadKit, "damaged-kit",
+      fmt::format("{} is damaged: {} is cut off or makes no sense, {} into its image",
+                  Printable(path.native()), DamagedPlace(kit->trace()), Counted(position, "byte")),
+      kDamagedHint);
+}
+
+std::unique_ptr<OpenedKit> OpenKit(const fs::path& path, const fs::path& temporary) {
+  if (auto kit = OpenStream(path)) return kit;
+  return OpenImage(path, temporary);
 }
 
 Failure DamagedData(const fs::path& kit) {
   return Failure(ExitCode::kBadKit, "damaged-kit",
                  Printable(kit.native()) + " is damaged: its compressed data is corrupt",
                  kDamagedHint);
-}
-
-void OpenImage(ImageKit& kit, const fs::path& path) {
-  const std::uint32_t code = kit.Read(EnginePath(path));
-  if (code == FILE_OK) return;
-  if (code == kErrorCorruptKit) throw DamagedData(path);
-  throw Failure(ExitCode::kBadKit, "damaged-kit",
-                Printable(path.native()) + " is damaged: " + DamagedPlace(path), kDamagedHint);
 }
 
 }  // namespace quarn::tpk

@@ -1,50 +1,77 @@
-// The ways in which the tool opens a kit: the kit reader and the installation, over policies of the
+// The ways in which the tool opens a kit: the kit reader and the installation, over a policy of the
 // tool's own.
 //
 // A kit whose files lie in the image in the order of its table, as in every kit made by tpk, is
 // read while it is being inflated, and no image is ever written. Any other kit gets an image in the
-// private temporary directory.
+// directory for temporary files.
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <span>
 
+#include "core/file.h"
+#include "kit/image_tables.h"
 #include "kit/install_data.h"
-#include "tpk/disk/private_temp.h"
-#include "tpk/kit/stream_file_system.h"
-#include "tpk/kit/tool_file_system.h"
+#include "tpk/kit/image_stream.h"
+#include "tpk/kit/kit_file_system.h"
+#include "tpk/kit/outcome.h"
 #include "tpk/text/failure.h"
 
 namespace quarn::tpk {
 
-/// Inflates into a file. Throws Failure where the file cannot be written.
-struct ImageCompressor {
-  std::uint32_t Decompress(const stdx::u16string& source, const stdx::u16string& destination) const;
+/// Of a kit whose image is made before it is read.
+struct InflatedBefore {
+  std::uint32_t Decompress(const stdx::u16string&, const stdx::u16string&) const { return FILE_OK; }
 };
 
-using StreamKit = InstallData<StreamCompressor, StreamFileSystem>;
-using ImageKit = InstallData<ImageCompressor, ToolFileSystem>;
+using KitData = InstallData<InflatedBefore, KitFileSystem>;
 
-/// Opens the kit at `path` for reading from its front to its back. False when its files lie in
-/// another order or its tables cannot be read that way, which an `ImageKit` can tell for certain.
-bool OpenStream(StreamKit& kit, const std::filesystem::path& path);
+/// A kit that is open, and what came of working with it. One thread, its outcome aside.
+class OpenedKit {
+ public:
+  /// Its image is what `stream` inflates, or in the file `image`, which goes over to this object.
+  OpenedKit(std::filesystem::path path, std::unique_ptr<ImageStream> stream);
+  OpenedKit(std::filesystem::path path, FileHandle image);
 
-/// Opens the kit at `path`. A private temporary directory must exist. Throws Failure.
-void OpenImage(ImageKit& kit, const std::filesystem::path& path);
+  /// Reads the tables. Returns the engine's code.
+  std::uint32_t Read();
 
-/// Calls `use` with the kit at `path` opened in the one or the other way and returns its result.
-template <class Use>
-auto WithKit(const std::filesystem::path& path, Use use) {
-  {
-    const auto kit = std::make_unique<StreamKit>();
-    if (OpenStream(*kit, path)) return use(*kit);
-  }
-  const PrivateTemp temp;
-  const auto kit = std::make_unique<ImageKit>();
-  OpenImage(*kit, path);
-  return use(*kit);
-}
+  const std::vector<config::ProductInfo>& products() const noexcept { return data_.products(); }
+  const std::vector<KitData::FileData>& files() const noexcept { return data_.files(); }
+  /// What came with the tables, or how far reading them came.
+  const TablesTrace& trace() const noexcept { return trace_; }
+
+  /// Bytes of `file` from `at` on, as many as there are and fit the copy buffer; good until the
+  /// next call. Throws the failure of a kit that does not have them.
+  std::span<const std::byte> ReadBlock(const KitData::FileData& file, std::uint32_t at);
+
+  KitData& data() noexcept { return data_; }
+  Outcome& outcome() noexcept { return outcome_; }
+
+ private:
+  std::filesystem::path path_;
+  Outcome outcome_;
+  std::unique_ptr<ImageStream> stream_;  ///< or
+  OwnedFile image_;
+  TablesTrace trace_;
+  KitData data_;
+};
+
+/// Opens the kit at `path` for reading from its front to its back. Null when its files lie in
+/// another order or its tables cannot be read that way, which `OpenImage` can tell for certain.
+std::unique_ptr<OpenedKit> OpenStream(const std::filesystem::path& path);
+
+/// Opens the kit at `path` for reading in any order, with an image in the directory `temporary`.
+/// Throws Failure.
+std::unique_ptr<OpenedKit> OpenImage(const std::filesystem::path& path,
+                                     const std::filesystem::path& temporary);
+
+/// Opens the kit at `path` for reading its files in the order of its table; an image that this
+/// takes lies in the directory `temporary`. Throws Failure.
+std::unique_ptr<OpenedKit> OpenKit(const std::filesystem::path& path,
+                                   const std::filesystem::path& temporary);
 
 /// The failure of a kit whose compressed data makes no sense.
 Failure DamagedData(const std::filesystem::path& kit);

@@ -1,15 +1,12 @@
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <cstring>
 #include <map>
 #include <memory>
 
-#include "tpk/kit/checks.h"
+#include "tpk/disk/temp_file.h"
 #include "tpk/kit/names.h"
 #include "tpk/kit/open_kit.h"
-#include "tpk/kit/same_contents.h"
-#include "tpk/text/cancel.h"
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"
 #include "tpk/verbs/command.h"
@@ -23,10 +20,10 @@ struct Options {
   bool exit_code = false;
 };
 
-using FileData = ImageKit::FileData;
+using FileData = KitData::FileData;
 
 /// The files of a kit by name; of several with one name the last one is what gets installed.
-std::map<stdx::u16string, const FileData*> ByName(const ImageKit& kit) {
+std::map<stdx::u16string, const FileData*> ByName(const OpenedKit& kit) {
   std::map<stdx::u16string, const FileData*> files;
   for (const FileData& file : kit.files()) {
     // Not yet as UTF-8, in which broken text is all the same.
@@ -35,49 +32,25 @@ std::map<stdx::u16string, const FileData*> ByName(const ImageKit& kit) {
   return files;
 }
 
-/// A kit and where it came from.
-struct OpenedKit {
-  explicit OpenedKit(const std::filesystem::path& kit_path) : path(kit_path) {
-    OpenImage(*data, path);
-  }
-  const std::filesystem::path& path;
-  const std::unique_ptr<ImageKit> data = std::make_unique<ImageKit>();
-};
-
-/// Some bytes of a file, in the kit's buffer.
-const void* ReadBlock(const OpenedKit& kit, const FileData& file, std::uint32_t at,
-                      std::uint32_t count) {
-  const FileHandle image = kit.data->image_handle();
-  void* const buffer = kit.data->copy_buffer().data();
-  std::uint32_t amount = 0;
-  ToolFileSystem::FileSeek(image, std::int64_t{file.data_offset} + at, nullptr, FILE_FROM_START);
-  ToolFileSystem::FileRead(image, buffer, count, &amount, nullptr);
-  if (amount != count) ThrowDataMissing(kit.path, file.name);
-  return buffer;
-}
-
-bool SameBytes(const OpenedKit& a, const FileData& in_a, const OpenedKit& b, const FileData& in_b) {
+bool SameBytes(OpenedKit& a, const FileData& in_a, OpenedKit& b, const FileData& in_b) {
   if (in_a.data_size != in_b.data_size) return false;
   for (std::uint32_t at = 0; at < in_a.data_size;) {
-    ThrowIfCancelled();
-    const std::uint32_t count = std::min(in_a.data_size - at, ImageKit::kCopyBufferSize);
-    if (std::memcmp(ReadBlock(a, in_a, at, count), ReadBlock(b, in_b, at, count), count) != 0) {
-      return false;
-    }
-    at += count;
+    const auto block = a.ReadBlock(in_a, at);
+    if (std::memcmp(block.data(), b.ReadBlock(in_b, at).data(), block.size()) != 0) return false;
+    at += static_cast<std::uint32_t>(block.size());
   }
   return true;
 }
 
 class Comparison {
  public:
-  Comparison(const OpenedKit& before, const OpenedKit& after, Output& output)
+  Comparison(OpenedKit& before, OpenedKit& after, Output& output)
       : before_(before), after_(after), output_(output) {}
 
   std::size_t Run() {
     CompareProducts();
-    const auto before = ByName(*before_.data);
-    const auto after = ByName(*after_.data);
+    const auto before = ByName(before_);
+    const auto after = ByName(after_);
     // Both are sorted: go through them side by side.
     auto a = before.begin();
     auto b = after.begin();
@@ -168,26 +141,25 @@ class Comparison {
   void CompareProducts() {
     std::map<stdx::u16string, std::pair<config::ProductInfo, config::ProductInfo>> by_language;
     // Of several in one language the first one is shown.
-    for (auto it = before_.data->products().rbegin(); it != before_.data->products().rend(); ++it) {
+    for (auto it = before_.products().rbegin(); it != before_.products().rend(); ++it) {
       by_language[it->language].first = *it;
     }
-    for (auto it = after_.data->products().rbegin(); it != after_.data->products().rend(); ++it) {
+    for (auto it = after_.products().rbegin(); it != after_.products().rend(); ++it) {
       by_language[it->language].second = *it;
     }
     for (const auto& [language, pair] : by_language) CompareProduct(pair.first, pair.second);
   }
 
-  const OpenedKit& before_;
-  const OpenedKit& after_;
+  OpenedKit& before_;
+  OpenedKit& after_;
   Output& output_;
   std::size_t count_ = 0;
 };
 
 ExitCode Diff(const Options& options, Output& output) {
-  const PrivateTemp temp;
-  const OpenedKit before(options.before);
-  const OpenedKit after(options.after);
-  const std::size_t count = Comparison(before, after, output).Run();
+  const auto before = OpenImage(options.before, TempDirectory());
+  const auto after = OpenImage(options.after, TempDirectory());
+  const std::size_t count = Comparison(*before, *after, output).Run();
   const ExitCode code = options.exit_code && count != 0 ? ExitCode::kBadKit : ExitCode::kFine;
   output.Result("diff", code, {{"changes", count}},
                 count == 0 ? "no difference" : Counted(count, "difference"));

@@ -7,6 +7,7 @@
 #include "install/install_process.h"
 #include "tpk/disk/new_folder.h"
 #include "tpk/disk/output_file.h"
+#include "tpk/disk/temp_file.h"
 #include "tpk/kit/checks.h"
 #include "tpk/kit/kit_tables.h"
 #include "tpk/kit/kit_writer.h"
@@ -15,7 +16,6 @@
 #include "tpk/kit/names.h"
 #include "tpk/kit/open_kit.h"
 #include "tpk/kit/pattern.h"
-#include "tpk/kit/same_contents.h"
 #include "tpk/text/cancel.h"
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"
@@ -62,9 +62,8 @@ bool Wanted(const Options& options, const std::vector<Pattern>& patterns, const 
 
 /// Writes file `index` of the kit to `path`, over an earlier file of the kit that has the same
 /// name.
-template <class Kit>
-std::uint32_t ExtractFile(Kit& kit, std::size_t index, const stdx::u16string& path) {
-  auto& files = kit.file_system();
+std::uint32_t ExtractTo(const stdx::u16string& path, KitData& kit, std::size_t index) {
+  KitFileSystem& files = kit.file_system();
   FileHandle output = kInvalidFile;
   std::uint32_t code =
       files.FileOpen(path, FILE_ACCESS_WRITE, 0, FILE_CREATE_ALWAYS, FILE_NORMAL, &output);
@@ -74,29 +73,28 @@ std::uint32_t ExtractFile(Kit& kit, std::size_t index, const stdx::u16string& pa
   return code == 0 ? close_code : code;
 }
 
-template <class Kit>
-void WriteFiles(Kit& kit, const std::vector<std::size_t>& chosen, const fs::path& root,
+void WriteFiles(OpenedKit& kit, const std::vector<std::size_t>& chosen, const fs::path& root,
                 std::uint64_t total, Output& output) {
-  ToolFileSystem::StartOver();
   Progress progress(output, "extracting", total);
   std::uint64_t done = 0;
   for (const std::size_t index : chosen) {
     ThrowIfCancelled();
-    const auto& file = kit.files()[index];
+    const KitData::FileData& file = kit.files()[index];
     const std::string name = InstalledName(file.name);
     const fs::path path = InstalledAt(root, file.name);
     std::error_code error;
     fs::create_directories(path.parent_path(), error);
     if (error) throw Cannot("extract", name, error.value());
-    const std::uint32_t code = ExtractFile(kit, index, EnginePath(path));
+    const std::uint32_t code = ExtractTo(EnginePath(path), kit.data(), index);
     ThrowIfCancelled();
-    if (code != 0) ThrowProblem("cannot extract " + Printable(name));
+    if (code != 0) kit.outcome().ThrowProblem("cannot extract " + Printable(name));
     progress.Update(done += file.data_size);
   }
 }
 
 ExitCode Extract(const Options& options, Output& output) {
-  const KitTables tables = ReadTables(options.kit);
+  const auto kit = OpenKit(options.kit, TempDirectory());
+  const KitTables tables = TablesOf(*kit);
   if (!options.allow_dangerous) RefuseDangerousNames(tables, output);
   const std::vector<Pattern> patterns(options.patterns.begin(), options.patterns.end());
   std::vector<std::size_t> chosen;
@@ -118,10 +116,7 @@ ExitCode Extract(const Options& options, Output& output) {
     const fs::path root = tree.Make();
     const fs::path files = with_manifest ? root / "files" : root;
     MakeDirectories(files);
-    WithKit(options.kit, [&](auto& kit) {
-      WriteFiles(kit, chosen, files, total, output);
-      return 0;
-    });
+    WriteFiles(*kit, chosen, files, total, output);
     if (with_manifest) {
       const std::optional<int> level = DetectLevel(options.kit);
       if (!level) {

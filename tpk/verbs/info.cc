@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <system_error>
 
+#include "tpk/disk/temp_file.h"
 #include "tpk/kit/kit_tables.h"
 #include "tpk/kit/names.h"
 #include "tpk/text/format.h"
@@ -35,7 +36,7 @@ void PrintProduct(const config::ProductInfo& product, Output& output) {
 }
 
 ExitCode Info(const std::filesystem::path& path, Output& output) {
-  const KitTables tables = ReadTables(path);
+  const KitTables tables = ReadTables(path, TempDirectory());
   for (const config::ProductInfo& product : tables.products) PrintProduct(product, output);
 
   std::error_code ignored;

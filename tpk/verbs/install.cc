@@ -3,14 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
-#include <thread>
+#include <future>
 
 #include "install/install_process.h"
 #include "install/restoring_transaction.h"
+#include "tpk/disk/temp_file.h"
 #include "tpk/kit/checks.h"
-#include "tpk/kit/kit_tables.h"
 #include "tpk/kit/names.h"
 #include "tpk/kit/open_kit.h"
 #include "tpk/text/cancel.h"
@@ -32,37 +30,11 @@ struct Options {
   bool dry_run = false;
 };
 
-/// Calls `tick` ten times a second on a thread of its own while it lives.
-class Ticker {
- public:
-  explicit Ticker(std::function<void()> tick)
-      : thread_([this, tick = std::move(tick)] {
-          std::unique_lock lock(mutex_);
-          while (!done_.wait_for(lock, kInterval, [this] { return stop_; })) tick();
-        }) {}
-  Ticker(const Ticker&) = delete;
-  Ticker& operator=(const Ticker&) = delete;
-  ~Ticker() {
-    {
-      const std::lock_guard lock(mutex_);
-      stop_ = true;
-    }
-    done_.notify_one();
-    thread_.join();
-  }
-
- private:
-  static constexpr auto kInterval = std::chrono::milliseconds(100);
-  std::mutex mutex_;
-  std::condition_variable done_;
-  bool stop_ = false;
-  std::thread thread_;
-};
+constexpr auto kTick = std::chrono::milliseconds(100);
 
 /// How many bytes the files have that a pass has behind it when it reports a percent, which counts
 /// files. The last entry is the total.
-template <class Kit>
-std::array<std::uint64_t, 101> BytesByPercent(const Kit& kit) {
+std::array<std::uint64_t, 101> BytesByPercent(const OpenedKit& kit) {
   std::array<std::uint64_t, 101> bytes{};
   const std::size_t count = kit.files().size();
   for (std::size_t i = 0; i < count; ++i) {
@@ -75,11 +47,10 @@ std::array<std::uint64_t, 101> BytesByPercent(const Kit& kit) {
 
 /// What is installed, with names below the target in the bytes in which the engine hands them to
 /// the system.
-template <class Kit>
-std::vector<InstallPlace::File> InstalledFiles(const Kit& kit) {
+std::vector<InstallPlace::File> InstalledFiles(const OpenedKit& kit) {
   std::vector<InstallPlace::File> files;
   files.reserve(kit.files().size());
-  for (const auto& file : kit.files()) {
+  for (const KitData::FileData& file : kit.files()) {
     if (!IsExpressible(file.name.view())) {
       throw Failure(ExitCode::kBadKit, "dangerous-kit",
                     fmt::format("the kit has {}, which no locale can express", Shown(file.name)));
@@ -94,31 +65,46 @@ std::vector<InstallPlace::File> InstalledFiles(const Kit& kit) {
   return files;
 }
 
-template <class Kit>
-std::uint32_t RunPass(Kit& kit, InstallPlace& place, Output& output) {
+/// Installs the kit on this thread. Returns the engine's code.
+std::uint32_t RunPass(OpenedKit& kit, InstallPlace& place, Output& output) {
   const auto bytes = BytesByPercent(kit);
-  const std::uint64_t start = ToolFileSystem::BytesWritten();
   InstallProcessData job;
   Progress progress(output, "installing", bytes.back());
-  const Ticker ticker([&] {
-    if (CancelRequested()) SetCancel(&job, true);
-    // Both lag behind: the one within a large file, the other where files are up to date.
-    const auto percent = static_cast<std::size_t>(GetStatus(&job).percent);
-    progress.Update(std::max(bytes[percent], ToolFileSystem::BytesWritten() - start));
+  // On a thread of its own, until `running` is told that the pass has ended, or goes.
+  std::future<void> ticking;
+  std::promise<void> running;
+  ticking = std::async(std::launch::async, [&, ended = running.get_future()] {
+    while (ended.wait_for(kTick) == std::future_status::timeout) {
+      if (CancelRequested()) SetCancel(&job, true);
+      // Both lag behind: the one within a large file, the other where files are up to date.
+      const auto percent = static_cast<std::size_t>(GetStatus(&job).percent);
+      progress.Update(std::max(bytes[percent], kit.outcome().bytes_written()));
+    }
   });
-  RestoringTransaction transaction(kit.file_system(), place.Staging(), &place);
-  return InstallPass(transaction, &kit, EnginePath(place.target() / ""), &job).Run();
+  RestoringTransaction transaction(kit.data().file_system(), place.Staging(), &place);
+  const std::uint32_t code =
+      InstallPass(transaction, &kit.data(), EnginePath(place.target() / ""), &job).Run();
+  running.set_value();
+  return code;
 }
 
-template <class Kit>
-ExitCode Install(Kit& kit, const fs::path& target, const fs::path& temporary, Output& output) {
-  const std::vector<InstallPlace::File> files = InstalledFiles(kit);
+ExitCode Install(const Options& options, Output& output) {
+  const fs::path temporary = TempDirectory();
+  if (options.dry_run) {
+    return PlanInstall(options.kit, options.target, temporary, "install", output);
+  }
+  const fs::path target = RequireEnginePath(fs::absolute(options.target));
+  const auto kit = OpenKit(options.kit, temporary);
+  if (!options.allow_dangerous) {
+    Findings findings;
+    for (const KitData::FileData& file : kit->files()) CheckName(file.name, findings);
+    ThrowIfDangerous(findings, output);
+  }
+  const std::vector<InstallPlace::File> files = InstalledFiles(*kit);
   InstallPlace place(target, temporary, [&output](const std::string& text) { output.Note(text); });
   place.Plan(files);
   ThrowIfCancelled();
-  ToolFileSystem::StartOver();
-  const std::uint64_t written_before = ToolFileSystem::FilesWritten();
-  const std::uint32_t code = RunPass(kit, place, output);
+  const std::uint32_t code = RunPass(*kit, place, output);
   if (code != 0) {
     const std::string end = place.HoldsFiles()
                                 ? fmt::format(
@@ -129,42 +115,22 @@ ExitCode Install(Kit& kit, const fs::path& target, const fs::path& temporary, Ou
     if (code == kErrorCancelled) {
       throw Failure(ExitCode::kCancelled, "cancelled", "cancelled; " + end);
     }
-    ThrowProblemAt("cannot install into " + Printable(target.string()), end);
+    kit->outcome().ThrowProblemAt("cannot install into " + Printable(target.string()), end);
   }
-  const std::uint64_t written = ToolFileSystem::FilesWritten() - written_before;
-  const std::uint64_t kept = kit.files().size() - written;
-  output.Result("install", ExitCode::kFine,
-                {{"target", target.string()},
-                 {"files", kit.files().size()},
-                 {"written", written},
-                 {"kept", kept}},
-                fmt::format("installed into {}: {} written, {} up to date",
-                            Printable(target.string()), Counted(written, "file"), kept));
+  const std::uint64_t written = kit->outcome().files_written();
+  const std::uint64_t kept = files.size() - written;
+  output.Result(
+      "install", ExitCode::kFine,
+      {{"target", target.string()}, {"files", files.size()}, {"written", written}, {"kept", kept}},
+      fmt::format("installed into {}: {} written, {} up to date", Printable(target.string()),
+                  Counted(written, "file"), kept));
   return ExitCode::kFine;
-}
-
-ExitCode Run(const Options& options, Output& output) {
-  const fs::path target = fs::absolute(options.target);
-  RequireEnginePath(target);
-  if (options.dry_run) {
-    return PrintPlan(MakePlan(ReadTables(options.kit).files, target), "install", target, output);
-  }
-  // An image on the disk gets a temporary directory of its own.
-  const fs::path temporary = TempDirectory();
-  return WithKit(options.kit, [&](auto& kit) {
-    if (!options.allow_dangerous) {
-      Findings findings;
-      for (const auto& file : kit.files()) CheckName(file.name, findings);
-      ThrowIfDangerous(findings, output);
-    }
-    return Install(kit, target, temporary, output);
-  });
 }
 
 }  // namespace
 
 void AddInstall(CommandLine& line, CLI::App* verb) {
-  Options& options = SetAction<Options>(line, verb, Run);
+  Options& options = SetAction<Options>(line, verb, Install);
   AddKit(verb, options.kit);
   verb->add_option("--to", options.target, "The folder to install into (required)")
       ->check(NotEmpty())

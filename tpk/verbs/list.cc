@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include "tpk/disk/temp_file.h"
 #include "tpk/kit/kit_tables.h"
 #include "tpk/kit/names.h"
 #include "tpk/text/format.h"
@@ -10,7 +11,7 @@ namespace quarn::tpk {
 namespace {
 
 ExitCode List(const std::filesystem::path& kit, Output& output) {
-  const KitTables tables = ReadTables(kit);
+  const KitTables tables = ReadTables(kit, TempDirectory());
   std::uint64_t total = 0;
   for (const CheckedFile& file : tables.files) {
     total += file.size;

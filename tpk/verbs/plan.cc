@@ -1,5 +1,4 @@
-#include "tpk/kit/kit_tables.h"
-#include "tpk/kit/names.h"
+#include "tpk/disk/temp_file.h"
 #include "tpk/verbs/command.h"
 #include "tpk/work/plan_install.h"
 
@@ -14,9 +13,7 @@ struct Options {
 };
 
 ExitCode Plan(const Options& options, Output& output) {
-  const fs::path target = fs::absolute(options.target);
-  RequireEnginePath(target);
-  return PrintPlan(MakePlan(ReadTables(options.kit).files, target), "plan", target, output);
+  return PlanInstall(options.kit, options.target, TempDirectory(), "plan", output);
 }
 
 }  // namespace

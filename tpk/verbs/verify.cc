@@ -1,17 +1,13 @@
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <cstring>
 
 #include "core/file.h"
+#include "tpk/disk/installed_file.h"
+#include "tpk/disk/temp_file.h"
 #include "tpk/kit/kit_tables.h"
 #include "tpk/kit/names.h"
 #include "tpk/kit/open_kit.h"
-#include "tpk/kit/same_contents.h"
 #include "tpk/text/cancel.h"
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"
@@ -43,7 +39,7 @@ void CheckStream(const StreamEnd& stream, Findings& findings) {
 }
 
 ExitCode VerifyKit(const Options& options, Output& output) {
-  const KitTables tables = ReadTables(options.kit);
+  const KitTables tables = ReadTables(options.kit, TempDirectory());
   const StreamEnd stream = ReadToEnd(options.kit);
   if (stream.end == ImageStream::End::kCorrupt) throw DamagedData(options.kit);
   Findings findings;
@@ -66,31 +62,39 @@ ExitCode VerifyKit(const Options& options, Output& output) {
   return code;
 }
 
+/// Whether the bytes of `file` are those of `installed`, which has the same size.
+bool SameContents(OpenedKit& kit, const KitData::FileData& file, const InstalledFile& installed) {
+  for (std::uint32_t at = 0; at < file.data_size;) {
+    const auto block = kit.ReadBlock(file, at);
+    if (!installed.NextAre(block)) return false;
+    at += static_cast<std::uint32_t>(block.size());
+  }
+  return true;
+}
+
 /// What differs between a file of a kit and its installed copy; empty for nothing.
-template <class Kit>
-std::string Difference(Kit& kit, const typename Kit::FileData& file, const Options& options) {
-  const InstalledFile installed(InstalledAt(options.against, file.name));
+std::string Difference(OpenedKit& kit, const KitData::FileData& file, const fs::path& directory) {
+  const InstalledFile installed(InstalledAt(directory, file.name));
   if (!installed) return installed.error() == ENOENT ? "missing" : "unreadable";
   if (installed.size() != file.data_size) return "contents";
-  if (!SameContents(kit, options.kit, file, installed)) return "contents";
+  if (!SameContents(kit, file, installed)) return "contents";
   // A disk keeps whole seconds as the installation writes them.
   const std::uint64_t expected = file.last_write_time / kTicksPerSecond;
   if (installed.time() / kTicksPerSecond == expected) return "";
   return installed.time() / kTicksPerSecond > expected ? "newer" : "older";
 }
 
-template <class Kit>
-ExitCode VerifyAgainst(Kit& kit, const Options& options, Output& output) {
+ExitCode VerifyAgainst(OpenedKit& kit, const fs::path& directory, Output& output) {
   std::uint64_t total = 0;
-  for (const auto& file : kit.files()) total += file.data_size;
+  for (const KitData::FileData& file : kit.files()) total += file.data_size;
   std::uint64_t done = 0;
   std::uint64_t different = 0;
   {
     Progress progress(output, "comparing", total);
-    for (const auto& file : kit.files()) {
+    for (const KitData::FileData& file : kit.files()) {
       ThrowIfCancelled();
       const std::string name = InstalledName(file.name);
-      const std::string difference = Difference(kit, file, options);
+      const std::string difference = Difference(kit, file, directory);
       progress.Update(done += file.data_size);
       if (difference.empty()) continue;
       ++different;
@@ -103,14 +107,13 @@ ExitCode VerifyAgainst(Kit& kit, const Options& options, Output& output) {
     }
   }
   const ExitCode code = different != 0 ? ExitCode::kBadKit : ExitCode::kFine;
-  output.Result("verify", code,
-                {{"directory", options.against.string()},
-                 {"files", kit.files().size()},
-                 {"different", different}},
-                fmt::format("{}: {}, {} as in the kit",
-                            different == 0 ? output.Painted(Output::Color::kGreen, "fine")
-                                           : output.Painted(Output::Color::kRed, "different"),
-                            Counted(kit.files().size(), "file"), kit.files().size() - different));
+  output.Result(
+      "verify", code,
+      {{"directory", directory.string()}, {"files", kit.files().size()}, {"different", different}},
+      fmt::format("{}: {}, {} as in the kit",
+                  different == 0 ? output.Painted(Output::Color::kGreen, "fine")
+                                 : output.Painted(Output::Color::kRed, "different"),
+                  Counted(kit.files().size(), "file"), kit.files().size() - different));
   return code;
 }
 
@@ -120,7 +123,7 @@ ExitCode Verify(const Options& options, Output& output) {
   if (!fs::is_directory(options.against, ignored)) {
     throw NotADirectory(options.against);
   }
-  return WithKit(options.kit, [&](auto& kit) { return VerifyAgainst(kit, options, output); });
+  return VerifyAgainst(*OpenKit(options.kit, TempDirectory()), options.against, output);
 }
 
 }  // namespace

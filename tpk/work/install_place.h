@@ -1,38 +1,29 @@
-// The place of an installation: a directory that holds what the installation moves aside, and a
-// journal of what was not there before. A run that is killed leaves both behind; the next one into
-// the same folder finds them and brings back what was there before it installs.
-//
-// The place lies in the target, or in the nearest folder on the way to it that exists, or, where
-// nothing can be written there, among the temporary files:
-//   .tpk-install[-hash of the way to the target]/
-//     lock       held by the run that uses the place
-//     journal    complete as soon as it has this name; gone when nothing is to be undone any more
-//     done       its name from then on
-//     staged/    what was moved aside, by the numbers of the kit's files
+// An installation in its place (held_place.h): undoes what killed runs have left, and keeps the
+// journal from which a later run could undo this one.
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
-#include <functional>
-#include <optional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "core/basic_string.h"
+#include "core/file.h"
 #include "install/undo.h"
+#include "tpk/work/held_place.h"
+#include "tpk/work/recovery.h"
 
 namespace quarn::tpk {
 
 /// Exists while one installation runs. Main thread, but for what a journal is told.
 class InstallPlace final : public UndoJournal {
  public:
-  using Tell = std::function<void(const std::string&)>;
-
   /// Undoes what killed installations into `target`, an absolute path, have left, telling of it,
-  /// and makes a place for the next one. `temporary` is the system's directory for temporary files,
-  /// whatever the run has put in its place. Throws Failure where another installation into it runs,
-  /// where what lies there cannot be understood or undone (that is left as it is then), and where
-  /// the engine cannot work in the folder that links lead to.
+  /// and makes a place for the next one. `temporary` is the directory for temporary files. Throws
+  /// Failure where another installation into it runs, where what lies there cannot be understood or
+  /// undone (that is left as it is then), and where the engine cannot work in the folder that links
+  /// lead to.
   InstallPlace(const std::filesystem::path& target, const std::filesystem::path& temporary,
                const Tell& tell);
   InstallPlace(const InstallPlace&) = delete;
@@ -40,11 +31,11 @@ class InstallPlace final : public UndoJournal {
   /// Removes the place, unless it holds files that could not be put back.
   ~InstallPlace();
 
-  const std::filesystem::path& path() const noexcept { return place_.path; }
+  const std::filesystem::path& path() const noexcept { return place_->path; }
   /// The target without links on the way: the installation works on this path.
   const std::filesystem::path& target() const noexcept { return target_; }
   /// The directory for what is moved aside, as the engine takes it; not made yet.
-  stdx::u16string Staging() const;
+  stdx::u16string Staging() const { return place_->Staging(); }
 
   /// A file of the kit: its name below the target, and what it is known by when it is made.
   struct File {
@@ -65,20 +56,13 @@ class InstallPlace final : public UndoJournal {
   bool HoldsFiles() const noexcept { return holds_; }
 
   /// Whether a killed installation into `target` has left something to undo.
-  static bool LeftBehind(const std::filesystem::path& target);
-
-  /// A directory that is or may be a place.
-  struct Place {
-    std::filesystem::path path;
-    std::string way;  ///< from the folder that the place lies in to the target
-    int lock = -1;
-  };
+  static bool LeftBehind(const std::filesystem::path& target,
+                         const std::filesystem::path& temporary);
 
  private:
   std::filesystem::path target_;
-  std::filesystem::path temporary_;
-  Place place_;
-  int journal_ = -1;  ///< open while the installation runs
+  std::unique_ptr<HeldPlace> place_;
+  OwnedFile journal_;  ///< open while the installation runs
   bool committed_ = false;
   bool holds_ = false;
 };

@@ -6,16 +6,21 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <system_error>
 #include <unordered_set>
 #include <utility>
+#include <vector>
 
+#include "core/direct_file_system.h"
 #include "install/install_process.h"
 #include "kit/records.h"
+#include "tpk/kit/checks.h"
+#include "tpk/kit/kit_tables.h"
 #include "tpk/kit/names.h"
-#include "tpk/kit/tool_file_system.h"
 #include "tpk/text/cancel.h"
 #include "tpk/text/format.h"
 #include "tpk/text/utf.h"
@@ -25,6 +30,22 @@ namespace quarn::tpk {
 namespace {
 
 namespace fs = std::filesystem;
+
+enum class Prospect {
+  kMissing,  ///< would be written
+  kOlder,    ///< would be replaced
+  kSame,     ///< would be left alone
+  kNewer,    ///< would be left alone
+  kBlocked,  ///< would make the installation fail
+};
+
+struct PlannedFile {
+  std::string path;  ///< relative to the target
+  Prospect prospect;
+  std::string reason;  ///< for people
+  /// Blocked because of what the kit says, not because of what the disk holds.
+  bool dangerous = false;
+};
 
 constexpr std::array<const char*, 5> kProspects = {"missing", "older", "same", "newer", "blocked"};
 
@@ -63,7 +84,7 @@ PlannedFile Look(const CheckedFile& file, const fs::path& target) {
     if (finding.check->is_error) return {name, Prospect::kBlocked, finding.message, true};
   }
   const fs::path path = target / name;
-  ToolFileSystem files;
+  DirectFileSystem files;
   const std::optional<std::uint64_t> installed =
       InstalledTime(files, InstalledPath(EnginePath(target), u'/' + file.name));
   if (IsUpToDate(installed, file.time)) {
@@ -79,8 +100,6 @@ PlannedFile Look(const CheckedFile& file, const fs::path& target) {
   if (lstat(path.c_str(), &status) != 0) return {name, Prospect::kMissing, "", false};
   return {name, Prospect::kOlder, "what is there cannot be read", false};
 }
-
-}  // namespace
 
 std::vector<PlannedFile> MakePlan(const std::vector<CheckedFile>& files, const fs::path& target) {
   std::vector<PlannedFile> plan;
@@ -105,8 +124,12 @@ std::vector<PlannedFile> MakePlan(const std::vector<CheckedFile>& files, const f
   return plan;
 }
 
-ExitCode PrintPlan(const std::vector<PlannedFile>& plan, const char* verb, const fs::path& target,
-                   Output& output) {
+}  // namespace
+
+ExitCode PlanInstall(const fs::path& kit, const fs::path& given_target, const fs::path& temporary,
+                     const char* verb, Output& output) {
+  const fs::path target = RequireEnginePath(fs::absolute(given_target));
+  const std::vector<PlannedFile> plan = MakePlan(ReadTables(kit, temporary).files, target);
   std::array<std::size_t, kProspects.size()> counts{};
   ExitCode code = ExitCode::kFine;
   for (const PlannedFile& file : plan) {
@@ -128,7 +151,7 @@ ExitCode PrintPlan(const std::vector<PlannedFile>& plan, const char* verb, const
                              file.reason.empty() ? "" : ": " + file.reason);
         });
   }
-  if (InstallPlace::LeftBehind(target)) {
+  if (InstallPlace::LeftBehind(target, temporary)) {
     output.Note(
         "another installation into this folder has not ended; if it was interrupted, the next one "
         "undoes it first");

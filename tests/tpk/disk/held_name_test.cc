@@ -32,7 +32,7 @@ TEST_F(HeldNameTest, WhatARunUsesStaysAndWhatItLeftGoes) {
   fs::path folder;
   fs::path file;
   const int folder_lock = MakeHeldDirectory(home(), folder);
-  const int file_lock = MakeHeldFile(home(), file);
+  const int file_lock = MakeHeldFile(home(), 0666, file);
   ASSERT_NE(folder_lock, -1);
   ASSERT_NE(file_lock, -1);
   WriteFile(folder / "d" / "x", "x");
@@ -73,7 +73,7 @@ TEST_F(HeldNameTest, WhereNothingCanBeMadeErrnoTells) {
   fs::path path;
   EXPECT_EQ(MakeHeldDirectory(root() / "nowhere", path), -1);
   EXPECT_EQ(errno, ENOENT);
-  EXPECT_EQ(MakeHeldFile(root() / "nowhere", path), -1);
+  EXPECT_EQ(MakeHeldFile(root() / "nowhere", 0666, path), -1);
   EXPECT_EQ(errno, ENOENT);
   RemoveLeftovers(root() / "nowhere");
 }
@@ -85,7 +85,8 @@ TEST_F(HeldNameTest, WhatIsBeingMadeIsNeverRemoved) {
   });
   for (int round = 0; round < 300; ++round) {
     fs::path path;
-    const int lock = round % 2 == 0 ? MakeHeldFile(home(), path) : MakeHeldDirectory(home(), path);
+    const int lock =
+        round % 2 == 0 ? MakeHeldFile(home(), 0666, path) : MakeHeldDirectory(home(), path);
     ASSERT_NE(lock, -1);
     std::this_thread::yield();
     ASSERT_TRUE(fs::exists(path)) << round;

@@ -27,12 +27,10 @@ class OpenKitTest : public testing::ScratchTest {
     return root() / "kit.tpk";
   }
 
-  template <class Kit>
-  std::uint32_t Install(Kit& kit, const char* target) {
-    ToolFileSystem::StartOver();
+  std::uint32_t Install(OpenedKit& kit, const char* target) {
     InstallProcessData record;
-    RestoringTransaction transaction(kit.file_system(), U16(tmp() / "staged" / ""));
-    return InstallPass(transaction, &kit, U16(root() / target / ""), &record).Run();
+    RestoringTransaction transaction(kit.data().file_system(), U16(tmp() / "staged" / ""));
+    return InstallPass(transaction, &kit.data(), U16(root() / target / ""), &record).Run();
   }
 };
 
@@ -49,14 +47,14 @@ TEST_F(OpenKitTest, BothWaysOfReadingInstallTheSame) {
       builder.File(name, data);
     }
     const fs::path path = Write(builder);
-    StreamKit stream;
-    ASSERT_TRUE(OpenStream(stream, path));
-    EXPECT_TRUE(stream.image_path().empty()) << "an image that is nowhere";
-    EXPECT_TRUE(fs::is_empty(tmp()));
-    ImageKit image;
-    OpenImage(image, path);
-    ASSERT_EQ(Install(stream, "stream"), 0u);
-    ASSERT_EQ(Install(image, "image"), 0u);
+    const auto stream = OpenStream(path);
+    ASSERT_NE(stream, nullptr);
+    const auto image = OpenImage(path, tmp());
+    EXPECT_TRUE(fs::is_empty(tmp())) << "an image that is nowhere, and one without a name";
+    ASSERT_EQ(Install(*stream, "stream"), 0u);
+    ASSERT_EQ(Install(*image, "image"), 0u);
+    EXPECT_EQ(stream->outcome().files_written(), stream->files().size());
+    EXPECT_EQ(stream->outcome().bytes_written(), image->outcome().bytes_written());
     ASSERT_EQ(Tree(root() / "stream"), Tree(root() / "image"));
     fs::remove_all(root() / "stream");
     fs::remove_all(root() / "image");
@@ -79,18 +77,17 @@ TEST_F(OpenKitTest, AKitInAnotherOrderNeedsAnImage) {
       {"empty files lie anywhere", KitBuilder().File(u"a", "12").FileAt(u"b", 0, 0), true},
   };
   for (const auto& row : rows) {
-    StreamKit kit;
-    EXPECT_EQ(OpenStream(kit, Write(row.builder)), row.in_order) << row.what;
+    EXPECT_EQ(OpenStream(Write(row.builder)) != nullptr, row.in_order) << row.what;
   }
 }
 
-TEST_F(OpenKitTest, UsingAKitFallsBackOnAnImageAndLeavesNothingBehind) {
+TEST_F(OpenKitTest, AKitThatIsNotInOrderFallsBackOnAnImageAndLeavesNothingBehind) {
   const fs::path path = Write(KitBuilder().FileAt(u"a", 2, 1).FileAt(u"b", 0, 1).File(u"c", "xyz"));
-  const std::uint32_t code = WithKit(path, [this](auto& kit) {
-    EXPECT_FALSE(kit.image_path().empty());
-    return Install(kit, "target");
-  });
-  EXPECT_EQ(code, 0u);
+  const auto kit = OpenKit(path, tmp());
+  EXPECT_TRUE(fs::is_empty(tmp())) << "also for a run that is killed";
+  EXPECT_EQ(Install(*kit, "target"), 0u);
+  EXPECT_EQ(kit->outcome().files_written(), 3u);
+  EXPECT_EQ(kit->outcome().bytes_written(), 5u);
   EXPECT_EQ(ReadFile(root() / "target" / "a"), "z");
   EXPECT_EQ(ReadFile(root() / "target" / "b"), "x");
   EXPECT_TRUE(fs::is_empty(tmp()));
@@ -98,9 +95,8 @@ TEST_F(OpenKitTest, UsingAKitFallsBackOnAnImageAndLeavesNothingBehind) {
 
 TEST_F(OpenKitTest, ADamagedKitIsDescribedAndLeavesNothingBehind) {
   const fs::path path = Write(KitBuilder().File(u"a", "12").Set("file 0 size", 3));
-  const auto open = [&path] { WithKit(path, [](auto&) { return 0; }); };
   try {
-    open();
+    OpenKit(path, tmp());
     FAIL() << "opened";
   } catch (const Failure& failure) {
     EXPECT_EQ(failure.exit_code(), ExitCode::kBadKit);
@@ -108,6 +104,40 @@ TEST_F(OpenKitTest, ADamagedKitIsDescribedAndLeavesNothingBehind) {
         << failure.what();
   }
   EXPECT_TRUE(fs::is_empty(tmp()));
+}
+
+TEST_F(OpenKitTest, TheTablesTellWhatTheRecordsDoNot) {
+  const auto table =
+      OpenKit(Write(KitBuilder().Product(u"en", u"N", u"P", u"d").File(u"a", "12")), tmp());
+  EXPECT_FALSE(table->trace().single_product);
+  EXPECT_EQ(table->trace().part, TablesTrace::Part::kEnd);
+  EXPECT_EQ(table->files().at(0).data_offset, table->trace().data_area);
+  const auto single =
+      OpenKit(Write(KitBuilder().SingleProduct(u"N", u"P", u"d").File(u"a", "1")), tmp());
+  EXPECT_TRUE(single->trace().single_product);
+}
+
+TEST_F(OpenKitTest, ABlockIsWhatIsLeftOfAFileOrABufferOfIt) {
+  const std::string large(KitData::kCopyBufferSize + 5, 'l');
+  const fs::path path = Write(KitBuilder().File(u"a", "12").File(u"large", large).File(u"c", "x"));
+  for (const auto& kit : {OpenStream(path), OpenImage(path, tmp())}) {
+    const auto text = [&kit](std::size_t file, std::uint32_t at) {
+      const auto block = kit->ReadBlock(kit->files().at(file), at);
+      return std::string(reinterpret_cast<const char*>(block.data()), block.size());
+    };
+    EXPECT_EQ(text(0, 0), "12");
+    EXPECT_EQ(text(1, 0), large.substr(5));
+    EXPECT_EQ(text(1, KitData::kCopyBufferSize), "lllll");
+    EXPECT_EQ(text(2, 0), "x");
+  }
+  const auto outside = OpenImage(Write(KitBuilder().File(u"a", "12").FileAt(u"b", 1, 5)), tmp());
+  try {
+    outside->ReadBlock(outside->files().at(1), 0);
+    FAIL();
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.code(), "damaged-kit");
+    EXPECT_NE(std::string(failure.what()).find("the bytes of b are missing"), std::string::npos);
+  }
 }
 
 TEST_F(OpenKitTest, ACorruptEndUndoesTheInstallation) {
@@ -122,12 +152,13 @@ TEST_F(OpenKitTest, ACorruptEndUndoesTheInstallation) {
   WriteFile(root() / "target" / "d" / "a", "before");
   testing::SetMTime(root() / "target" / "d" / "a", 1000);
   const auto before = Tree(root() / "target");
-  StreamKit opened;
-  ASSERT_TRUE(OpenStream(opened, root() / "kit.tpk"));
-  EXPECT_NE(Install(opened, "target"), 0u);
+  const auto opened = OpenStream(root() / "kit.tpk");
+  ASSERT_NE(opened, nullptr);
+  EXPECT_NE(Install(*opened, "target"), 0u);
   EXPECT_EQ(Tree(root() / "target"), before);
   try {
-    ThrowProblemAt("no", "then");
+    opened->outcome().ThrowProblemAt("no", "then");
+    FAIL();
   } catch (const Failure& failure) {
     EXPECT_EQ(failure.exit_code(), ExitCode::kBadKit);
     EXPECT_STREQ(failure.what(), "no: the kit is damaged: its compressed data is corrupt; then");
@@ -147,15 +178,13 @@ TEST_F(OpenKitTest, ItsReadingAgreesWithTheWizardsOnEveryCutAndEveryChangeOfAKit
     WriteFile(root() / "kit.tpk", kits[size]);
     InstallData<LZCompressor, DirectFileSystem> wizard;
     const bool sound = wizard.Read(U16(root() / "kit.tpk")) == 0;
-    StreamKit stream;
     // Some changes put the files out of order, which needs an image.
-    if (OpenStream(stream, root() / "kit.tpk")) {
+    if (OpenStream(root() / "kit.tpk") != nullptr) {
       EXPECT_TRUE(sound) << size;
     }
-    ImageKit image;
     bool opened = true;
     try {
-      OpenImage(image, root() / "kit.tpk");
+      OpenImage(root() / "kit.tpk", tmp());
     } catch (const Failure&) {
       opened = false;
     }
