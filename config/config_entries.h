@@ -12,38 +12,38 @@
 
 namespace quarn {
 
-/// One key with its values; each value is a line of its own in the file.
+/// One key with its values. Each value is one line in the file.
 struct ConfigEntry {
   stdx::u16string key;
   std::vector<stdx::u16string> values;
   NoCaseIndex values_index;
 };
 
-/// The entries of a file; no two keys are equal. Change it through the functions below, which take
-/// time that grows with its length only where an entry is removed.
+/// The entries of a file; no two keys are equal. Change it only through the functions below. Their
+/// time does not grow with the length of the list, except where an entry is removed.
 struct ConfigEntryList {
   std::vector<ConfigEntry> entries;
-  /// There may be lines in the file that are not here: it could not be opened, or reading broke
-  /// off.
+  /// Whether the file may have lines that are not here, because it could not be opened or not be
+  /// read to its end.
   bool is_partial = false;
   mutable NoCaseIndex keys_index;
 };
 
-/// Adds `value` under `key` behind the other values, making an entry at the end where there is
-/// none. The key keeps the letter case of its first appearance. False when the value was there.
+/// Adds `value` after the other values of `key`, in a new entry at the end where there is none. The
+/// key keeps the letter case in which it was added first. False when it has the value already.
 bool AddConfigValue(ConfigEntryList& list, const stdx::u16string& key,
                     const stdx::u16string& value);
 
-/// `AddConfigValue` with copies, for texts that lie in the list itself.
+/// `AddConfigValue` with copies, for texts that are part of the list itself.
 bool StoreConfigLine(ConfigEntryList& list, stdx::u16string key, stdx::u16string value);
 
-/// The values of `key`, owned by the list and good until it changes, or null.
+/// The values of `key`, owned by the list and valid until it changes, or null.
 const std::vector<stdx::u16string>* FindConfigValues(const ConfigEntryList& list,
                                                      const stdx::u16string& key);
 
-/// Replaces the values of `key`; equal ones all stay. The entry keeps its place and its key's
-/// letter case. No values remove an entry that is there; where there is none, one is appended in
-/// any case.
+/// Replaces the values of `key` by `values`, equal ones included. The entry keeps its position and
+/// its key's letter case. An empty `values` removes the entry. Where there is no entry one is
+/// appended, also without values.
 void SetConfigValues(ConfigEntryList& list, const stdx::u16string& key,
                      const std::vector<stdx::u16string>& values);
 

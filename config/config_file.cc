@@ -39,7 +39,7 @@ bool WriteAndClose(File file, const stdx::string& bytes) {
 
 // --- Reading -----------------------------------------------------------------------------------
 
-/// Puts decoded text together to lines.
+/// Assembles lines from decoded text.
 class LineReader {
  public:
   explicit LineReader(ConfigEntryList& list) : list_(list) {}
@@ -74,7 +74,7 @@ class LineReader {
   bool in_value_ = false;
 };
 
-/// Whether reading the file may never end, or its opening wait for ever.
+/// Whether opening or reading the file may take for ever.
 bool IsEndless(const stdx::string& path) {
   struct stat status;
   return stat(path.c_str(), &status) == 0 && (S_ISCHR(status.st_mode) || S_ISFIFO(status.st_mode));
@@ -87,7 +87,7 @@ void ReadConfigFile(const stdx::u16string& path, ConfigEntryList& list) try {
   const File file(OpenStdioFile(path.c_str(), u"rt, ccs=UNICODE"));
   if (file == nullptr) {
     list.is_partial |= errno != ENOENT && errno != ENOTDIR;
-    // Some platforms refuse one form of the mode and accept the other; no more than a probe.
+    // Deliberate: a platform may accept only this form of the mode, but what it opens is not read.
     const File probe(OpenStdioFile(path.c_str(), u"rt, ccs=UTF-8"));
     return;
   }
@@ -138,12 +138,12 @@ FormerContents ReadFormerContents(const stdx::string& path) {
   return former;
 }
 
-/// The room that the truncated file gave up is what they need, so this works on a full disk.
+/// Works on a full disk too: the contents fit into the space that truncating the file has freed.
 void PutBack(const stdx::string& path, const FormerContents& former) {
   if (former.is_regular) {
     WriteAndClose(File(std::fopen(path.c_str(), "wb")), former.bytes);
   } else if (!former.exists) {
-    // Where the name is a link, the file behind it is what was made.
+    // If the path is a link, the file that it leads to is the one that was made.
     std::error_code error;
     std::remove(std::filesystem::canonical(path.c_str(), error).c_str());
   }
@@ -164,13 +164,14 @@ bool IsUnderstood(const stdx::string& bytes) {
 void KeepCopy(const stdx::string& path, const stdx::string& bytes) {
   const stdx::string copy = path + ".orig";
   const stdx::string part = copy + ".part";
-  unlink(part.c_str());  // what a killed process has left
+  unlink(part.c_str());  // of a process that was killed
   struct stat status;
   if (lstat(copy.c_str(), &status) == 0) return;
   const int descriptor = open(part.c_str(), O_WRONLY | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
   if (descriptor == -1) throw kCannotOpen;
   close(descriptor);
-  // A link replaces nothing. Where the volume has none, nobody had the name a moment ago.
+  // A hard link, unlike a rename, never replaces a file. On a volume without hard links a rename
+  // has to do: there was no file of that name a moment ago.
   const bool is_kept = WriteAndClose(File(std::fopen(part.c_str(), "wb")), bytes) &&
                        (link(part.c_str(), copy.c_str()) == 0 || errno == EEXIST ||
                         std::rename(part.c_str(), copy.c_str()) == 0);

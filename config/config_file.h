@@ -26,9 +26,9 @@ bool IsNotUnicodeFile(const stdx::u16string& path);
 /// mark. The file keeps its inode, owner and mode.
 ///
 /// Where a reader does not understand the file to its last byte, or `list` is partial, the former
-/// contents are first copied to the file's name with ".orig" behind it, unless there is such a
-/// file. A process that is killed meanwhile may leave a part of the copy, with ".orig.part" behind
-/// the name; the next copy replaces it.
+/// contents are first copied to a file with ".orig" added to the name, unless that exists. A
+/// process that is killed meanwhile may leave a part of the copy, with ".orig.part" added to the
+/// name; the next copy replaces it.
 ///
 /// Throws std::length_error for a text with no narrow form, the int 1 when the file can't be opened
 /// (or can't be read, or copied where it has to be), 2 when it can't be written. After the first

@@ -7,11 +7,11 @@ namespace quarn {
 namespace {
 
 constexpr const char16_t* kLauncherFolder = u".Orbex/qlaunch";
-// A directory of its own that differs by the one letter.
+// Deliberate: another directory, whose name has one letter more.
 constexpr const char16_t* kAltLauncherFolder = u".Orbex/qlauncht";
 constexpr const char16_t* kCfgFile = u"qlaunch.cfg";
 
-/// `left`, a "/" whatever `left` ends in, and `right`.
+/// `left`, a "/" also where `left` ends in one, and `right`.
 stdx::u16string Below(const stdx::u16string& left, const char16_t* right) {
   return ConcatPath(ConcatPath(left, u"/"), right);
 }
@@ -57,7 +57,8 @@ void SaveLauncherConfig(const LauncherConfig& store) {
   try {
     WriteConfigFile(path, store.own);
   } catch (...) {
-    // These don't lie on `path`, and so they help only where the trouble was a passing one.
+    // Deliberate: these directories are not on `path`. The second try helps only if the failure was
+    // a passing one.
     const stdx::u16string directory = Below(GetProductHomeDir(), u"Orbex");
     ShellMakeDirectory(directory);
     ShellMakeDirectory(

@@ -1,5 +1,5 @@
 // The per-user file "qlaunch.cfg", which the business platform's launcher keeps and the installer
-// reads and rewrites: its keys and its places. All functions belong to one thread.
+// reads and rewrites: its keys and its paths. All functions belong to one thread.
 #pragma once
 
 #include "config/config_file.h"
@@ -20,8 +20,8 @@ inline constexpr const char16_t* kTemplatesLocationKey = u"ConfigurationTemplate
 
 // --- The user's files --------------------------------------------------------------------------
 
-// Where they lie, under the user's home directory. The doubled slashes belong to the names.
-// Throw std::length_error when the home directory isn't valid in the locale's encoding.
+// Their paths, below the user's home directory. Deliberate: some have a doubled slash. Throw
+// std::length_error when the home directory isn't valid in the locale's encoding.
 stdx::u16string GetLauncherDir();
 stdx::u16string GetLauncherCfgPath();
 stdx::u16string GetProductHomeDir();  ///< ends in "/"
@@ -42,8 +42,8 @@ struct LauncherConfig {
 /// `altProfile` from the launcher's and the alternate launcher's. What cannot be read is missing.
 void LoadLauncherConfig(LauncherConfig& store);
 
-/// Writes `own` to its file, making the directory if there's no such file. When that throws, makes
-/// two directories that don't lie on the file's path and tries once more; throws as
+/// Writes `own` to its file; makes the directory first if there is no such file. When that throws,
+/// makes two directories that are not on the file's path and tries once more. Throws as
 /// `WriteConfigFile`.
 void SaveLauncherConfig(const LauncherConfig& store);
 

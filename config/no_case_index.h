@@ -1,5 +1,5 @@
-// Finds texts without regard to letter case, in time that does not grow with their number. Stands
-// in for walks that compare text by text with `CompareNoCase`, which are too slow for long files.
+// Finds texts without regard to letter case, in time that does not grow with their number. A search
+// that compares text by text with `CompareNoCase` would be too slow for long files.
 #pragma once
 
 #include <cstddef>
@@ -10,25 +10,27 @@
 
 namespace quarn {
 
-/// `text` so that two of them are the same bytes where `CompareNoCase` has them equal in the locale
-/// of the time. Throws as `ToNarrow`.
+/// `text` in lower case: two results are the same bytes where `CompareNoCase` finds the texts equal
+/// in the current locale. Throws as `ToNarrow`.
 stdx::string FoldCase(const stdx::u16string& text);
 
-/// Remembers the texts of a list that only grows; one that changes in another way wants a new
-/// index.
+/// An index over the texts of a list that only grows. Make a new one when the list changes in
+/// another way.
 class NoCaseIndex {
  public:
-  /// The place of the first of `count` texts that equals `text`; `text_at` gives them by place.
+  /// The index of the first of `count` texts that equals `text`; `text_at` returns the text of an
+  /// index.
   /// Throws std::length_error where `text`, or one of the texts before the equal one, has no narrow
   /// form. In an empty list there is nothing to compare, and nothing is thrown.
   template <class TextAt>
   std::optional<std::size_t> Find(const stdx::u16string& text, std::size_t count, TextAt text_at) {
     if (count == 0) return std::nullopt;
     const stdx::string folded = FoldCase(text);
-    if (const auto it = places_.find(folded); it != places_.end()) return it->second;
-    // Texts come in when the next one is looked for: most lists have one and are never asked.
+    if (const auto it = indices_.find(folded); it != indices_.end()) return it->second;
+    // Texts are added only when a search needs them: most lists have one text and are never
+    // searched.
     while (known_ < count) {
-      const auto it = places_.try_emplace(FoldCase(text_at(known_)), known_).first;
+      const auto it = indices_.try_emplace(FoldCase(text_at(known_)), known_).first;
       ++known_;
       if (it->first == folded) return it->second;
     }
@@ -36,7 +38,7 @@ class NoCaseIndex {
   }
 
  private:
-  std::unordered_map<stdx::string, std::size_t> places_;  // of the first text of each kind
+  std::unordered_map<stdx::string, std::size_t> indices_;  // of the first text of each kind
   std::size_t known_ = 0;
 };
 

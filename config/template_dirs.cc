@@ -18,7 +18,7 @@ bool FileExists(const stdx::u16string& path) {
   return FindFirst(scan, path);
 }
 
-/// `path` as it is compared: closed by a separator.
+/// `path` as it is compared: with a separator at its end.
 stdx::u16string ComparisonKey(const stdx::u16string& path) {
   const bool is_open = !path.empty() && !path.ends_with(u'/') && !path.ends_with(u'\\');
   return is_open ? path + u'/' : path;
@@ -88,7 +88,7 @@ bool IsDirectoryWritable(const stdx::u16string& dir) {
   if (!HasNarrowForm(dir)) return false;  // so there is no such directory
   if (!IsTempDirectoryNamed()) return false;
   stdx::u16string file;
-  if (CreateTempFile(dir, u"Orbex", &file) != SHELL_OK) return false;
+  if (CreateTempFile(dir, u"Orbex", &file) != FILE_OK) return false;
   ShellRemoveFile(file);
   return true;
 }
@@ -103,12 +103,12 @@ TemplateDirs ResolveTemplateDirs() {
   TemplateDirs dirs;
   dirs.altProfileExists = FileExists(GetAltLauncherCfgPath());
   const bool main_exists = FileExists(GetLauncherCfgPath());
-  // The common file alone is never asked.
+  // Deliberate: a common file alone is not read.
   if (main_exists || dirs.altProfileExists) {
     try {
       GetTemplateLocations(dirs.locations, true, !main_exists);
     } catch (const std::length_error&) {
-      // A directory that cannot be compared with the others: the list is what there is so far.
+      // A directory cannot be compared with the others: those before it are offered.
       NormalizeSeparators(dirs.locations);
     }
     dirs.locationsFromAltProfile = !main_exists && !dirs.locations.empty();

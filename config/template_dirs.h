@@ -35,8 +35,8 @@ void LoadTemplateLocations(LauncherConfig& store, std::vector<stdx::u16string>& 
 /// `LoadTemplateLocations` from the files of the profile.
 void GetTemplateLocations(std::vector<stdx::u16string>& out, bool ownFirst, bool altProfile);
 
-/// Loads the store, puts `list` without duplicates in the place of the recorded directories of its
-/// own file, and saves it. Throws as `SaveLauncherConfig`.
+/// Loads the store, replaces the recorded directories of its own file by `list` without duplicates,
+/// and saves it. Throws as `SaveLauncherConfig`.
 void UpdateTemplateLocations(LauncherConfig& store, const std::vector<stdx::u16string>& list);
 
 /// `UpdateTemplateLocations` in the files of the profile.
@@ -44,12 +44,11 @@ void SaveTemplateLocations(const std::vector<stdx::u16string>& list, bool altPro
 
 // --- The directory to offer --------------------------------------------------------------------
 
-/// Whether a temporary file can be made in `dir`. The platform has the last word on where it is
-/// made and may prefer the process's temporary directory (TMPDIR) to `dir`: then the answer is
-/// about that one.
+/// Whether a temporary file can be made in `dir`. Deliberate: the platform may prefer the directory
+/// of TMPDIR to `dir`, and then the answer is about that one.
 bool IsDirectoryWritable(const stdx::u16string& dir);
 
-/// The directory under the user's home in which the default template directory lies; ends in "/".
+/// The parent of the default template directory, below the user's home; ends in "/".
 /// Throws as `GetProductHomeDir`.
 stdx::u16string GetDefaultTemplateBase();
 

@@ -9,8 +9,8 @@ namespace quarn {
 namespace {
 
 bool ReadStatus(DirScan& scan) {
-  // Asks for the pattern, in a "*" scan too: this is what makes such a scan answer false, and the
-  // walks above are built on that answer.
+  // Deliberate: also in a "*" scan it is the pattern that is asked for, not the entry. This makes
+  // such a scan answer false, and the wizard's rollback relies on it.
   return stat(ToNarrow(scan.pattern).c_str(), &scan.status) == 0;
 }
 
@@ -24,7 +24,7 @@ stdx::string HomeDirectory() {
       if (words != nullptr) wordfree(words);
     }
   };
-  // Out of memory is the one failure that may leave words behind.
+  // Of the failures, only running out of memory may leave words to be freed.
   const Free free{result == 0 || result == WRDE_NOSPACE ? &words : nullptr};
   if (result != 0 || words.we_wordc == 0) return {};
   return words.we_wordv[0];

@@ -23,7 +23,7 @@ struct DirScan {
   DirScan& operator=(const DirScan&) = delete;
   ~DirScan();
 
-  stdx::u16string mask;     ///< the part of the pattern behind its last "/"
+  stdx::u16string mask;     ///< the part of the pattern after its last "/"
   stdx::u16string pattern;  ///< as it was passed to `FindFirst`
   stdx::u16string name;     ///< the current entry, without its directory
   DIR* stream = nullptr;
@@ -55,11 +55,11 @@ void CloseScan(DirScan& scan) noexcept;
 /// The user's home directory as the shell's "~" gives it, or the empty text.
 stdx::u16string GetHomeDirectory();
 
-/// Whether that text names the home directory. Otherwise all that lies under it would be looked
-/// for, made and recorded under another name, and nobody had better begin.
+/// Whether that text names the home directory: not where the conversion to UTF-16 changed it. The
+/// wizard does not start then, because it would read and write below another directory.
 bool IsHomeNamed();
 
-/// `left` followed by `right`, which is zero-terminated; no separator is added.
+/// `left` followed by `right`, a terminated text; no separator is added.
 stdx::u16string ConcatPath(const stdx::u16string& left, const char16_t* right);
 
 }  // namespace quarn

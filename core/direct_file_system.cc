@@ -22,8 +22,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Whether anything stands at `path`, with its status if so. Throws where that cannot be known:
-/// "no" would be a licence to use the name.
+/// Whether there is anything at `path`, with its status if so. Throws where that cannot be found
+/// out: an answer "no" would allow the caller to use the name.
 bool Exists(const char* path, struct stat* status) {
   if (lstat(path, status) == 0) return true;
   if (errno == ENOENT || errno == ENOTDIR) return false;
@@ -32,7 +32,7 @@ bool Exists(const char* path, struct stat* status) {
 
 fs::path AsPath(const stdx::u16string& path) { return fs::path(ToNarrow(path).c_str()); }
 
-/// A file that goes again, with errno kept, unless it becomes complete.
+/// Removes a file at the end unless it was completed. Keeps errno.
 class Unfinished {
  public:
   explicit Unfinished(const fs::path& path) : path_(path) {}
@@ -80,8 +80,8 @@ bool CopyWriteTime(const fs::path& from, const fs::path& to) {
   return !error;
 }
 
-/// Copies a regular file with its write time, permissions and owner. False with
-/// errno; EEXIST says that nothing was made.
+/// Copies a regular file with its write time, permissions and owner. False with errno on failure:
+/// EEXIST where `to` exists already; otherwise the copy was removed again.
 bool CopyFile(const fs::path& from, const struct stat& status, const fs::path& to) {
   const OwnedFile source(open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
   if (!source) return false;
@@ -95,8 +95,7 @@ bool CopyFile(const fs::path& from, const struct stat& status, const fs::path& t
                      CopyWriteTime(from, to));
 }
 
-/// Copies a link with its write time, in whole seconds, and its owner. False as
-/// `CopyFile`.
+/// Copies a link with its write time, in whole seconds, and its owner. Errors: as `CopyFile`.
 bool CopyLink(const fs::path& from, const struct stat& status, const fs::path& to) {
   std::error_code error;
   const fs::path destination = fs::read_symlink(from, error);
@@ -108,10 +107,10 @@ bool CopyLink(const fs::path& from, const struct stat& status, const fs::path& t
                      utimensat(AT_FDCWD, to.c_str(), times, AT_SYMLINK_NOFOLLOW) == 0);
 }
 
-/// Moves to another volume: a copy beside the destination gets its name once it is complete.
+/// Moves to another volume: copies to a file next to `to` and renames that when it is complete.
 bool MoveAcross(const fs::path& from, const struct stat& status, const fs::path& to) {
-  // A short name, because the destination's may be as long as names can be. A file that has it
-  // already is somebody else's.
+  // A short name, because the name of `to` may be as long as names can be. A name that is taken
+  // belongs to another process: the next one is tried.
   fs::path copy;
   bool copied = false;
   errno = EEXIST;
@@ -145,7 +144,7 @@ bool IsSameFile(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-/// The name in `directory` of the file that is found there as `name`; `name` where it is listed so.
+/// The name under which `directory` lists the file that it finds as `name`.
 std::string ListedName(const fs::path& directory, const std::string& name) {
   struct stat wanted;
   if (!Exists((directory / name).c_str(), &wanted)) return name;
@@ -154,7 +153,8 @@ std::string ListedName(const fs::path& directory, const std::string& name) {
     const std::string listed = entry.path().filename().native();
     if (listed == name) return name;
     struct stat status;
-    // Not every volume that folds letters gives a file one number under all its names.
+    // Letters are compared too: on some volumes that ignore case, a file has another number under
+    // each spelling of its name.
     if (strcasecmp(listed.c_str(), name.c_str()) == 0) same_letters = listed;
     if (lstat(entry.path().c_str(), &status) == 0 && IsSameFile(wanted, status)) same_file = listed;
   }
@@ -212,7 +212,8 @@ stdx::u16string DirectFileSystem::ListedPath(const stdx::u16string& path) {
   const std::size_t separator = path.rfind(u'/');
   const std::size_t start = separator == stdx::u16string::npos ? 0 : separator + 1;
   const stdx::u16string directory = path.substr(0, start), name = path.substr(start);
-  // Most directories tell letters of either case apart: one look, instead of a listing, shows that.
+  // Most directories distinguish upper and lower case. A single look at the other spelling shows
+  // that, without a listing.
   const stdx::u16string other = WithOtherCase(name);
   if (other == name || Look(directory + other) == Node::kNothing) return path;
   const std::string listed =
@@ -223,17 +224,17 @@ stdx::u16string DirectFileSystem::ListedPath(const stdx::u16string& path) {
 
 std::uint32_t DirectFileSystem::ShellMakeDirectory(const stdx::u16string& path) {
   const stdx::string narrow = ToNarrow(path);
-  if (mkdir(narrow.c_str(), 0777) == 0) return SHELL_OK;
+  if (mkdir(narrow.c_str(), 0777) == 0) return FILE_OK;
   const int error = errno;
-  if (error == ENOENT) return SHELL_ERR_PATH_NOT_FOUND;
+  if (error == ENOENT) return FILE_ERR_PATH_NOT_FOUND;
   struct stat status;
   const bool exists = stat(narrow.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-  errno = error;  // for whoever wants to tell the reason: stat has one of its own
-  return exists ? SHELL_ERR_ALREADY_EXISTS : SHELL_ERR_COMMAND_FAILED;
+  errno = error;  // the reason of mkdir, not of stat
+  return exists ? FILE_ERR_ALREADY_EXISTS : FILE_ERR_COMMAND_FAILED;
 }
 
 std::uint32_t DirectFileSystem::RemoveEmptyDirectory(const stdx::u16string& path) {
-  return rmdir(ToNarrow(path).c_str()) == 0 ? SHELL_OK : SHELL_ERR_COMMAND_FAILED;
+  return rmdir(ToNarrow(path).c_str()) == 0 ? FILE_OK : FILE_ERR_COMMAND_FAILED;
 }
 
 std::uint32_t DirectFileSystem::ShellMove(const stdx::u16string& from, const stdx::u16string& to) {
@@ -241,18 +242,18 @@ std::uint32_t DirectFileSystem::ShellMove(const stdx::u16string& from, const std
   const fs::path target = AsPath(to);
   struct stat status;
   if (lstat(source.c_str(), &status) != 0) {
-    return errno == ENOENT || errno == ENOTDIR ? SHELL_ERR_COMMAND_FAILED
-                                               : SHELL_ERR_INVALID_PARAMETER;
+    return errno == ENOENT || errno == ENOTDIR ? FILE_ERR_COMMAND_FAILED
+                                               : FILE_ERR_INVALID_PARAMETER;
   }
-  if (S_ISDIR(status.st_mode)) return SHELL_ERR_INVALID_PARAMETER;
-  if (rename(source.c_str(), target.c_str()) == 0) return SHELL_OK;
+  if (S_ISDIR(status.st_mode)) return FILE_ERR_INVALID_PARAMETER;
+  if (rename(source.c_str(), target.c_str()) == 0) return FILE_OK;
   const bool moved = errno == EXDEV && MoveAcross(source, status, target);
-  return moved ? SHELL_OK : SHELL_ERR_INVALID_PARAMETER;
+  return moved ? FILE_OK : FILE_ERR_INVALID_PARAMETER;
 }
 
 std::uint32_t DirectFileSystem::ShellRemoveFile(const stdx::u16string& path) {
   unlink(ToNarrow(path).c_str());
-  return SHELL_OK;
+  return FILE_OK;
 }
 
 std::uint32_t DirectFileSystem::CreateTempFile(const stdx::u16string& directory,
@@ -261,9 +262,9 @@ std::uint32_t DirectFileSystem::CreateTempFile(const stdx::u16string& directory,
   name->clear();
   stdx::string narrow = ToNarrow(directory + prefix) + "XXXXXX";
   const OwnedFile file(mkstemp(narrow.data()));
-  if (!file) return SHELL_ERR_NO_TEMP_FILE;
+  if (!file) return FILE_ERR_NO_TEMP_FILE;
   *name = ToUtf16(narrow);
-  return SHELL_OK;
+  return FILE_OK;
 }
 
 }  // namespace quarn

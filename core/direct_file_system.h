@@ -1,9 +1,9 @@
-// The file-system policy that works inside the process instead of through the shell and answers
-// precisely: whether a directory was there or made, what is at a path, that a file is new. On it an
-// installation can restore exactly what was there before.
+// The file-system policy that works inside the process instead of through the shell. It tells
+// whether a directory was made or existed, what is at a path, and whether a file is new. With that
+// an installation can restore exactly what was there before.
 //
-// Paths reach the system as they are: no shell ever sees them. Functions that answer a code leave
-// the reason of a failure in errno.
+// Paths go to the system unchanged, never to a shell. Functions that answer a code leave the reason
+// of a failure in errno: their signatures are those of the file layer, which has only codes.
 #pragma once
 
 #include <cstdint>
@@ -11,23 +11,10 @@
 
 #include "core/basic_string.h"
 #include "core/file.h"
+#include "core/file_system_policy.h"
 #include "core/shell.h"
 
 namespace quarn {
-
-/// By what a process knows a file again that it made.
-struct MadeFile {
-  std::uint64_t size = 0;    ///< bytes
-  std::int64_t seconds = 0;  ///< its write time since 1970
-  /// Of the file on its volume; 0 where it is not known. Asked for only of a file in work: one that
-  /// is complete may have been to another volume and back.
-  std::uint64_t number = 0;
-  /// Whether it may still have been written when this was noted: then its number is enough, and of
-  /// a file without one that it is empty.
-  bool is_in_work = false;
-
-  friend bool operator==(const MadeFile&, const MadeFile&) = default;
-};
 
 struct DirectFileSystem {
   /// What is at a path; a link counts as a file, wherever it leads.
@@ -48,29 +35,29 @@ struct DirectFileSystem {
   static constexpr auto FileTruncate = &quarn::FileTruncate;
   static constexpr auto FileGetLastError = &quarn::FileGetLastError;
 
-  /// What an open file can be known by. Nothing where the system does not tell.
+  /// What an open file can be recognised by later. Nothing where the system does not tell.
   static std::optional<MadeFile> Identify(FileHandle handle);
 
-  // The next three throw std::system_error where they cannot find out: "nothing" would be a licence
-  // to use the name.
+  // The next three throw std::system_error where they cannot find out: an answer "nothing" would
+  // allow the caller to use the name.
 
   static Node Look(const stdx::u16string& path);
-  /// Whether the file at `path` is the one that `made` tells of, as it was then.
+  /// Whether the file at `path` is the one that `made` describes, unchanged since.
   static bool IsMade(const stdx::u16string& path, const MadeFile& made);
-  /// `path` with the name that its directory has for what is there: another one where the directory
-  /// takes letters of either case for the same.
+  /// `path` with the name under which its directory lists what is there: it can differ in letter
+  /// case where the directory ignores case.
   static stdx::u16string ListedPath(const stdx::u16string& path);
 
-  /// Makes one directory, its parent being there: 0, 183 when it exists, 3 without a parent, 2
-  /// otherwise.
+  /// Makes one directory. 183 when it exists, 3 when its parent does not, 2 for every other
+  /// failure.
   static std::uint32_t ShellMakeDirectory(const stdx::u16string& path);
-  /// Removes a directory if there is nothing in it. 0, or 2 where it stays or was not there.
+  /// Removes a directory if it is empty. 2 when it is not, or does not exist.
   static std::uint32_t RemoveEmptyDirectory(const stdx::u16string& path);
-  /// Renames a file or link over what is at `to`, or copies it there where `to` is on another
-  /// volume, with its write time (a link's in whole seconds), permissions and owner; a copy has one
-  /// name and no extended attributes. It gets its name when it is complete and on the disk. 2 when
-  /// `from` does not exist, 87 for a directory and every other failure, with `from` as it was and
-  /// nothing new at `to`.
+  /// Renames a file or link over what is at `to`. To another volume it copies instead: with write
+  /// time (a link's in whole seconds), permissions and owner, without further hard links and
+  /// extended attributes. The copy gets the name `to` when it is complete and on the disk. 2 when
+  /// `from` does not exist, 87 for a directory and every other failure; `from` and `to` are then as
+  /// before.
   static std::uint32_t ShellMove(const stdx::u16string& from, const stdx::u16string& to);
   /// Removes a file. Always 0.
   static std::uint32_t ShellRemoveFile(const stdx::u16string& path);
@@ -81,5 +68,7 @@ struct DirectFileSystem {
   static std::uint32_t CreateTempFile(const stdx::u16string& directory,
                                       const stdx::u16string& prefix, stdx::u16string* name);
 };
+
+static_assert(RestoringFileSystem<DirectFileSystem>);
 
 }  // namespace quarn

@@ -28,7 +28,7 @@ int Descriptor(FileHandle handle) { return static_cast<int>(handle); }
 
 /// -1 where it cannot be opened; errno tells why.
 int Open(const stdx::u16string& path, int flags) {
-  // The shells that this process starts have no business with its files.
+  // The shells that this process starts must not inherit its files.
   return open(ToNarrow(UpToZero(path)).c_str(), flags | O_CLOEXEC, 0660);
 }
 
@@ -50,15 +50,15 @@ std::uint32_t FileOpen(const stdx::u16string& path, std::uint32_t access, std::u
 
 std::uint32_t FileOpenToMap(const stdx::u16string& path, FileHandle* handle) {
   last_error = FILE_OK;
-  // Without the flag a FIFO is not open before somebody writes to it.
-  const int descriptor = Open(path, O_RDONLY | O_NONBLOCK);
-  if (descriptor == -1) return FailWithErrno();
+  // Without O_NONBLOCK, opening a FIFO waits for a writer.
+  OwnedFile file(Open(path, O_RDONLY | O_NONBLOCK));
+  if (!file) return FailWithErrno();
   struct stat status;
-  if (fstat(descriptor, &status) == -1 || (!S_ISREG(status.st_mode) && !S_ISBLK(status.st_mode))) {
-    close(descriptor);
+  if (fstat(file.descriptor(), &status) == -1 ||
+      (!S_ISREG(status.st_mode) && !S_ISBLK(status.st_mode))) {
     return Fail(FILE_ERR_INVALID_PARAMETER);
   }
-  *handle = descriptor;
+  *handle = std::exchange(file.handle, kInvalidFile);
   return FILE_OK;
 }
 
@@ -84,7 +84,7 @@ std::uint32_t FileWrite(FileHandle handle, const void* buffer, std::uint32_t cou
   if (handle == kInvalidFile) return Fail(FILE_ERR_INVALID_HANDLE);
   if (bytes_written == nullptr) return FILE_OK;
   *bytes_written = static_cast<std::uint32_t>(write(Descriptor(handle), buffer, count));
-  return last_error;  // 0 whatever happened: callers compare the bytes written
+  return last_error;  // deliberate: 0 also after a failure, callers compare the bytes written
 }
 
 std::uint32_t FileSeek(FileHandle handle, std::int64_t distance, std::int64_t* high,
@@ -101,7 +101,7 @@ std::uint32_t FileSeek(FileHandle handle, std::int64_t distance, std::int64_t* h
   if (high != nullptr) offset += static_cast<std::uint64_t>(*high) << 32;
   const off_t moved = lseek(Descriptor(handle), static_cast<off_t>(offset), whence);
   const auto position = static_cast<std::uint64_t>(moved);
-  // The logical shift makes the high part of a failure 0xFFFFFFFF, the sign of failure above.
+  // The logical shift makes the high part of a failure 0xFFFFFFFF, as callers expect it.
   if (high != nullptr) *high = static_cast<std::int64_t>(position >> 32);
   return static_cast<std::uint32_t>(position);
 }
@@ -141,7 +141,7 @@ std::uint32_t FileSetWriteTime(FileHandle handle, const std::uint64_t*, const st
   timeval time{};
   time.tv_sec = TicksToUnixSeconds(*last_write);
   const timeval times[2] = {time, time};
-  // A file whose time cannot be set is installed all the same; the next pass copies it again.
+  // Deliberate: a file whose time cannot be set counts as installed. The next pass copies it again.
   static_cast<void>(futimes(Descriptor(handle), times));
   return FILE_OK;
 }

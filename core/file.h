@@ -2,14 +2,15 @@
 // the kit reader and the installation are written against, over POSIX descriptors. There is no
 // table of handles and no buffering: every call goes straight to the descriptor.
 //
-// Paths are UTF-16; a zero unit ends a path. Functions return a `FILE_...` code unless they say
-// otherwise and keep it as the thread's last error. A path that the locale cannot express throws
-// std::length_error. Any thread may call; one handle belongs to one thread at a time.
+// Paths are UTF-16 and end at their first terminator. Functions return a `FILE_...` code unless
+// they say otherwise and keep it as the thread's last error. A path that the locale cannot express
+// throws std::length_error. Any thread may call; one handle belongs to one thread at a time.
 #pragma once
 
 #include <cstdint>
 
 #include "core/basic_string.h"
+#include "core/result_codes.h"
 
 namespace quarn {
 
@@ -17,17 +18,12 @@ namespace quarn {
 using FileHandle = std::int64_t;
 inline constexpr FileHandle kInvalidFile = -1;
 
-inline constexpr std::uint32_t FILE_OK = 0;
-inline constexpr std::uint32_t FILE_ERR_NOT_FOUND = 2;
-inline constexpr std::uint32_t FILE_ERR_INVALID_HANDLE = 6;
-inline constexpr std::uint32_t FILE_ERR_INVALID_PARAMETER = 87;
-
 /// Desired access; the two together open for reading and writing.
 inline constexpr std::uint32_t FILE_ACCESS_READ = 0x80000000;
 inline constexpr std::uint32_t FILE_ACCESS_WRITE = 0x40000000;
 
-/// Creation disposition. `FILE_CREATE_ALWAYS` creates a missing file and leaves the contents of an
-/// existing one: who rewrites a file cuts it himself.
+/// Creation disposition. `FILE_CREATE_ALWAYS` creates a missing file and keeps the contents of an
+/// existing one: to rewrite a file, truncate it.
 inline constexpr std::uint32_t FILE_CREATE_ALWAYS = 2;
 inline constexpr std::uint32_t FILE_OPEN_EXISTING = 3;
 inline constexpr std::uint32_t FILE_TRUNCATE_EXISTING = 5;
@@ -36,7 +32,7 @@ inline constexpr std::uint32_t FILE_TRUNCATE_EXISTING = 5;
 inline constexpr std::uint32_t FILE_NORMAL = 0x80;
 inline constexpr std::uint32_t FILE_NORMAL_SEQUENTIAL = 0x8000080;
 
-/// The start of a seek's distance; any other value counts from the start too.
+/// What a seek's distance counts from; any other value means the start.
 inline constexpr std::uint32_t FILE_FROM_START = 0;
 inline constexpr std::uint32_t FILE_FROM_CURRENT = 1;
 inline constexpr std::uint32_t FILE_FROM_END = 2;
@@ -60,13 +56,13 @@ constexpr std::uint64_t UnixSecondsToTicks(std::int64_t seconds) noexcept {
 std::uint32_t FileOpen(const stdx::u16string& path, std::uint32_t access, std::uint32_t share_mode,
                        std::uint32_t disposition, std::uint32_t flags, FileHandle* handle);
 
-/// Opens an existing file for reading through mappings. Waits for nobody: what cannot be mapped (a
-/// directory, FIFO, socket or character device) is refused with 87 once it is open.
+/// Opens an existing file that is to be mapped. Never waits. 87 for what cannot be mapped: a
+/// directory, FIFO, socket or character device.
 std::uint32_t FileOpenToMap(const stdx::u16string& path, FileHandle* handle);
 
-/// Reads `count` bytes, going on after short reads until the end of the file, which is no error:
-/// `*bytes_read` tells. `context` is reserved for asynchronous callers; without both pointers the
-/// call fails, with only `context` it does nothing.
+/// Reads `count` bytes into `buffer`, or as many as there are up to the end of the file, and sets
+/// `*bytes_read`. The end of the file is no error. `context` is reserved for asynchronous callers:
+/// with neither pointer the call fails with 87, with only `context` it does nothing.
 std::uint32_t FileRead(FileHandle handle, void* buffer, std::uint32_t count,
                        std::uint32_t* bytes_read, void* context);
 
@@ -77,15 +73,14 @@ std::uint32_t FileWrite(FileHandle handle, const void* buffer, std::uint32_t cou
 
 /// Moves by `distance` plus `*high` times 2^32 bytes. Returns the low 32 bits of the new position
 /// and stores the high ones in `*high` if given. A failing seek answers `FILE_SEEK_FAILED` in both
-/// and leaves the last error 0.
+/// and does not set the last error.
 std::uint32_t FileSeek(FileHandle handle, std::int64_t distance, std::int64_t* high,
                        std::uint32_t method);
 
 /// Closes the handle. Does not reset the last error.
 std::uint32_t FileClose(FileHandle handle);
 
-/// Closes what it holds, if anything, at its end. That keeps errno: closing has a reason of its
-/// own.
+/// Owns an open file, or nothing, and closes it at its end. The destructor keeps errno.
 class OwnedFile {
  public:
   OwnedFile() = default;
@@ -94,7 +89,7 @@ class OwnedFile {
   OwnedFile& operator=(const OwnedFile&) = delete;
   ~OwnedFile();
 
-  /// Closes the file before that, once. Returns the code.
+  /// Closes the file now. 0 where there is none.
   std::uint32_t Close();
   explicit operator bool() const noexcept { return handle != kInvalidFile; }
   int descriptor() const noexcept { return static_cast<int>(handle); }
@@ -108,17 +103,17 @@ std::uint32_t FileGetTimes(FileHandle handle, std::uint64_t* creation, std::uint
                            std::uint64_t* last_write);
 
 /// Sets access and write time to `*last_write`, cut to whole seconds; the other two are ignored,
-/// and so is a failure to set it. Without `last_write` the code tells what errno holds.
+/// and so is a failure to set it. Without `last_write` the code is that of the current errno.
 std::uint32_t FileSetWriteTime(FileHandle handle, const std::uint64_t* creation,
                                const std::uint64_t* last_access, const std::uint64_t* last_write);
 
 /// Cuts the file at the current position.
 std::uint32_t FileTruncate(FileHandle handle);
 
-/// The code of the latest failing call of this thread, 0 where every call since succeeded.
+/// The code of this thread's latest call, or 0 if it succeeded.
 std::uint32_t FileGetLastError() noexcept;
 
-/// Makes `code` the last error and returns it: for a layer that refuses what this one would do.
+/// Makes `code` the last error and returns it. For a policy that refuses a call by itself.
 std::uint32_t FileSetLastError(std::uint32_t code) noexcept;
 
 }  // namespace quarn

@@ -1,15 +1,15 @@
-// The ordinary file-system policy: the free functions of this folder under one name, for the
-// classes that are written once over a policy (the kit reader and the installation).
+// The file-system policy of the wizard: the free functions of this directory under one name.
 #pragma once
 
 #include "core/dir_scan.h"
 #include "core/file.h"
+#include "core/file_system_policy.h"
 #include "core/shell.h"
 
 namespace quarn {
 
-/// What an installation asks of a file system. The wizard runs on this one: trees are handled by
-/// shell commands, and a "*" scan answers as `FindFirst` says. It has no data.
+/// Makes, moves and removes trees by shell commands. A "*" scan answers as `FindFirst` says. Has no
+/// data.
 struct FileSystem {
   using Scan = DirScan;
 
@@ -38,5 +38,7 @@ struct FileSystem {
   static constexpr auto IsTempDirectoryNamed = &quarn::IsTempDirectoryNamed;
   static constexpr auto CreateTempFile = &quarn::CreateTempFile;
 };
+
+static_assert(OrdinaryFileSystem<FileSystem>);
 
 }  // namespace quarn

@@ -17,7 +17,7 @@ namespace {
 
 constexpr const char* kDiscardErrors = " 2>/dev/null";
 
-/// The path between double quotes, and nothing done about what it holds.
+/// The path between double quotes, not escaped.
 stdx::string Quoted(const stdx::string& path) { return '"' + path + '"'; }
 stdx::string Quoted(const stdx::u16string& path) { return Quoted(ToNarrow(path)); }
 
@@ -28,7 +28,7 @@ bool IsDirectory(const char* path) {
   return stat(path, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-/// The temporary directory as the system knows it.
+/// The temporary directory in the locale's encoding.
 stdx::string TempDirectory() {
   const char* const variable = std::getenv("TMPDIR");
   return variable != nullptr && IsDirectory(variable) ? variable : "/var/tmp/";
@@ -38,24 +38,24 @@ stdx::string TempDirectory() {
 
 std::uint32_t ShellMakeDirectory(const stdx::u16string& path) {
   const int status = RunShellCommand("mkdir -p " + Quoted(path) + kDiscardErrors);
-  if (status == -1) return SHELL_ERR_INVALID_PARAMETER;
-  return ExitStatus(status) != 0 ? SHELL_ERR_COMMAND_FAILED : SHELL_OK;
+  if (status == -1) return FILE_ERR_INVALID_PARAMETER;
+  return ExitStatus(status) != 0 ? FILE_ERR_COMMAND_FAILED : FILE_OK;
 }
 
 std::uint32_t ShellRemoveTree(const stdx::u16string& path) {
   RunShellCommand("rm -rf " + Quoted(path) + kDiscardErrors);
-  return SHELL_OK;
+  return FILE_OK;
 }
 
 std::uint32_t ShellMove(const stdx::u16string& from, const stdx::u16string& to) {
   const int status = RunShellCommand("mv " + Quoted(from) + " " + Quoted(to) + kDiscardErrors);
-  if (status == -1) return SHELL_ERR_INVALID_PARAMETER;
-  return ExitStatus(status) == 1 ? SHELL_ERR_COMMAND_FAILED : SHELL_OK;
+  if (status == -1) return FILE_ERR_INVALID_PARAMETER;
+  return ExitStatus(status) == 1 ? FILE_ERR_COMMAND_FAILED : FILE_OK;
 }
 
 std::uint32_t ShellRemoveFile(const stdx::u16string& path) {
   RunShellCommand("rm -f " + Quoted(path));
-  return SHELL_OK;
+  return FILE_OK;
 }
 
 int RunShellCommand(const stdx::string& command) { return std::system(command.c_str()); }
@@ -67,14 +67,14 @@ stdx::u16string ReadCommandLine(const stdx::u16string& command) {
   const bool any = std::fgets(line, sizeof(line), output) != nullptr;
   pclose(output);
   const std::size_t length = any ? std::strlen(line) : 0;
-  // The last character goes, meant for the line end, also where there is none.
+  // Deliberate: the last character is removed even where it is not a line end.
   return ToUtf16(stdx::string(line, length == 0 ? 0 : length - 1));
 }
 
 std::uint32_t GetTempDirectory(stdx::u16string* directory) {
   *directory = ToUtf16(TempDirectory());
   if (!directory->ends_with(u'/')) directory->push_back(u'/');
-  return SHELL_OK;
+  return FILE_OK;
 }
 
 bool IsTempDirectoryNamed() { return SurvivesRoundTrip(TempDirectory()); }
@@ -87,14 +87,14 @@ std::uint32_t CreateTempFile(const stdx::u16string& directory, const stdx::u16st
   const std::unique_ptr<char, Free> narrow(
       tempnam(ToNarrow(directory).c_str(), ToNarrow(prefix).c_str()));
   name->clear();
-  if (narrow == nullptr) return SHELL_ERR_NO_TEMP_FILE;
-  *name = ToUtf16(narrow.get());  // before there is a file that nobody could name
+  if (narrow == nullptr) return FILE_ERR_NO_TEMP_FILE;
+  *name = ToUtf16(narrow.get());  // may throw, so before the file is made
   const int status = RunShellCommand("touch " + Quoted(narrow.get()) + kDiscardErrors);
-  return status != 0 ? SHELL_ERR_NO_TEMP_FILE : SHELL_OK;
+  return status != 0 ? FILE_ERR_NO_TEMP_FILE : FILE_OK;
 }
 
 std::uint32_t GetFreeTempSpace(std::uint32_t* bytes) {
-  if (bytes == nullptr) return SHELL_ERR_INVALID_PARAMETER;
+  if (bytes == nullptr) return FILE_ERR_INVALID_PARAMETER;
   *bytes = 0;
   struct statvfs volume;
   if (statvfs(TempDirectory().c_str(), &volume) == 0) {
@@ -104,7 +104,7 @@ std::uint32_t GetFreeTempSpace(std::uint32_t* bytes) {
     const bool above = block_size != 0 && blocks > kCeiling / block_size;
     *bytes = static_cast<std::uint32_t>(above ? kCeiling : blocks * block_size);
   }
-  return SHELL_OK;
+  return FILE_OK;
 }
 
 std::uint32_t GetFileSize32(const stdx::u16string& path, std::uint32_t* size) {

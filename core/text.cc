@@ -15,9 +15,9 @@ extern char** environ;  // NOLINT: declared by the system's headers on some plat
 namespace quarn {
 namespace {
 
-/// Whether the variables that choose a locale (LANG, LC_..., LOCPATH) differ from the `known` ones,
-/// which are "NAME=value" texts, each with its zero byte; makes them known. One walk over the
-/// environment is much cheaper than asking for them name by name.
+/// Whether the variables that choose a locale (LANG, LC_..., LOCPATH) differ from `known`, which
+/// holds their "NAME=value" texts, each with its terminator; updates `known`. One walk over the
+/// environment is much cheaper than a look-up of each name.
 bool LocaleVariablesChanged(stdx::string& known) {
   std::size_t at = 0;
   bool changed = false;
@@ -36,18 +36,19 @@ bool LocaleVariablesChanged(stdx::string& known) {
   return changed;
 }
 
-/// Puts the environment's locale in force, for good: nothing here needs the one before it. Asking
-/// whether it is in force already is much cheaper than selecting it again.
+/// Selects the environment's locale, and does not go back to the one before. Asking whether it is
+/// selected already is much cheaper than selecting it again.
 void SelectEnvironmentLocale() {
   struct Selection {
     std::mutex mutex;
     stdx::string variables;
     stdx::string in_force;  // a locale always has a name, so the first call selects
   };
-  static Selection& last = *new Selection;  // stays: threads may convert while the process ends
+  // Never destroyed: threads may convert while the process ends.
+  static Selection& last = *new Selection;
 
   const std::lock_guard lock(last.mutex);
-  // Somebody else in the process (a desktop toolkit, say) may have chosen another one meanwhile.
+  // Other code in the process, such as a desktop toolkit, may have selected another one meanwhile.
   const bool changed = LocaleVariablesChanged(last.variables);
   if (!changed && last.in_force == std::setlocale(LC_ALL, nullptr)) return;
   std::setlocale(LC_ALL, "");

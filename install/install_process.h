@@ -16,7 +16,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/file.h"
+#include "core/file_system_policy.h"
 #include "core/text.h"
 #include "install/process_data.h"
 #include "kit/records.h"
@@ -24,20 +24,9 @@
 
 namespace quarn {
 
-/// What a pass itself asks of a file system: the file layer's operations, as core/file.h has them.
-template <class Files>
-concept InstalledFiles = requires(Files& files, const stdx::u16string& path, FileHandle handle,
-                                  void* bytes, std::uint32_t number, std::uint64_t time) {
-  { files.FileOpen(path, number, number, number, number, &handle) } -> std::same_as<std::uint32_t>;
-  { files.FileRead(handle, bytes, number, &number, nullptr) } -> std::same_as<std::uint32_t>;
-  { files.FileWrite(handle, bytes, number, &number, nullptr) } -> std::same_as<std::uint32_t>;
-  { files.FileSeek(handle, number, nullptr, number) } -> std::same_as<std::uint32_t>;
-  { files.FileClose(handle) } -> std::same_as<std::uint32_t>;
-  { files.FileGetTimes(handle, nullptr, nullptr, &time) } -> std::same_as<std::uint32_t>;
-  { files.FileSetWriteTime(handle, nullptr, nullptr, &time) } -> std::same_as<std::uint32_t>;
-  { files.FileTruncate(handle) } -> std::same_as<std::uint32_t>;
-  { files.FileGetLastError() } -> std::same_as<std::uint32_t>;
-};
+/// A kit over a file system that it can be installed with.
+template <class Data>
+concept InstallableData = InstallFileSystem<typename Data::FileSystemType>;
 
 /// How a file is copied out of the image.
 struct CopyRules {
@@ -100,7 +89,7 @@ std::uint32_t Noted(std::vector<Note>& notes, Note note, Step step) {
 }
 
 /// The write time of the file at `path`; nothing where none can be read.
-template <class Files>
+template <InstallFileSystem Files>
 std::optional<std::uint64_t> InstalledTime(Files& files, const stdx::u16string& path) {
   FileHandle installed = kInvalidFile;
   if (files.FileOpen(path, FILE_ACCESS_READ, 0, FILE_OPEN_EXISTING, FILE_NORMAL, &installed) != 0) {
@@ -119,7 +108,7 @@ inline bool IsUpToDate(std::optional<std::uint64_t> installed_time, std::uint64_
 }
 
 /// The contents of file number `file` of the kit, from the image to the open file `output`.
-template <class Data>
+template <InstallableData Data>
 std::uint32_t CopyContents(Data& data, std::size_t file, FileHandle output, CopyRules rules) {
   auto& files = data.file_system();
   const auto& record = data.files()[file];
@@ -155,7 +144,7 @@ std::uint32_t CopyContents(Data& data, std::size_t file, FileHandle output, Copy
 }
 
 /// Writes file number `file` of the kit to `path`, with the kit's write time.
-template <class Data, InstallTransactionFor Transaction>
+template <InstallableData Data, InstallTransactionFor Transaction>
 std::uint32_t ExtractFile(Transaction& transaction, Data& data, std::size_t file,
                           const stdx::u16string& path) {
   FileHandle output = kInvalidFile;
@@ -175,7 +164,7 @@ std::uint32_t ExtractFile(Transaction& transaction, Data& data, std::size_t file
 
 /// One pass, in a fresh transaction, that installs `data` into `target`, which ends in a separator
 /// unless empty. Owns nothing of it; without `data` there is no file to install.
-template <class Data, InstallTransactionFor Transaction>
+template <InstallableData Data, InstallTransactionFor Transaction>
 class InstallPass {
  public:
   InstallPass(Transaction& transaction, Data* data, stdx::u16string target,

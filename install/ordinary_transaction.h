@@ -8,35 +8,16 @@
 // system's defined behaviour; restoring_transaction.h has the one that brings everything back.
 #pragma once
 
-#include <concepts>
 #include <cstddef>
 #include <cstdint>
 
 #include "core/dir_scan.h"
-#include "core/shell.h"
+#include "core/file_system_policy.h"
 #include "core/text.h"
 #include "install/install_process.h"
 #include "install/install_transaction.h"
 
 namespace quarn {
-
-/// What an ordinary transaction asks of its file system, as core/shell.h and core/dir_scan.h have
-/// it.
-template <class Files>
-concept OrdinaryFileSystem = InstalledFiles<Files> &&
-    requires(Files& files, typename Files::Scan& scan, const stdx::u16string& path,
-             stdx::u16string* out) {
-  { files.GetTempDirectory(out) } -> std::same_as<std::uint32_t>;
-  { files.ShellMakeDirectory(path) } -> std::same_as<std::uint32_t>;
-  { files.ShellRemoveTree(path) } -> std::same_as<std::uint32_t>;
-  { files.ShellMove(path, path) } -> std::same_as<std::uint32_t>;
-  { files.ShellRemoveFile(path) } -> std::same_as<std::uint32_t>;
-  { files.FindFirst(scan, path) } -> std::same_as<bool>;
-  { files.FindNext(scan) } -> std::same_as<bool>;
-  { files.GetName(scan) } -> std::same_as<stdx::u16string>;
-  { files.GetAttributes(scan) } -> std::same_as<std::uint32_t>;
-  files.CloseScan(scan);
-};
 
 /// The steps work on the last transaction of the sequence. Results are codes of the file and shell
 /// operations, 0 for success.
@@ -54,8 +35,7 @@ class OrdinaryTransaction {
 
   std::uint32_t MakeWay(std::size_t, const stdx::u16string& path) {
     const std::uint32_t code = BackupFile(path);
-    const bool nothing_to_move =
-        code == SHELL_ERR_COMMAND_FAILED || code == SHELL_ERR_PATH_NOT_FOUND;
+    const bool nothing_to_move = code == FILE_ERR_COMMAND_FAILED || code == FILE_ERR_PATH_NOT_FOUND;
     if (code != 0 && !nothing_to_move) return code;
     // Without any "/" this is the whole path.
     return MakeDirectoryRecorded(path.substr(0, path.rfind(u'/')));
@@ -179,10 +159,10 @@ class OrdinaryTransaction {
   std::uint32_t MakeDirectoryWithParents(const stdx::u16string& path, bool recorded) {
     if (IsRootPath(path)) return 0;
     std::uint32_t code = MakeOneDirectory(path, recorded);
-    if (code == 0 || code == SHELL_ERR_ALREADY_EXISTS) return 0;
+    if (code == 0 || code == FILE_ERR_ALREADY_EXISTS) return 0;
     const std::size_t separator = path.rfind(u'/');
-    if (separator == stdx::u16string::npos) return SHELL_ERR_PATH_NOT_FOUND;
-    if (separator == 2 && path[1] == u':') return SHELL_ERR_PATH_NOT_FOUND;
+    if (separator == stdx::u16string::npos) return FILE_ERR_PATH_NOT_FOUND;
+    if (separator == 2 && path[1] == u':') return FILE_ERR_PATH_NOT_FOUND;
     code = MakeDirectoryWithParents(path.substr(0, separator), recorded);
     return code != 0 ? code : MakeOneDirectory(path, recorded);
   }

@@ -16,29 +16,12 @@
 #include <vector>
 
 #include "core/basic_string.h"
-#include "core/shell.h"
+#include "core/file_system_policy.h"
 #include "core/text.h"
 #include "install/install_process.h"
 #include "install/undo.h"
 
 namespace quarn {
-
-/// What a restoring transaction asks of its file system. `Look` and `ListedPath` throw
-/// std::system_error where they cannot know; the others answer codes and leave the reason of a
-/// failure in errno.
-template <class Files>
-concept RestoringFileSystem = InstalledFiles<Files> &&
-    requires(Files& files, const stdx::u16string& path, FileHandle* handle) {
-  { files.Look(path) } -> std::same_as<typename Files::Node>;
-  { files.ListedPath(path) } -> std::same_as<stdx::u16string>;
-  { files.FileCreateNew(path, handle) } -> std::same_as<std::uint32_t>;
-  { files.Identify(*handle) } -> std::same_as<std::optional<MadeFile>>;
-  { files.IsMade(path, MadeFile()) } -> std::same_as<bool>;
-  { files.ShellMakeDirectory(path) } -> std::same_as<std::uint32_t>;
-  { files.RemoveEmptyDirectory(path) } -> std::same_as<std::uint32_t>;
-  { files.ShellMove(path, path) } -> std::same_as<std::uint32_t>;
-  { files.ShellRemoveFile(path) } -> std::same_as<std::uint32_t>;
-};
 
 template <RestoringFileSystem Files>
 class RestoringTransaction {
@@ -126,14 +109,14 @@ class RestoringTransaction {
   std::uint32_t MakeDirectory(const stdx::u16string& path) {
     if (path.empty() || IsRootPath(path) || path == ready_directory_) return 0;
     std::uint32_t code = MakeOneDirectory(path);
-    if (code == SHELL_ERR_PATH_NOT_FOUND) {
+    if (code == FILE_ERR_PATH_NOT_FOUND) {
       // A separator at the end belongs to the directory itself.
       const std::size_t separator = path.substr(0, path.size() - 1).rfind(u'/');
       if (separator == stdx::u16string::npos) return code;
       code = MakeDirectory(path.substr(0, separator));
       if (code == 0) code = MakeOneDirectory(path);
     }
-    if (code != 0 && code != SHELL_ERR_ALREADY_EXISTS) return code;
+    if (code != 0 && code != FILE_ERR_ALREADY_EXISTS) return code;
     // Most files of a kit follow one of the same directory.
     ready_directory_ = path;
     return 0;
@@ -148,7 +131,7 @@ class RestoringTransaction {
     const stdx::u16string backup = BackupPath(staging_, file);
     const std::uint32_t code = Noted<UndoStep>(steps_, {UndoStep::Kind::kFileReplaced, path, file},
                                                [&] { return files_.ShellMove(path, backup); });
-    return code == SHELL_ERR_COMMAND_FAILED ? 0 : code;  // gone since it was looked at
+    return code == FILE_ERR_COMMAND_FAILED ? 0 : code;  // gone since it was looked at
   }
 
   Files& files_;

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "core/basic_string.h"
-#include "core/direct_file_system.h"
+#include "core/file_system_policy.h"
 
 namespace quarn {
 
@@ -60,48 +60,48 @@ inline stdx::u16string BackupPath(const stdx::u16string& staging, std::size_t fi
   return staging + stdx::u16string(static_cast<std::int32_t>(file), std::uint32_t{10});
 }
 
-/// Undoes one step. Throws where it cannot be known what is there. False with errno where it
-/// failed: EEXIST where something else is in the place of a file that was moved aside.
-template <class Files>
-bool UndoOne(Files& files, const stdx::u16string& staging, const UndoStep& step) {
+/// The errno of the call that failed last.
+inline int FailureReason() noexcept { return errno != 0 ? errno : EIO; }
+
+/// Undoes one step. Returns 0 or the errno of the failure: EEXIST where something else is now at
+/// the path of a file that was moved aside. Throws where it cannot find out what is there.
+template <RestoringFileSystem Files>
+int UndoOne(Files& files, const stdx::u16string& staging, const UndoStep& step) {
   using Node = typename Files::Node;
   switch (step.kind) {
     case UndoStep::Kind::kDirectoryMade:
       files.RemoveEmptyDirectory(step.path);
-      return true;
+      return 0;
     case UndoStep::Kind::kFileMade:
-      if (!files.IsMade(step.path, step.made)) return true;
+      if (!files.IsMade(step.path, step.made)) return 0;
       files.ShellRemoveFile(step.path);
-      return !files.IsMade(step.path, step.made);
+      return files.IsMade(step.path, step.made) ? FailureReason() : 0;
     case UndoStep::Kind::kFileReplaced:
       break;
   }
   const stdx::u16string backup = BackupPath(staging, step.file);
-  if (files.Look(backup) == Node::kNothing) return true;  // not moved aside, or back already
-  if (files.Look(step.path) != Node::kNothing) {
-    errno = EEXIST;
-    return false;
-  }
-  return files.ShellMove(backup, step.path) == 0;
+  if (files.Look(backup) == Node::kNothing) return 0;  // not moved aside, or back already
+  if (files.Look(step.path) != Node::kNothing) return EEXIST;
+  return files.ShellMove(backup, step.path) == 0 ? 0 : FailureReason();
 }
 
 /// Undoes `steps` from the last to the first; those that are left stay in it. Returns 0, or the
 /// errno of the one that failed, which is the last that is left. `staging` ends in "/".
-template <class Files>
+template <RestoringFileSystem Files>
 int Undo(Files& files, const stdx::u16string& staging, std::vector<UndoStep>& steps) noexcept {
   while (!steps.empty()) {
-    bool undone = false;
+    int error = 0;
     // Once more where it threw: unwinding may have freed memory for it.
-    for (int tries = 0; tries < 2 && !undone; ++tries) {
+    for (int tries = 0; tries < 2; ++tries) {
       errno = 0;
       try {
-        undone = UndoOne(files, staging, steps.back());
+        error = UndoOne(files, staging, steps.back());
         break;
       } catch (...) {
-        if (errno == 0) errno = ENOMEM;
+        error = errno != 0 ? errno : ENOMEM;
       }
     }
-    if (!undone) return errno != 0 ? errno : EIO;
+    if (error != 0) return error;
     steps.pop_back();
   }
   return 0;

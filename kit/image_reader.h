@@ -1,6 +1,6 @@
-// Reads the tables of a kit's image, field by field. Every count, length and size is held against
-// what is left of the image before anything is allocated or read, so memory stays in proportion to
-// the image, however damaged. Failures are thrown as 32-bit codes.
+// Reads the tables of a kit's image, field by field. Every count, length and size is compared with
+// the rest of the image before anything is allocated or read, so even a damaged image takes memory
+// in proportion to its size only. Failures are thrown as 32-bit codes.
 #pragma once
 
 #include <cstddef>
@@ -10,10 +10,11 @@
 
 #include "core/basic_string.h"
 #include "core/file.h"
+#include "core/file_system_policy.h"
 
 namespace quarn {
 
-/// The bytes that a record takes at least: its size, and its fields with empty texts.
+/// The smallest records in bytes: a size, and the fields with empty texts.
 inline constexpr std::uint32_t kMinProductRecord = 4 + 4 * 4;
 inline constexpr std::uint32_t kMinFileRecord = 4 + 4 + 8 + 4 + 4;
 
@@ -22,8 +23,8 @@ stdx::u16string TextFromBytes(const unsigned char* bytes, std::uint32_t unit_cou
 std::uint32_t U32FromBytes(const unsigned char* bytes) noexcept;
 std::uint64_t U64FromBytes(const unsigned char* bytes) noexcept;
 
-/// The bytes of one record behind its size, taken from the front. What its fields leave over is
-/// not looked at. Throws 87 when a field does not fit.
+/// The fields of one record, taken one after the other. Bytes after the last field are ignored.
+/// Throws 87 when a field does not fit.
 class RecordBody {
  public:
   explicit RecordBody(std::vector<unsigned char> bytes) noexcept : bytes_(std::move(bytes)) {}
@@ -47,15 +48,15 @@ class RecordBody {
   std::size_t taken_ = 0;
 };
 
-/// The last error of the file layer, or 87 where that is 0 although a call failed.
-template <class FileSystem>
+/// The code of a call that failed: the last error of the file layer, or 87 where that is 0.
+template <ReadableFiles FileSystem>
 std::uint32_t FileErrorCode(FileSystem& files) {
   const std::uint32_t code = files.FileGetLastError();
   return code != FILE_OK ? code : FILE_ERR_INVALID_PARAMETER;
 }
 
 /// Reads an open image from its start. Owns neither the file system nor the handle.
-template <class FileSystem>
+template <ReadableFiles FileSystem>
 class ImageReader {
  public:
   ImageReader(FileSystem& files, FileHandle image) : files_(files), image_(image) {
@@ -85,7 +86,7 @@ class ImageReader {
     return count;
   }
 
-  /// A record's size, which counts itself, and the bytes behind it.
+  /// A record: its size in bytes, which includes the size itself, and its fields.
   RecordBody ReadRecord() {
     const std::uint32_t size = ReadU32();
     if (size < 4) throw FILE_ERR_INVALID_PARAMETER;

@@ -12,7 +12,7 @@
 
 #include "core/basic_string.h"
 #include "core/file.h"
-#include "core/shell.h"
+#include "core/file_system_policy.h"
 #include "kit/image_reader.h"
 #include "kit/image_tables.h"
 #include "kit/records.h"
@@ -25,14 +25,15 @@ struct NoPolicyInRecords {};
 /// A kit over two policies: `Compressor` makes the image, `FileSystem` reads it. Empty until
 /// `Read` succeeds, read-only afterwards.
 ///
-/// The image is a file in the temporary directory. It is deleted when reading fails, and
-/// otherwise left there, also by the destructor, which only closes it: it goes with the temporary
-/// directory.
+/// The image is a file in the temporary directory. It is deleted when reading fails. Otherwise it
+/// stays, and is removed with the temporary directory: the destructor only closes it.
 ///
 /// Threads: `Read` runs before a worker exists. From then on both threads may read the records;
 /// the image handle and the copy buffer belong to the installation.
 template <class Compressor, class FileSystem>
 class InstallData {
+  static_assert(ImageFileSystem<FileSystem>);
+
  public:
   using FileSystemType = FileSystem;
   using FileData = config::FileData<
@@ -50,8 +51,8 @@ class InstallData {
 
   /// Inflates the kit `kit_path` and reads its tables. Returns 0 or the code of the failing step:
   /// 13 for a corrupt stream, 87 for tables that do not fit the image, or a code of the file
-  /// and shell operations. On failure no file record and no image is left; other exceptions
-  /// (memory, a path that the locale cannot express) pass through, and leave none either.
+  /// and shell operations. Passes other exceptions on (memory, a path that the locale cannot
+  /// express). Either way a failure leaves no file record and no image.
   std::uint32_t Read(const stdx::u16string& kit_path) {
     TablesTrace trace;
     return Read(kit_path, trace);
@@ -90,7 +91,7 @@ class InstallData {
   void MakeImage(const stdx::u16string& kit_path) {
     stdx::u16string directory;
     Check(file_system_.GetTempDirectory(&directory));
-    if (!file_system_.IsTempDirectoryNamed()) throw SHELL_ERR_NO_TEMP_FILE;
+    if (!file_system_.IsTempDirectoryNamed()) throw FILE_ERR_NO_TEMP_FILE;
     Check(file_system_.CreateTempFile(directory, u"kpt", &image_path_));
     Check(compressor_.Decompress(kit_path, image_path_));
     Check(file_system_.FileOpen(image_path_, FILE_ACCESS_READ | FILE_ACCESS_WRITE, 0,
@@ -109,7 +110,7 @@ class InstallData {
     image_path_.clear();
   }
 
-  // Declared in the order in which an installation's memory is described to those who inspect it.
+  // The order of these members is part of the system's interface.
   std::vector<config::ProductInfo> products_;
   std::vector<FileData> files_;
   stdx::u16string image_path_;

@@ -19,7 +19,7 @@ constexpr std::uint32_t kRoomPerKitByte = 3;
 }  // namespace
 
 stdx::string GetKitDirectory(const stdx::string& executable) {
-  // In a path that is part of no bundle the search goes from the end.
+  // Without a bundle `bundle` is npos, and this finds the last separator.
   const std::size_t bundle = executable.rfind(kProgramInBundle);
   const std::size_t separator = executable.rfind('/', bundle);
   return separator == stdx::string::npos ? stdx::string() : executable.substr(0, separator);
@@ -55,7 +55,7 @@ std::optional<std::uint32_t> GetKitSize(const stdx::u16string& kit_path) {
 
 std::optional<std::uint32_t> GetRoomForImage() {
   std::uint32_t bytes = 0;
-  if (GetFreeTempSpace(&bytes) != SHELL_OK) return std::nullopt;
+  if (GetFreeTempSpace(&bytes) != FILE_OK) return std::nullopt;
   return bytes;
 }
 

@@ -12,13 +12,13 @@
 namespace quarn {
 namespace {
 
-/// What inflate is given at a time, and the room it gets for its output.
+/// Bytes of input for one call of inflate, and of the buffer for its output.
 constexpr std::uint32_t kChunkSize = 32768;
-/// What is mapped at a time: a mapping of its own for each chunk costs more than reading it.
+/// Bytes that are mapped at a time: mapping each chunk by itself costs more than reading it.
 constexpr std::uint32_t kMappedSize = 16 * kChunkSize;
 
-/// A read-only view of a part of a file, released at the end: views that stay would pile up until
-/// the kernel refuses the next one.
+/// A read-only mapping of a part of a file. Released at the end, because the kernel limits the
+/// number of mappings of a process.
 class Mapping {
  public:
   Mapping(const OwnedFile& file, std::uint32_t offset, std::uint32_t size)
@@ -67,7 +67,8 @@ std::uint32_t LZCompressor::Decompress(const stdx::u16string& source,
 
   std::optional<Mapping> mapping;
   std::uint32_t chunk = kChunkSize;
-  // After an error or the end of the stream zlib stays where it is, so the last chunk decides.
+  // After an error or the end of the stream, zlib answers every further call with the same status.
+  // So it is enough to look at the last one.
   for (std::uint32_t offset = 0; offset < size; offset += chunk) {
     chunk = std::min(chunk, size - offset);
     if (offset % kMappedSize == 0) {
@@ -82,7 +83,7 @@ std::uint32_t LZCompressor::Decompress(const stdx::u16string& source,
       status = inflate(&stream, Z_NO_FLUSH);
       // All input is used up: the rest comes with the next chunk, or is missing.
       if (status == Z_BUF_ERROR && stream.avail_in == 0) status = Z_OK;
-      // A disk that fills up is found by whoever reads the image.
+      // Deliberate: a failure to write is ignored. The reader finds an image that is too short.
       std::uint32_t written;
       FileWrite(image.handle, buffer.get(), chunk - stream.avail_out, &written, nullptr);
     } while (stream.avail_out == 0 && status == Z_OK);

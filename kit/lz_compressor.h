@@ -19,9 +19,9 @@ class LZCompressor {
   /// the file layer when a file cannot be opened (87 also when `source` is nothing that can be
   /// mapped: a directory, FIFO, socket or character device), or `kErrorCorruptKit`.
   ///
-  /// A stream that ends early is no error here: its tables end early, and their reader sees that.
-  /// Bytes behind the end of the stream are ignored, and so is the outcome of writing. Of a
-  /// source of 4 GiB or more only the size modulo 2^32 is read.
+  /// A stream that ends early is no error here: the reader of the tables finds out. Bytes after the
+  /// end of the stream are ignored, and so are failures of writing. Of a source of 4 GiB or more
+  /// only the first bytes are read, as many as its size modulo 2^32.
   std::uint32_t Decompress(const stdx::u16string& source, const stdx::u16string& destination) const;
 };
 

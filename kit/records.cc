@@ -7,7 +7,7 @@
 namespace quarn {
 namespace {
 
-/// A language that the locale cannot express, as only a damaged kit has one, equals no other.
+/// A language that the locale cannot express equals no other. Only a damaged kit has one.
 bool SameLanguage(const stdx::u16string& a, const stdx::u16string& b) {
   try {
     return CompareNoCase(a, b) == 0;

@@ -1,5 +1,5 @@
-// What a kit tells of itself: the product in each language, and the files. The layout of these
-// records in a kit's image is described in docs/kit-format.md.
+// The contents of a kit: the product in each language, and the files. docs/kit-format.md describes
+// the layout of these records in a kit's image.
 #pragma once
 
 #include <cstdint>

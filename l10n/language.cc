@@ -24,7 +24,7 @@ StartOptions ReadOptions(int argc, const char* const* argv) {
     switch (argument.size() < 2 ? '\0' : argument[1]) {
       case 'L':
       case 'l':
-        // The first language option ends the scan, known or not: what stands behind it is not read.
+        // The first language option ends the scan, whether the language is known or not.
         Choose(options, stdx::string(argument.substr(2)));
         return options;
       case 'S':

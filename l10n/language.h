@@ -20,7 +20,7 @@ struct StartOptions {
 /// Reads the arguments (`argv[0]` is the program), chooses the language and makes it the current
 /// one. `locale_identifier` gives the user's locale ("en_GB") and is asked only when no argument
 /// names a known language; then an empty LANG is set to it followed by ".UTF-8". Options are
-/// "-" or "/" and a letter in either case: "L" with a language code behind it ends the scan, "S" is
+/// "-" or "/" and a letter in either case: "L" followed by a language code ends the scan, "S" is
 /// silent mode, others are ignored. Main thread, before any other thread exists.
 StartOptions SelectLanguage(int argc, const char* const* argv,
                             const std::function<stdx::string()>& locale_identifier);

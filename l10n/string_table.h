@@ -20,7 +20,7 @@ struct ByteOrder {
 using StringTable = std::map<stdx::string, stdx::string, ByteOrder>;
 
 struct LanguageEntry {
-  stdx::string code;  ///< two letters; not unique: "es" stands twice
+  stdx::string code;  ///< two letters; not unique: there are two of "es"
   StringTable table;
 };
 
@@ -33,7 +33,7 @@ inline constexpr std::int32_t kEnglish = 5;
 /// The languages of the program, for its whole life.
 const LanguageRegistry& Languages() noexcept;
 
-/// The tables that no registry entry receives, for those who check translations.
+/// The tables that no language shows. For tests of the translations.
 const StringTable& GreekTable() noexcept;
 const StringTable& HungarianTable() noexcept;
 
@@ -46,7 +46,7 @@ void LoadString(stdx::u16string* text, const stdx::string& id);
 stdx::u16string LoadString(const stdx::string& id);
 
 /// The text of `id` in the current language as its table holds it, in UTF-8 whatever the locale;
-/// null when there is none. For those who must say something where a conversion may fail.
+/// null when there is none. For messages that must appear even if a conversion fails.
 const stdx::string* FindText(const stdx::string& id) noexcept;
 
 /// The id of the first language with this code, letter case counting; `kNoLanguage` if none.

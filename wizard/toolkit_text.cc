@@ -54,7 +54,7 @@ stdx::string ToToolkit(const stdx::u16string& text) {
       continue;
     }
     const auto end = std::find_if(at, text.end(), IsAscii);
-    const stdx::u16string word(at, end);
+    const stdx::u16string word(at, static_cast<std::size_t>(end - at));
     const stdx::string narrow = ToNarrow(word);
     if (DecodeUtf8(narrow)) {
       utf8 += narrow;

@@ -38,8 +38,15 @@ auto CreateTerminated(const typename S::value_type* text) {
 }
 
 template <class S>
+S Filled(std::size_t count) {
+  S string;
+  string.resize(count, 'x');
+  return string;
+}
+
+template <class S>
 auto Copy(std::size_t count) {
-  return [string = S(count, 'x')]() mutable {
+  return [string = Filled<S>(count)]() mutable {
     DoNotOptimize(string);
     S copy(string);
     DoNotOptimize(copy);
@@ -50,7 +57,7 @@ constexpr std::size_t kKept = 100;
 
 template <class S>
 auto CopyAndKeep(std::size_t count) {
-  return [string = S(count, 'x')]() mutable {
+  return [string = Filled<S>(count)]() mutable {
     std::array<S, kKept> copies;
     for (S& copy : copies) {
       DoNotOptimize(string);
@@ -62,7 +69,7 @@ auto CopyAndKeep(std::size_t count) {
 
 template <class S>
 auto CopyAssign(std::size_t count) {
-  return [string = S(count, 'x'), target = S()]() mutable {
+  return [string = Filled<S>(count), target = S()]() mutable {
     DoNotOptimize(string);
     target = string;
     DoNotOptimize(target);
@@ -81,10 +88,10 @@ auto AppendOneByOne(std::size_t count) {
 /// A copy and one write to it: where sharing costs instead of saving.
 template <class S>
 auto CopyAndWrite(std::size_t count) {
-  return [string = S(count, 'x')]() mutable {
+  return [string = Filled<S>(count)]() mutable {
     DoNotOptimize(string);
     S copy(string);
-    copy[0] = 'y';
+    copy.data()[0] = 'y';
     DoNotOptimize(copy);
   };
 }

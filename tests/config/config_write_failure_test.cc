@@ -133,7 +133,7 @@ TEST_F(FullDiskTest, AnInstallationThatCannotBeRecordedCostsNoLineAndIsTriedTwic
   const std::string before = LinesOf(20000, "key") + "ConfigurationTemplatesLocation=/old\n";
   WriteFile(Own(), before);
   FillDisk();
-  std::vector<stdx::u16string> locations{u"/old", stdx::u16string(20000, u'n')};
+  std::vector<stdx::u16string> locations{u"/old", stdx::u16string(std::u16string(20000, u'n'))};
   EXPECT_EQ(ThrownBy([&] { RecordTemplateDir(u"/new", locations, false, false); }), 2);
   EXPECT_EQ(ReadFile(Own()), before);
   // The second try shows in the directories made before it.

@@ -143,7 +143,7 @@ void ModelRemoveDuplicates(U16List& list) {
   U16List seen;
   for (std::size_t i = 0; i < list.size();) {
     stdx::u16string key = list[i];
-    if (!key.empty() && key.back() != u'/' && key.back() != u'\\') key.push_back(u'/');
+    if (!key.empty() && !key.ends_with(u'/') && !key.ends_with(u'\\')) key.push_back(u'/');
     if (ModelHolds(seen, key)) {
       list.erase(list.begin() + static_cast<std::ptrdiff_t>(i));
     } else {
@@ -207,7 +207,7 @@ class Generator {
 
   stdx::u16string Text() {
     static const U16List pieces = {
-        u"a", u"A", u"b", u"/", u"\\", u"\u00E9", stdx::u16string(1, u'\0')};
+        u"a", u"A", u"b", u"/", u"\\", u"\u00E9", stdx::u16string(u"\0", 1)};
     stdx::u16string text(Below(40) == 0 ? u"\xD800" : u"");
     for (std::size_t n = Below(4); n != 0; --n) text += pieces[Below(pieces.size())];
     return text;

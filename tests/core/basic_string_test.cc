@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
-#include <list>
 #include <ranges>
 #include <thread>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "tests/core/units.h"
@@ -103,7 +103,7 @@ TYPED_TEST(BasicString, TheLongestInlineTextIsOneUnitBelowTheInlineCapacity) {
     SCOPED_TRACE(count);
     const S string = this->Long(count);
     ExpectText(string, this->Same(count));
-    EXPECT_EQ(string.is_inline(), count < S::kInlineCapacity);
+    EXPECT_EQ(string.mode() < S::kInlineCapacity, count < S::kInlineCapacity);
   }
 }
 
@@ -137,7 +137,7 @@ TYPED_TEST(BasicString, AStringJustMovedToTheHeapHasExactlyTheRoomItAskedFor) {
   appended.append(this->Same(299));
   ExpectHeap(appended, 301 + this->kHeader);
   S assigned = this->Text("ab");
-  assigned.assign(this->Same(301));
+  Assign(assigned, this->Same(301));
   ExpectHeap(assigned, 301 + this->kHeader);
   S reserved = this->Text("ab");
   reserved.reserve(301);
@@ -225,7 +225,7 @@ TYPED_TEST(BasicString, ABlockThatGrowsIsRoundedUpToItsSizeClass) {
     resized.resize(count);
     ExpectHeap(resized, row.rounded / kUnit);
     S assigned = this->Long();
-    assigned.assign(this->Same(count));
+    Assign(assigned, this->Same(count));
     ExpectHeap(assigned, row.rounded / kUnit);
     // What is appended is far above half as much again, so the same classes hold.
     S appended = this->Long();
@@ -244,7 +244,7 @@ TYPED_TEST(BasicString, AppendingGrowsTheBlockByHalf) {
   ExpectHeap(string, 30001);
   // Within them it is rounded: 100 units grow to 150, which are 304 of 300 or 152 of 150 bytes.
   S small = this->Long(100 - this->kHeader);
-  small.append(1, 'x');
+  small.push_back('x');
   ExpectHeap(small, kUnit == 1 ? 152 : 152);
 }
 
@@ -265,7 +265,7 @@ TYPED_TEST(BasicString, ResizingAndAssigningGrowExactly) {
   resized.resize(20001);
   ExpectHeap(resized, 20001 + this->kHeader);
   TypeParam assigned = this->Long(20000);
-  assigned.assign(this->Same(20001));
+  Assign(assigned, this->Same(20001));
   ExpectHeap(assigned, 20001 + this->kHeader);
 }
 
@@ -396,7 +396,7 @@ TYPED_TEST(BasicString, TheBlockLeftForIsExactlyAsLargeAsTheText) {
   TypeParam roomy = this->Long(50);
   roomy.reserve(500);
   TypeParam copy = roomy;
-  copy[0] = 'X';
+  copy.data()[0] = 'X';
   ExpectHeap(copy, 50 + this->kHeader);
   ExpectHeap(roomy, 500 + this->kHeader);
 }
@@ -428,12 +428,12 @@ TYPED_TEST(BasicString, MovingHandsTheBlockOnAndLeavesTheEmptyString) {
 TYPED_TEST(BasicString, SwappingExchangesInlineAndHeapStates) {
   TypeParam a = this->Text("abc");
   TypeParam b = this->Long(50);
-  swap(a, b);
+  std::swap(a, b);
   ExpectText(a, this->Same(50));
   ExpectText(b, "abc");
   ExpectInline(b);
   ExpectHeap(a, 50 + this->kHeader, 1);
-  a.swap(a);
+  std::swap(a, a);
   ExpectText(a, this->Same(50));
 }
 
@@ -444,21 +444,15 @@ TYPED_TEST(BasicString, EveryWayToWriteLeavesASharedBlockFirst) {
     void (*write)(S&);
   };
   static const Row kRows[] = {
-      {"[]", [](S& s) { s[3] = 'X'; }},
-      {"at", [](S& s) { s.at(3) = 'X'; }},
-      {"front", [](S& s) { s.front() = 'X'; }},
-      {"back", [](S& s) { s.back() = 'X'; }},
       {"data", [](S& s) { s.data()[3] = 'X'; }},
       {"begin", [](S& s) { *s.begin() = 'X'; }},
       {"end", [](S& s) { *(s.end() - 1) = 'X'; }},
-      {"rbegin", [](S& s) { *s.rbegin() = 'X'; }},
-      {"rend", [](S& s) { *(s.rend() - 1) = 'X'; }},
       {"push_back", [](S& s) { s.push_back('X'); }},
       {"pop_back", [](S& s) { s.pop_back(); }},
-      {"append", [](S& s) { s.append(2, 'X'); }},
+      {"append", [](S& s) { s.append(Units<typename S::value_type>("XX")); }},
       {"+=", [](S& s) { s += 'X'; }},
-      {"assign", [](S& s) { s.assign(Units<typename S::value_type>("X")); }},
-      {"insert", [](S& s) { s.insert(3, 2, 'X'); }},
+      {"assign", [](S& s) { Assign(s, Units<typename S::value_type>("X")); }},
+      {"insert", [](S& s) { s.insert(3, Units<typename S::value_type>("XX")); }},
       {"erase", [](S& s) { s.erase(3, 2); }},
       {"replace", [](S& s) { s.replace(3, 2, Units<typename S::value_type>("XYZ")); }},
       {"replace_all",
@@ -486,13 +480,8 @@ TYPED_TEST(BasicString, ReadingKeepsABlockShared) {
   const TypeParam string = this->Long(50);
   const TypeParam copy = string;
   EXPECT_EQ(copy[3], 'd');
-  EXPECT_EQ(copy.at(3), 'd');
   EXPECT_EQ(copy.front(), 'a');
-  EXPECT_EQ(copy.back(), this->Same(50).back());
   EXPECT_EQ(std::basic_string(copy.begin(), copy.end()), this->Same(50));
-  auto reversed = this->Same(50);
-  std::ranges::reverse(reversed);
-  EXPECT_EQ(std::basic_string(copy.rbegin(), copy.rend()), reversed);
   const TypeParam whole = copy.substr();  // a part that is everything
   EXPECT_EQ(whole.data(), string.data());
   EXPECT_EQ(string.use_count(), 3u);
@@ -514,8 +503,7 @@ TYPED_TEST(BasicString, VectorsOfStringsAndOfPairsGrowWithoutCopyingABlock) {
   EXPECT_EQ(string.use_count(), 1u);
 }
 
-// --- A string as its own source
-// -------------------------------------------------------------------
+// --- A string as its own source ---------------------------------------------------------------
 
 TYPED_TEST(BasicString, AppendsItselfInline) {
   TypeParam string = this->Text("abcd");
@@ -552,18 +540,12 @@ TYPED_TEST(BasicString, AppendsAPartOfItself) {
   }
 }
 
-TYPED_TEST(BasicString, AppendsItsOwnUnitsOneByOneAndBackwards) {
+TYPED_TEST(BasicString, AppendsItsOwnUnitsOneByOne) {
   TypeParam string = this->Text("abc");
   for (std::size_t i = 0; i < 40; ++i) string.push_back(std::as_const(string)[i]);
   std::basic_string<typename TypeParam::value_type> expected;
   while (expected.size() < 43) expected += Units<typename TypeParam::value_type>("abc");
   ExpectText(string, expected.substr(0, 43));
-
-  TypeParam mirror = this->Long(this->kShort);
-  mirror.append(mirror.crbegin(), mirror.crend());
-  auto reversed = this->Same(this->kShort);
-  std::ranges::reverse(reversed);
-  ExpectText(mirror, this->Same(this->kShort) + reversed);
 }
 
 TYPED_TEST(BasicString, AssignsAPartOfItself) {
@@ -582,7 +564,7 @@ TYPED_TEST(BasicString, AssignsAPartOfItself) {
 TYPED_TEST(BasicString, AssigningAShorterTextKeepsTheBlockAndItsRoom) {
   TypeParam string = this->Long(50);
   string.reserve(200);
-  string.assign(this->Same(40, 7));
+  Assign(string, this->Same(40, 7));
   ExpectHeap(string, 200 + this->kHeader);
   ExpectText(string, this->Same(40, 7));
 }
@@ -622,8 +604,7 @@ TYPED_TEST(BasicString, InsertsAndReplacesWithItself) {
   }
 }
 
-// --- Appending, inserting, erasing, replacing
-// -------------------------------------------------------
+// --- Appending, inserting, erasing, replacing -------------------------------------------------
 
 TYPED_TEST(BasicString, AppendingAPartTakesWhatIsThere) {
   TypeParam string = this->Text("ab");
@@ -667,22 +648,7 @@ TYPED_TEST(BasicString, InsertingAnEmptyRangeChangesNothing) {
   EXPECT_EQ(string.use_count(), 2u);
 }
 
-TYPED_TEST(BasicString, InsertsRangesAndRepeatedUnits) {
-  TypeParam string = this->Text("ad");
-  const std::list<char> range = {'b', 'c'};
-  string.insert(1, range.begin(), range.end());
-  ExpectText(string, "abcd");
-  string.insert(4, 3, 'x');
-  ExpectText(string, "abcdxxx");
-  string.append(range.begin(), range.end());
-  ExpectText(string, "abcdxxxbc");
-  string.assign(range.begin(), range.end());
-  ExpectText(string, "bc");
-  string.assign(30, 'z');
-  EXPECT_EQ(string, this->Text(std::string(30, 'z')));
-}
-
-TYPED_TEST(BasicString, InsertingBehindTheEndThrows) {
+TYPED_TEST(BasicString, InsertingBeyondTheEndThrows) {
   TypeParam string = this->Text("abc");
   EXPECT_EQ(ErrorOf<std::out_of_range>([&] { string.insert(4, this->Same(1)); }), kRangeText);
   EXPECT_EQ(ErrorOf<std::out_of_range>([&] { string.insert(4, this->Same(0)); }), kRangeText);
@@ -701,7 +667,7 @@ TYPED_TEST(BasicString, ErasingRemovesAtMostWhatIsThere) {
   ExpectText(string, "");
 }
 
-TYPED_TEST(BasicString, ErasingBehindTheEndThrows) {
+TYPED_TEST(BasicString, ErasingBeyondTheEndThrows) {
   TypeParam string = this->Long(50);
   const TypeParam other = string;
   EXPECT_EQ(ErrorOf<std::out_of_range>([&] { string.erase(51, 0); }), kRangeText);
@@ -726,20 +692,6 @@ TYPED_TEST(BasicString, ErasingCanMoveAHeapStringBackInline) {
   ExpectHeap(other, 50 + this->kHeader, 1);
 }
 
-TYPED_TEST(BasicString, ErasesBetweenIterators) {
-  TypeParam string = this->Long(50);
-  const TypeParam other = string;
-  const auto next = string.erase(std::remove(string.begin(), string.end(), 'c'), string.end());
-  EXPECT_EQ(next, string.end());
-  auto model = this->Same(50);
-  std::erase(model, 'c');
-  ExpectText(string, model);
-  string.erase(string.cbegin() + 1, string.cbegin() + 3);
-  model.erase(1, 2);
-  ExpectText(string, model);
-  ExpectText(other, this->Same(50));
-}
-
 TYPED_TEST(BasicString, ReplacesARange) {
   TypeParam string = this->Text("abcdef");
   string.replace(1, 3, this->Text("X").view());
@@ -758,25 +710,23 @@ TYPED_TEST(BasicString, PushesAndPopsAcrossTheInlineCapacity) {
   for (std::size_t i = 3 * this->kLong; i > 0; --i) {
     ExpectText(string, this->Same(i));
     string.pop_back();
-    EXPECT_EQ(string.is_inline(), i - 1 < this->kLong);
+    EXPECT_EQ(string.mode() < TypeParam::kInlineCapacity, i - 1 < this->kLong);
   }
 }
 
-// --- Concatenation
-// --------------------------------------------------------------------------------
+// --- Concatenation ----------------------------------------------------------------------------
 
 TYPED_TEST(BasicString, ConcatenationMakesAStringOfExactlyTheTotalLength) {
   using S = TypeParam;
   const S a = this->Long(6);
   const auto b = this->Same(5, 6);
-  for (const S& sum : {S(a + S(b)), S(a + b.c_str()), S(a + b)}) {
+  for (const S& sum : {a + S(b), a + b.c_str()}) {
     ExpectText(sum, this->Same(11));
     ExpectInline(sum);
   }
   const S left = this->Long(150);
   const auto right = this->Same(151, 150);
-  for (const S& sum : {left + S(right), left + right.c_str(), left + right,
-                       this->Same(150).c_str() + S(right), this->Same(150) + S(right)}) {
+  for (const S& sum : {left + S(right), left + right.c_str(), this->Same(150).c_str() + S(right)}) {
     ExpectText(sum, this->Same(301));
     ExpectHeap(sum, 301 + this->kHeader);  // no spare room, no size class
   }
@@ -786,8 +736,7 @@ TYPED_TEST(BasicString, ConcatenationMakesAStringOfExactlyTheTotalLength) {
   ExpectText(left + S(), this->Same(150));
 }
 
-// --- Replacing every occurrence
-// ---------------------------------------------------------------------
+// --- Replacing every occurrence ---------------------------------------------------------------
 
 TYPED_TEST(BasicString, ReplacesEveryOccurrence) {
   static constexpr struct {
@@ -858,8 +807,7 @@ TYPED_TEST(BasicString, ReplacesByAPartOfItself) {
   ExpectText(longer, "abcabcbcabcabcbc");
 }
 
-// --- Numbers
-// ----------------------------------------------------------------------------------------
+// --- Numbers ----------------------------------------------------------------------------------
 
 TEST_F(Utf16String, WritesIntegers) {
   constexpr auto kSmallest = std::numeric_limits<std::int32_t>::min();
@@ -932,8 +880,7 @@ TEST_F(Utf16String, ReadsTheLeadingNumber) {
   }
 }
 
-// --- Limits
-// -----------------------------------------------------------------------------------------
+// --- Limits -----------------------------------------------------------------------------------
 
 TYPED_TEST(BasicString, ReservingFromTheLimitOnThrowsBeforeAnythingElse) {
   TypeParam string = this->Long(50);
@@ -955,23 +902,17 @@ TYPED_TEST(BasicString, LengthsThatNoStringCanHaveThrowAndNeverWrap) {
   };
   static const Row kRows[] = {
       {"construct", [](S&, std::size_t count) { S(std::basic_string<C>().data(), count); }},
-      {"construct units", [](S&, std::size_t count) { S(count, C('x')); }},
       {"assign", [](S& s, std::size_t count) { s.assign(std::basic_string<C>().data(), count); }},
-      {"assign units", [](S& s, std::size_t count) { s.assign(count, 'x'); }},
       {"append", [](S& s, std::size_t count) { s.append(std::basic_string<C>().data(), count); }},
-      {"append units", [](S& s, std::size_t count) { s.append(count, 'x'); }},
       {"insert",
-       [](S& s, std::size_t count) { s.insert(1, std::basic_string<C>().data(), count); }},
-      {"insert units", [](S& s, std::size_t count) { s.insert(1, count, 'x'); }},
+       [](S& s, std::size_t count) {
+         const std::basic_string<C> none;
+         s.insert(1, std::basic_string_view<C>(none.data(), count));
+       }},
       {"replace",
        [](S& s, std::size_t count) {
          const std::basic_string<C> none;
          s.replace(1, 0, std::basic_string_view<C>(none.data(), count));
-       }},
-      {"concatenate",
-       [](S& s, std::size_t count) {
-         const std::basic_string<C> none;
-         s + std::basic_string_view<C>(none.data(), count);
        }},
       {"replace all",
        [](S& s, std::size_t count) {
@@ -1012,29 +953,22 @@ TYPED_TEST(BasicString, ManyLongReplacementsThatWouldWrapThrow) {
   ExpectText(string, "aaaa");
 }
 
-TYPED_TEST(BasicString, IndexingBehindTheEndThrowsOnlyInAt) {
-  TypeParam string = this->Text("abc");
-  EXPECT_EQ(std::as_const(string)[3], 0);  // the terminator can be read
-  EXPECT_EQ(ErrorOf<std::out_of_range>([&] { string.at(3); }), kRangeText);
-  EXPECT_EQ(ErrorOf<std::out_of_range>([&] { std::as_const(string).at(3); }), kRangeText);
+TYPED_TEST(BasicString, APartBeyondTheEndThrowsAndTheTerminatorCanBeRead) {
+  const TypeParam string = this->Text("abc");
+  EXPECT_EQ(string[3], 0);
+  ExpectText(string.substr(3), "");
   EXPECT_EQ(ErrorOf<std::out_of_range>([&] { string.substr(4); }), kRangeText);
-  EXPECT_EQ(ErrorOf<std::out_of_range>([&] { string.compare(4, 1, this->Same(1)); }), kRangeText);
-  typename TypeParam::value_type to[2];
-  EXPECT_EQ(ErrorOf<std::out_of_range>([&] { string.copy(to, 2, 4); }), kRangeText);
-  EXPECT_EQ(string.copy(to, 2, 2), 1u);
-  EXPECT_EQ(to[0], 'c');
 }
 
-// --- Comparing, searching, meeting the standard library
-// ----------------------------------------------
+// --- Comparing, searching, meeting the standard library ---------------------------------------
 
 TYPED_TEST(BasicString, UnitsCompareAsUnsignedNumbers) {
   using C = typename TypeParam::value_type;
-  const TypeParam high(1, static_cast<C>(-1));
+  const C largest = static_cast<C>(-1);
+  const TypeParam high(&largest, 1);
   const TypeParam low = this->Text("a");
   EXPECT_GT(high, low);
-  EXPECT_LT(low.compare(high), 0);
-  EXPECT_GT(high.compare(low), 0);
+  EXPECT_LT(low, high);
 }
 
 TYPED_TEST(BasicString, ComparesByUnitsThenByLength) {
@@ -1058,8 +992,7 @@ TYPED_TEST(BasicString, ComparesByUnitsThenByLength) {
     SCOPED_TRACE(::testing::Message() << row.a << " and " << row.b);
     const TypeParam a = this->Text(row.a);
     const TypeParam b = this->Text(row.b);
-    EXPECT_EQ(a.compare(b) < 0, row.sign < 0);
-    EXPECT_EQ(a.compare(b) > 0, row.sign > 0);
+    EXPECT_EQ(a > b, row.sign > 0);
     EXPECT_EQ(a == b, row.sign == 0);
     EXPECT_EQ(a != b.view(), row.sign != 0);
     EXPECT_EQ(a < b, row.sign < 0);
@@ -1067,7 +1000,6 @@ TYPED_TEST(BasicString, ComparesByUnitsThenByLength) {
     EXPECT_EQ(a.view() > b, row.sign > 0);
   }
   EXPECT_TRUE(this->Text("abc") == Units<typename TypeParam::value_type>("abc").c_str());
-  EXPECT_TRUE(Units<typename TypeParam::value_type>("abd").c_str() > this->Text("abc"));
 }
 
 TYPED_TEST(BasicString, SearchesAsTheStandardStringDoes) {
@@ -1084,15 +1016,10 @@ TYPED_TEST(BasicString, SearchesAsTheStandardStringDoes) {
   EXPECT_EQ(string.rfind(C('o'), 3), 0u);
   EXPECT_EQ(string.find_first_of(this->Text("wt").view()), 4u);
   EXPECT_EQ(string.find_last_of(this->Text("ne").view()), 10u);
-  EXPECT_EQ(string.find_first_not_of(this->Text("one ").view()), 4u);
-  EXPECT_EQ(string.find_last_not_of(this->Text("two").view()), 11u);
-  EXPECT_TRUE(string.starts_with(this->Text("one").view()));
-  EXPECT_TRUE(string.starts_with(C('o')));
-  EXPECT_TRUE(string.ends_with(this->Text("two").view()));
+  EXPECT_TRUE(string.ends_with(C('o')));
   EXPECT_FALSE(string.ends_with(C('x')));
-  EXPECT_TRUE(string.contains(this->Text("e t").view()));
+  EXPECT_TRUE(string.contains(C('t')));
   EXPECT_FALSE(string.contains(C('x')));
-  EXPECT_FALSE(TypeParam().starts_with(C()));
   EXPECT_FALSE(TypeParam().ends_with(C()));
 }
 
@@ -1151,8 +1078,7 @@ TEST_F(NarrowString, IsATerminatedTextForTheSystem) {
   }
 }
 
-// --- Threads
-// ------------------------------------------------------------------------------------------
+// --- Threads ----------------------------------------------------------------------------------
 
 TYPED_TEST(BasicString, ThreadsCopyAndDropOneSharedString) {
   const TypeParam string = this->Long(200);
@@ -1184,7 +1110,7 @@ TYPED_TEST(BasicString, ThreadsWriteTheirOwnCopiesOfOneSharedString) {
     for (int t = 0; t < 3; ++t) {
       threads.emplace_back([copy = string, t, &expected, &wrong, &ready]() mutable {
         for (++ready; ready < 3;) std::this_thread::yield();
-        copy[static_cast<std::size_t>(t)] = 'X';
+        copy.data()[static_cast<std::size_t>(t)] = 'X';
         copy.push_back('Y');
         auto model = expected;
         model[static_cast<std::size_t>(t)] = 'X';

@@ -115,17 +115,17 @@ TEST_F(DirectFileSystemTest, MakingADirectoryTellsWhatIsThere) {
   WriteFile(root() / "file", "");
   fs::create_symlink(".", root() / "link");
   fs::create_symlink("nowhere", root() / "dangling");
-  EXPECT_EQ(Files::ShellMakeDirectory(At("new")), SHELL_OK);
-  EXPECT_EQ(Files::ShellMakeDirectory(At("slash/")), SHELL_OK);
-  EXPECT_EQ(Files::ShellMakeDirectory(At("new")), SHELL_ERR_ALREADY_EXISTS);
-  EXPECT_EQ(Files::ShellMakeDirectory(At("new/")), SHELL_ERR_ALREADY_EXISTS);
-  EXPECT_EQ(Files::ShellMakeDirectory(At("link")), SHELL_ERR_ALREADY_EXISTS);
-  EXPECT_EQ(Files::ShellMakeDirectory(At("no/parent")), SHELL_ERR_PATH_NOT_FOUND);
-  EXPECT_EQ(Files::ShellMakeDirectory(At("file")), SHELL_ERR_COMMAND_FAILED);
-  EXPECT_EQ(Files::ShellMakeDirectory(At("file/below")), SHELL_ERR_COMMAND_FAILED);
+  EXPECT_EQ(Files::ShellMakeDirectory(At("new")), FILE_OK);
+  EXPECT_EQ(Files::ShellMakeDirectory(At("slash/")), FILE_OK);
+  EXPECT_EQ(Files::ShellMakeDirectory(At("new")), FILE_ERR_ALREADY_EXISTS);
+  EXPECT_EQ(Files::ShellMakeDirectory(At("new/")), FILE_ERR_ALREADY_EXISTS);
+  EXPECT_EQ(Files::ShellMakeDirectory(At("link")), FILE_ERR_ALREADY_EXISTS);
+  EXPECT_EQ(Files::ShellMakeDirectory(At("no/parent")), FILE_ERR_PATH_NOT_FOUND);
+  EXPECT_EQ(Files::ShellMakeDirectory(At("file")), FILE_ERR_COMMAND_FAILED);
+  EXPECT_EQ(Files::ShellMakeDirectory(At("file/below")), FILE_ERR_COMMAND_FAILED);
   const std::uint32_t code = Files::ShellMakeDirectory(At("dangling"));
   const int reason = errno;
-  EXPECT_EQ(code, SHELL_ERR_COMMAND_FAILED);
+  EXPECT_EQ(code, FILE_ERR_COMMAND_FAILED);
   EXPECT_EQ(reason, EEXIST) << "not that of the look at what is there";
 }
 
@@ -149,12 +149,12 @@ TEST_F(DirectFileSystemTest, MovingTellsAMissingFileFromAFailure) {
   WriteFile(root() / "a", "a");
   WriteFile(root() / "b", "b");
   fs::create_directory(root() / "dir");
-  EXPECT_EQ(Files::ShellMove(At("missing"), At("x")), SHELL_ERR_COMMAND_FAILED);
-  EXPECT_EQ(Files::ShellMove(At("a/below"), At("x")), SHELL_ERR_COMMAND_FAILED);
-  EXPECT_EQ(Files::ShellMove(At("dir"), At("x")), SHELL_ERR_INVALID_PARAMETER);
-  EXPECT_EQ(Files::ShellMove(At("a"), At("no/x")), SHELL_ERR_INVALID_PARAMETER);
-  EXPECT_EQ(Files::ShellMove(At("a"), At("dir")), SHELL_ERR_INVALID_PARAMETER);
-  EXPECT_EQ(Files::ShellMove(At("a"), At("b")), SHELL_OK);
+  EXPECT_EQ(Files::ShellMove(At("missing"), At("x")), FILE_ERR_COMMAND_FAILED);
+  EXPECT_EQ(Files::ShellMove(At("a/below"), At("x")), FILE_ERR_COMMAND_FAILED);
+  EXPECT_EQ(Files::ShellMove(At("dir"), At("x")), FILE_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(Files::ShellMove(At("a"), At("no/x")), FILE_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(Files::ShellMove(At("a"), At("dir")), FILE_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(Files::ShellMove(At("a"), At("b")), FILE_OK);
   EXPECT_EQ(ReadFile(root() / "b"), "a");
   EXPECT_FALSE(fs::exists(root() / "a"));
 }
@@ -175,7 +175,7 @@ TEST_F(DirectFileSystemVolumeTest, AMoveAcrossVolumesKeepsContentsTimeAndMode) {
   chmod((root() / "file").c_str(), 04751);
   const timespec times[2] = {{1000, 7}, {2000, 123456789}};
   ASSERT_EQ(utimensat(AT_FDCWD, (root() / "file").c_str(), times, 0), 0);
-  ASSERT_EQ(Files::ShellMove(At("file"), At("volume/file")), SHELL_OK);
+  ASSERT_EQ(Files::ShellMove(At("file"), At("volume/file")), FILE_OK);
   struct stat status {};
   ASSERT_EQ(stat((root() / "volume/file").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777u, 04751u);
@@ -191,14 +191,14 @@ TEST_F(DirectFileSystemVolumeTest, AForeignFileInTheWayOfTheCopyStays) {
   for (const auto& [name, contents] : foreign) WriteFile(root() / "volume" / name, contents);
   WriteFile(root() / "file", "text");
   fs::create_symlink("nowhere", root() / "link");
-  EXPECT_EQ(Files::ShellMove(At("file"), At("volume/file")), SHELL_OK);
-  EXPECT_EQ(Files::ShellMove(At("link"), At("volume/link")), SHELL_OK);
+  EXPECT_EQ(Files::ShellMove(At("file"), At("volume/file")), FILE_OK);
+  EXPECT_EQ(Files::ShellMove(At("link"), At("volume/link")), FILE_OK);
   TreeMap tree = Tree(root() / "volume");
   EXPECT_EQ(tree.erase("file") + tree.erase("link"), 2u);
   EXPECT_EQ(tree, foreign);
   // Nor does a move that fails take it away.
   WriteFile(root() / "large", std::string(2 << 20, 'x'));
-  EXPECT_EQ(Files::ShellMove(At("large"), At("volume/large")), SHELL_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(Files::ShellMove(At("large"), At("volume/large")), FILE_ERR_INVALID_PARAMETER);
   tree = Tree(root() / "volume");
   EXPECT_EQ(tree.erase("file") + tree.erase("link"), 2u);
   EXPECT_EQ(tree, foreign);
@@ -210,7 +210,7 @@ TEST_F(DirectFileSystemVolumeTest, TheReasonOfAFailedMoveIsInErrno) {
   fs::create_directory(root() / "volume/dir");
   const auto reason = [&](const char* from, const char* to) {
     errno = 0;
-    EXPECT_EQ(Files::ShellMove(At(from), At(to)), SHELL_ERR_INVALID_PARAMETER);
+    EXPECT_EQ(Files::ShellMove(At(from), At(to)), FILE_ERR_INVALID_PARAMETER);
     return errno;
   };
   EXPECT_EQ(reason("large", "volume/large"), ENOSPC);

@@ -102,7 +102,8 @@ TEST_F(TextTest, EveryUnitButTheSurrogatesGoesToUtf8AndBack) {
       put(0x80 | ((unit >> 6) & 0x3F));
       put(0x80 | (unit & 0x3F));
     }
-    const stdx::u16string text(1, static_cast<char16_t>(unit));
+    const char16_t units[] = {static_cast<char16_t>(unit), 0};
+    const stdx::u16string text(units);
     ASSERT_EQ(ToNarrow(text), bytes) << std::hex << unit;
     ASSERT_EQ(ToUtf16(bytes), text) << std::hex << unit;
   }
@@ -121,7 +122,8 @@ TEST_F(TextTest, LongTextsConvertWhole) {
 
 TEST_F(TextTest, SurrogatesHaveNoNarrowForm) {
   for (unsigned unit = 0xD800; unit < 0xE000; ++unit) {
-    ASSERT_EQ(NarrowError(stdx::u16string(1, static_cast<char16_t>(unit))), kTooLong);
+    const char16_t units[] = {static_cast<char16_t>(unit), 0};
+    ASSERT_EQ(NarrowError(units), kTooLong);
   }
   // Not even as a pair: pairs are not joined.
   EXPECT_EQ(NarrowError(u"\U0001F600"), kTooLong);
@@ -231,8 +233,9 @@ TEST_F(TextTest, Latin1TakesOneByteForEveryCharacter) {
   EXPECT_EQ(ToNarrow(u"caf\u00E9"), "caf\xE9");
   EXPECT_EQ(ToUtf16("caf\xE9"), u"caf\u00E9");
   for (unsigned unit = 1; unit < 256; ++unit) {
-    const stdx::u16string text(1, static_cast<char16_t>(unit));
-    EXPECT_EQ(ToNarrow(text), stdx::string(1, static_cast<char>(unit)));
+    const char16_t units[] = {static_cast<char16_t>(unit), 0};
+    const stdx::u16string text(units);
+    EXPECT_EQ(ToNarrow(text).view(), std::string(1, static_cast<char>(unit)));
     EXPECT_EQ(ToUtf16(ToNarrow(text)), text);
   }
   EXPECT_EQ(NarrowError(u"\u0142"), kTooLong);
@@ -242,7 +245,7 @@ TEST_F(TextTest, Latin1TakesOneByteForEveryCharacter) {
 
 TEST_F(TextTest, FourBytesForAUnitFit) {
   MAKE_LOCALE_OR_SKIP("zh_TW", "EUC-TW");
-  const stdx::u16string text(300, u'\u4E42');
+  const stdx::u16string text(std::u16string(300, u'\u4E42'));
   const stdx::string bytes = ToNarrow(text);
   EXPECT_EQ(bytes.size(), 4 * 300u);
   EXPECT_EQ(ToUtf16(bytes), text);

@@ -46,7 +46,13 @@ S PatternOf(std::size_t count, std::size_t from = 0) {
   return S(units.data(), units.size());
 }
 
-/// The shortest text that has to lie on the heap, and the longest that does not.
+/// Assigns a text of the standard library's.
+template <class S>
+void Assign(S& string, std::basic_string_view<typename S::value_type> text) {
+  string.assign(text.data(), text.size());
+}
+
+/// The shortest text that has to be on the heap, and the longest that does not.
 template <class S>
 constexpr std::size_t kLong = S::kInlineCapacity;
 template <class S>

@@ -218,7 +218,7 @@ TEST_F(OrdinaryPolicyTest, APlainFileInTheWayCostsTheDirectoryThatHoldsItAndThen
   WriteFile(target() / "a/own.txt", "mine");
   Installation<FileSystem> installation(KitBuilder().File(u"a\\b\\c\\d.txt", "new"), kit(),
                                         target());
-  EXPECT_EQ(installation.Run(), SHELL_ERR_COMMAND_FAILED);
+  EXPECT_EQ(installation.Run(), FILE_ERR_COMMAND_FAILED);
   EXPECT_EQ(GetStatus(&installation.record), (InstallStatus{2, ErrorText(), 0}));
   EXPECT_EQ(Tree(target()), (TreeMap{{"own.txt", "mine"}})) << "\"a\" was recorded on the way up";
 
@@ -321,7 +321,7 @@ TEST_F(OrdinaryPolicyVolumeTest, AReadOnlyTemporaryDirectoryIsAFailureThatCostsN
   ASSERT_TRUE(volume.MakeReadOnly());
   Installation<FileSystem> installation(KitBuilder().File(u"a\\1", "1"), kit(), target());
   setenv("TMPDIR", directory.c_str(), 1);
-  EXPECT_EQ(installation.Run(), SHELL_ERR_COMMAND_FAILED);
+  EXPECT_EQ(installation.Run(), FILE_ERR_COMMAND_FAILED);
   EXPECT_EQ(GetStatus(&installation.record), (InstallStatus{2, ErrorText(), 0}));
   EXPECT_EQ(Tree(target()), TreeMap());
   EXPECT_EQ(Tree(directory), (TreeMap{{"foreign", "not ours"}}));

@@ -39,11 +39,11 @@ TEST_F(OrdinaryTransactionTest, ADirectoryThatCannotBeMadeHasNoPathToTryAtItsEnd
   OrdinaryTransaction process(files, transactions);
   fs::current_path(target());
   WriteFile(target() / "file", "");
-  EXPECT_EQ(process.MakeDirectoryRecorded(u"file"), SHELL_ERR_PATH_NOT_FOUND);
-  EXPECT_EQ(process.MakeDirectoryRecorded(u""), SHELL_ERR_PATH_NOT_FOUND);
+  EXPECT_EQ(process.MakeDirectoryRecorded(u"file"), FILE_ERR_PATH_NOT_FOUND);
+  EXPECT_EQ(process.MakeDirectoryRecorded(u""), FILE_ERR_PATH_NOT_FOUND);
   // The root of a drive has no parent either.
   WriteFile(target() / "c:", "");
-  EXPECT_EQ(process.MakeDirectoryRecorded(u"c:/x"), SHELL_ERR_PATH_NOT_FOUND);
+  EXPECT_EQ(process.MakeDirectoryRecorded(u"c:/x"), FILE_ERR_PATH_NOT_FOUND);
   EXPECT_TRUE(transactions[0].created_directories.empty());
 }
 

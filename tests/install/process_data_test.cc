@@ -154,7 +154,7 @@ TEST_F(ProcessDataTest, AStatusIsNeverAMixtureOfTwo) {
     ASSERT_EQ(status.code, static_cast<std::uint32_t>(status.percent));
     if (status.message.empty()) continue;
     const std::string number = std::to_string(status.code);
-    ASSERT_TRUE(status.message.ends_with(std::u16string(number.begin(), number.end())));
+    ASSERT_TRUE(status.message.view().ends_with(std::u16string(number.begin(), number.end())));
   }
   stop = true;
   writer.join();

@@ -419,7 +419,7 @@ TEST_F(DirectInstallDataTest, ALostTemporaryDirectoryIsNoPlaceForAnImage) {
   SmallKit().WriteTo(root() / "quarn.tpk");
   using Faulty = FaultyFileSystem<DirectFileSystem>;
   InstallData<LZCompressor, Faulty> data{Faulty(&script)};
-  EXPECT_EQ(data.Read(U16(root() / "quarn.tpk")), SHELL_ERR_NO_TEMP_FILE);
+  EXPECT_EQ(data.Read(U16(root() / "quarn.tpk")), FILE_ERR_NO_TEMP_FILE);
 }
 
 TEST_F(OrdinaryInstallDataTest, TheImageIsMadeByTheShellWithItsUsualPermissions) {

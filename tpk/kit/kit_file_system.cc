@@ -147,7 +147,7 @@ std::uint32_t KitFileSystem::FileGetLastError() const noexcept {
 std::uint32_t KitFileSystem::ShellMakeDirectory(const stdx::u16string& path) {
   errno = 0;
   const std::uint32_t code = DirectFileSystem::ShellMakeDirectory(path);
-  if (code == SHELL_ERR_COMMAND_FAILED) {
+  if (code == FILE_ERR_COMMAND_FAILED) {
     outcome_->NoteProblem(ExitCode::kInputOutput, path, Reason(errno));
   }
   return code;
@@ -156,7 +156,7 @@ std::uint32_t KitFileSystem::ShellMakeDirectory(const stdx::u16string& path) {
 std::uint32_t KitFileSystem::ShellMove(const stdx::u16string& from, const stdx::u16string& to) {
   errno = 0;
   const std::uint32_t code = DirectFileSystem::ShellMove(from, to);
-  if (code == SHELL_ERR_INVALID_PARAMETER) {
+  if (code == FILE_ERR_INVALID_PARAMETER) {
     outcome_->NoteProblem(ExitCode::kInputOutput, from, Reason(errno));
   }
   return code;
@@ -165,7 +165,7 @@ std::uint32_t KitFileSystem::ShellMove(const stdx::u16string& from, const stdx::
 std::uint32_t KitFileSystem::CreateTempFile(const stdx::u16string&, const stdx::u16string&,
                                             stdx::u16string* name) {
   name->clear();
-  return SHELL_OK;
+  return FILE_OK;
 }
 
 }  // namespace quarn::tpk

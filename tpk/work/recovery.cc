@@ -24,7 +24,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-
 /// The folders on the way to the target, which were missing, and then what the journal has.
 std::vector<UndoStep> StepsToUndo(const HeldPlace& place, const Journal& journal,
                                   const fs::path& target) {

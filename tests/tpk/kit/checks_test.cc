@@ -64,8 +64,8 @@ TEST(Checks, ANameIsFoundOutAtEveryPlace) {
 
 TEST(Checks, TheWholeNameMustLeaveRoomForATarget) {
   stdx::u16string name;
-  for (int i = 0; i < 30; ++i) name += stdx::u16string(100, u'x') + u"\\";
-  name += stdx::u16string(42, u'x');
+  for (int i = 0; i < 30; ++i) name += stdx::u16string(std::u16string(100, u'x')) + u"\\";
+  name += stdx::u16string(std::u16string(42, u'x'));
   Findings findings;
   CheckName(name, findings);
   EXPECT_EQ(Codes(findings), Strings()) << name.size();
