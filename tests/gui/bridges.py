@@ -6,7 +6,6 @@ from desktop import SCREEN
 class Qt:
     """The wizard on Qt."""
 
-    press_seconds = 0.03
     offers = {"no display", "scaling", "screen reader", "wayland"}
     corner = (0, 0)  # where screens begin: at the top
 
@@ -25,7 +24,6 @@ class Qt:
 class AppKit:
     """The wizard on AppKit, over GNUstep."""
 
-    press_seconds = 0.25  # what is shorter may be overlooked
     offers = {"bundle"}
     corner = (0, SCREEN[1] - 360)  # where screens begin: at the bottom
 

@@ -7,22 +7,30 @@ import time
 
 SCREEN = (1280, 960)
 
-_PATIENCE = 30.0  # seconds; a loaded machine is slow, a hanging wizard is for ever
+_PATIENCE = 30.0  # seconds; a loaded machine is slow, a hanging wizard never comes back
 
 
 class Timeout(AssertionError):
     """What was waited for did not come."""
 
 
-def wait_for(condition, what, patience=_PATIENCE):
-    """Waits until `condition()` is true and returns what it gives."""
+def wait_for(condition, what, patience=_PATIENCE, progress=None):
+    """Waits until `condition()` is true and returns what it gives.
+
+    Gives up after `patience` seconds, but waits as long again whenever `progress()` has changed by then.
+    """
+    seen = progress() if progress else None
     end = time.monotonic() + patience
     while True:
         result = condition()
         if result:
             return result
         if time.monotonic() > end:
-            raise Timeout(f"waited {patience:g} s for {what}")
+            reached = progress() if progress else None
+            if reached == seen:
+                raise Timeout(f"waited {patience:g} s for {what}")
+            seen = reached
+            end = time.monotonic() + patience
         time.sleep(0.02)
 
 
@@ -35,7 +43,7 @@ def run(*command, **options):
 
 
 class Window:
-    """A window that the window manager knows. Places are those in its content, from the top left."""
+    """A window that the window manager knows. Positions are those in its content, from the top left."""
 
     def __init__(self, number, desktop):
         self.number = number
@@ -78,7 +86,7 @@ class Window:
         return active.stdout.strip() == self.number
 
     def move(self, x, y):
-        """Its content to this place of the screen, its frame around that."""
+        """Its content to this position on the screen, with its frame around it."""
         left, _, top, _ = (int(size) for size in self.property("_NET_FRAME_EXTENTS").split("=")[1].split(","))
         run("xdotool", "windowmove", "--sync", self.number, str(x - left), str(y - top))
 
@@ -87,7 +95,7 @@ class Window:
 
     def click(self, x, y):
         run("xdotool", "mousemove", "--window", self.number, str(x), str(y), "mousedown", "1",
-            "sleep", str(self._desktop.press_seconds), "mouseup", "1")
+            "sleep", "0.03", "mouseup", "1")
 
     def key(self, *names):
         """Presses keys as the user does: they go to the active window, which this one must be."""
@@ -100,7 +108,7 @@ class Window:
         run("xdotool", "type", "--delay", "20", "--", text)
 
     def ask_to_close(self):
-        """Presses the close button of the title bar, so to speak."""
+        """Does what the close button of the title bar does."""
         self.activate()
         run("xdotool", "key", "--delay", "50", "alt+F4")
 
@@ -118,9 +126,8 @@ _MANAGER_CONFIGURATION = """<?xml version="1.0" encoding="UTF-8"?>
 class Desktop:
     """The X server, its window manager and its windows."""
 
-    def __init__(self, environment, press_seconds):
+    def __init__(self, environment):
         self.environment = environment
-        self.press_seconds = press_seconds
         self._letters = []  # that have been given keys
         os.makedirs("/tmp/.X11-unix", mode=0o1777, exist_ok=True)
         reading, writing = os.pipe()

@@ -65,7 +65,7 @@ class World:
             if name in os.environ:
                 self.environment[name] = os.environ[name]
 
-    # --- Places that the wizard knows ---
+    # --- Paths that the wizard knows ---
 
     @property
     def default_target(self):
@@ -121,7 +121,7 @@ class World:
         return 250
 
     def use_bundle(self):
-        """Puts the bundle of the build where the executable stood."""
+        """Replaces the executable by the bundle of the build."""
         self.setup.unlink()
         bundle = self.application / "Setup.app"
         shutil.copytree(self._programs["bundle"], bundle)
@@ -151,7 +151,7 @@ class World:
     def desktop(self):
         """Started when it is first asked for."""
         if self._desktop is None:
-            self._desktop = Desktop(self.environment, self.bridge.press_seconds)
+            self._desktop = Desktop(self.environment)
         return self._desktop
 
     def start_screen_reader(self):
@@ -196,6 +196,10 @@ class World:
         """The relative paths of the files below the target directory."""
         target = pathlib.Path(target or self.default_target)
         return {str(path.relative_to(target)) for path in target.rglob("*") if path.is_file()}
+
+    def files(self):
+        """All files below the scenario's directory; an installation that gets on changes them."""
+        return {os.path.join(directory, name) for directory, _, names in os.walk(self.root) for name in names}
 
     def check(self, condition, what):
         if not condition:
@@ -243,10 +247,10 @@ class Wizard:
 
     # --- What the user does in the wizard's window ---
 
-    def press(self, place):
+    def press(self, position):
         # The window of a message or chooser is gone before the keyboard is back here.
         wait_for(self.window.is_active, "the wizard to have the keyboard")
-        self.window.click(*place)
+        self.window.click(*position)
 
     def fill_field(self, text):
         self.window.click(*FIELD)
@@ -260,7 +264,7 @@ class Wizard:
         self.wait_recorded()
 
     def wait_recorded(self):
-        wait_for(lambda: self.world.recorded, "the installation to be recorded")
+        wait_for(lambda: self.world.recorded, "the installation to be recorded", progress=self.world.files)
 
     # --- The end ---
 
@@ -274,7 +278,7 @@ class Wizard:
 
     def finish(self):
         """Waits for the end of the program, which always counts as a success of it."""
-        wait_for(lambda: not self.is_running, "the program to end")
+        wait_for(lambda: not self.is_running, "the program to end", progress=self.world.files)
         self.world.check_equal(self._process.returncode, 0, f"exit status, with {self.output!r}")
         if self.world.has_desktop:
             wait_for(lambda: not self.world.desktop.windows(), "no window to be left")

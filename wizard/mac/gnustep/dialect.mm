@@ -7,6 +7,8 @@
 #include <csignal>
 #include <cstdio>
 
+#import <GNUstepGUI/GSDisplayServer.h>
+
 #include "look.h"
 #include "wizard/environment_locale.h"
 
@@ -19,14 +21,14 @@
 
 @implementation QuarnApplication
 
-/// Once: `run` will say it again.
+/// Does it only once: `run` calls it again.
 - (void)finishLaunching {
   if (m_isLaunched) return;
   m_isLaunched = YES;
   [super finishLaunching];
 }
 
-/// GNUstep lets the user close a window behind the message that it waits for.
+/// GNUstep lets the user close the main window while a modal message is open.
 - (void)sendEvent:(NSEvent*)event {
   const bool closes =
       [event type] == NSAppKitDefined && [event subtype] == static_cast<short>(GSAppKitWindowClose);
@@ -74,7 +76,7 @@ constexpr const char* kNoDisplay =
     "quarn-setup: no display to show the wizard on, which this program needs also with -S: set "
     "DISPLAY\n";
 
-// What a bundle has as a file.
+// The program's icon, which a bundle has as a file.
 constexpr unsigned char kIcon[] = {
 #include "setup_icon_png.inc"
 };
@@ -82,6 +84,7 @@ constexpr unsigned char kIcon[] = {
 constexpr unichar kEscape = 0x1b;
 constexpr unsigned short kEscapeKeyCode = 53;
 constexpr unsigned short kNoKeyCode = 0xffff;
+constexpr NSTimeInterval kLongestWait = 0.1;  // seconds
 
 unichar LetterOf(NSEvent* event) {
   NSString* const letters = [event characters];
@@ -90,6 +93,8 @@ unichar LetterOf(NSEvent* event) {
 
 unsigned short KeyCode(NSEvent* self, SEL selector);
 void ButtonKeyDown(NSButton* self, SEL selector, NSEvent* event);
+NSEvent* NextEvent(NSApplication* self, SEL selector, NSUInteger mask, NSDate* limit,
+                   NSString* mode, BOOL dequeue);
 
 /// Gives `method` of `type` another implementation and returns the one that it had.
 template <class Function>
@@ -101,11 +106,13 @@ Function* Replace(Class type, SEL method, Function* implementation) {
   return reinterpret_cast<Function*>(reinterpret_cast<AnyFunction>(replaced));
 }
 
-/// What GNUstep's own methods do that are replaced here, once for the process.
+/// GNUstep's own implementations of the methods that are replaced here, once for the process.
 struct Replaced {
   decltype(&KeyCode) key_code = Replace([NSEvent class], @selector(keyCode), KeyCode);
   decltype(&ButtonKeyDown) button_key_down =
       Replace([NSButton class], @selector(keyDown:), ButtonKeyDown);
+  decltype(&NextEvent) next_event = Replace(
+      [NSApplication class], @selector(nextEventMatchingMask:untilDate:inMode:dequeue:), NextEvent);
 };
 
 const Replaced& GNUstepsOwn() {
@@ -113,8 +120,9 @@ const Replaced& GNUstepsOwn() {
   return replaced;
 }
 
-/// The codes are those of the X server, which differ from one to the next, so Escape is told by
-/// what it types. The key that has its number there, "x" on most keyboards, gets another one.
+/// Key codes are those of the X server, which differ from one server to the next. So Escape is
+/// recognised by the character that it types. The key that has its code on X, "x" on most
+/// keyboards, gets another code.
 unsigned short KeyCode(NSEvent* self, SEL selector) {
   if (LetterOf(self) == kEscape) return kEscapeKeyCode;
   const unsigned short code = GNUstepsOwn().key_code(self, selector);
@@ -130,6 +138,21 @@ void ButtonKeyDown(NSButton* self, SEL selector, NSEvent* event) {
   } else {
     GNUstepsOwn().button_key_down(self, selector, event);
   }
+}
+
+/// While GNUstep waits for events of some types, it remembers how far it has looked through its
+/// queue. If an event is taken out of that part meanwhile, a later one moves into it and is not
+/// found: a button that waits for the release of the mouse would stay held down. So a long wait is
+/// cut into short ones, each of which looks through the whole queue.
+NSEvent* NextEvent(NSApplication* self, SEL selector, NSUInteger mask, NSDate* limit,
+                   NSString* mode, BOOL dequeue) {
+  while (mask != NSAnyEventMask && [limit timeIntervalSinceNow] > kLongestWait) {
+    NSDate* const soon = [[NSDate alloc] initWithTimeIntervalSinceNow:kLongestWait];
+    NSEvent* const event = GNUstepsOwn().next_event(self, selector, mask, soon, mode, dequeue);
+    [soon release];
+    if (event != nil) return event;
+  }
+  return GNUstepsOwn().next_event(self, selector, mask, limit, mode, dequeue);
 }
 
 /// Whether there is a display to open. GNUstep would crash where there is none.
@@ -157,16 +180,16 @@ bool PrepareApplication(int, char** argv) {
   // Not the user's arguments: GNUstep would take some of them for documents to open.
   char* arguments[] = {argv[0], nullptr};
   [NSProcessInfo initializeWithArguments:arguments count:1 environment:environ];
-  // GNUstep's tasks collect every child of the process that ends. The shells of the installation
-  // are none of theirs: a command that loses its status that way counts as failed, and what follows
-  // from that is a rollback.
+  // GNUstep's tasks collect every child of the process that ends, also the shells of the
+  // installation. A command whose status is lost counts as failed and leads to a rollback. So
+  // NSTask installs its handler now, and the default takes its place.
   [NSTask class];
   std::signal(SIGCHLD, SIG_DFL);
   [[NSUserDefaults standardUserDefaults]
       registerDefaults:[NSDictionary dictionaryWithObject:@"YES" forKey:@"GSSuppressAppIcon"]];
   GNUstepsOwn();
-  // The name under which an application without a bundle looks for its icon when it begins, and
-  // the first window takes it.
+  // An application without a bundle looks for its icon under this name, and the first window takes
+  // it.
   NSImage* const icon =
       [[NSImage alloc] initWithData:[NSData dataWithBytesNoCopy:const_cast<unsigned char*>(kIcon)
                                                          length:sizeof(kIcon)
@@ -175,9 +198,15 @@ bool PrepareApplication(int, char** argv) {
   [[QuarnApplication sharedApplication] setApplicationIconImage:icon];
   [icon release];
   ApplyLook();
-  // Only from then on does GNUstep follow which window has the keyboard; what is typed is dropped
-  // before. `run` is too late: an early message and a silent run do without it.
+  // GNUstep follows which window has the keyboard only after this, and drops what is typed before.
+  // `run` would be too late: an early message and a silent run never call it.
   [[NSApplication sharedApplication] finishLaunching];
+  // GNUstep would do this at the first press of a mouse button, and asks another process for it.
+  // While it waits, it reads on, and a release that comes meanwhile gets into the queue before the
+  // press: the button would stay held down.
+  if ([GSCurrentServer() respondsToSelector:@selector(initializeMouse)]) {
+    [GSCurrentServer() performSelector:@selector(initializeMouse)];
+  }
   return true;
 }
 
