@@ -12,7 +12,7 @@
 namespace quarn {
 namespace {
 
-/// For the case that there is no controller that could tell it.
+/// Shows the error of a start that has failed, when there is no controller to show it.
 void TellFailure(const CInstallerApp& app, bool silent, Toolkit& toolkit) noexcept {
   try {
     if (!toolkit.SetUpApplication(app.argc, app.argv, silent)) return;
@@ -35,7 +35,7 @@ void Run(CInstallerApp& app, Toolkit& toolkit, void (*language_chosen)()) noexce
                              options.language_code, options.use_current_directory, toolkit,
                              app.patience);
     controller.RunWizard();
-    // What the worker works with cannot be destroyed under it.
+    // The worker still uses what the destructors would free.
     if (!controller.EndWorker()) std::_Exit(EXIT_SUCCESS);
   } catch (...) {
     TellFailure(app, options.silent, toolkit);

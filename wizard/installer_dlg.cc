@@ -15,9 +15,8 @@
 namespace quarn {
 namespace {
 
-// The final pages speak Russian whatever the language of the wizard: these two texts are part of
-// the product and stand in no table. They are UTF-8 as the toolkit takes it, and so no locale is
-// asked for them.
+// Deliberate: the final pages speak Russian whatever the language of the wizard, so these two texts
+// are in no table. They are UTF-8, as the toolkit takes it, and need no conversion by the locale.
 constexpr const char* kSuccessText = "Конфигурация успешно установлена.";
 constexpr const char* kErrorText =
     "В процессе установки произошла ошибка. Установка прервана. Каталог шаблонов не изменен.";
@@ -75,7 +74,7 @@ void CInstallerDlg::RunWizard() noexcept {
     if (!m_silent) {
       m_toolkit.Run();
     } else if (m_targetDir.empty()) {
-      // An empty directory is recorded, and there is nobody to type another.
+      // The recorded directory is empty, and in silent mode nobody can type another one.
       ShowError(m_toolkit, this, "IDS_SETUP_EMPTYTARGET");
     } else {
       StartInstall();
@@ -91,7 +90,7 @@ bool CInstallerDlg::Prepare() noexcept {
     error_id = FindAndReadKit();
   } catch (...) {
     error_id = "IDS_ERROR_DAMAGEDSOURCE";
-    // Whoever fails behind the reader leaves the reader's image.
+    // A failure after `Read` has succeeded: the reader's image is still there.
     Guard([this] {
       const stdx::u16string& image = m_installData.image_path();
       if (!image.empty()) ShellRemoveFile(image);
@@ -107,7 +106,7 @@ const char* CInstallerDlg::FindAndReadKit() {
   const char* error_id = CheckKitExists(KitExists(m_sourcePath));
   if (error_id != nullptr) return error_id;
 
-  // Before anything is written: it would be under another home.
+  // Checked before anything is written: it would be written under another home directory.
   if (!IsHomeNamed()) return "IDS_SETUP_EMPTYTARGET";
   TemplateDirs dirs = ResolveTemplateDirs();
   altProfileExists = dirs.altProfileExists;
@@ -119,8 +118,8 @@ const char* CInstallerDlg::FindAndReadKit() {
   if (error_id != nullptr) return error_id;
   error_id = CheckKitRead(m_installData.Read(m_sourcePath));
   if (error_id != nullptr) return error_id;
-  // A kit whose texts cannot be shown, or whose files cannot be named, is a damaged one. Found out
-  // while there is no window: a pass would fail in the middle, and its rollback costs directories.
+  // A kit whose texts cannot be shown, or whose files cannot be named, counts as damaged. Checked
+  // here, because a pass would fail on it half-way, and its rollback removes directories.
   ToNarrow(WelcomeText());
   for (const auto& file : m_installData.files()) ToNarrow(file.name);
   return nullptr;
@@ -215,7 +214,7 @@ void CInstallerDlg::OnCancel() noexcept {
 }
 
 void CInstallerDlg::OnEscape() noexcept {
-  // In every state, so that during an installation the worker is not even asked to stop.
+  // The same in every state. During an installation, the worker is not asked to stop.
   Guard([this] { ConfirmAndClose(); });
 }
 
@@ -244,7 +243,7 @@ void CInstallerDlg::ShowWelcomePage() {
 }
 
 stdx::u16string CInstallerDlg::WelcomeText() const {
-  // A product that does not speak the wizard's language is not introduced in another one.
+  // Without a product text in the wizard's language the defaults are shown, not another language.
   const config::ProductInfo* const found = FindProduct(m_installData.products(), m_language);
   const config::ProductInfo product = found != nullptr ? *found : config::ProductInfo();
   return LoadString("IDS_WELCOME_TITLE") + u" " + OrText(product.name, "IDS_DEFPRODUCT") + u" (" +
@@ -268,7 +267,7 @@ void CInstallerDlg::ShowDirectoryPage() {
 void CInstallerDlg::TakeDirectory() {
   stdx::u16string directory;
   try {
-    // Asked here and not by the installation, whose failures cost directories.
+    // Checked here: a failure of the installation would remove directories.
     directory = m_dirPage->GetPath();
   } catch (...) {
     ShowError(m_toolkit, this, "IDS_SETUP_EMPTYTARGET");
@@ -312,11 +311,11 @@ void CInstallerDlg::StartInstall() {
     Guard([&status] { status.message = LoadString("IDS_INSTALL_ERROR"); });
   }
 
-  // There is no outcome where nobody is left to wait for it.
+  // The window was closed and the worker is stuck: there is no outcome to show.
   if (status.code == 0 && status.percent < 100) return;
 
-  // The worker is left to itself; it ends with the controller. Each step is guarded by itself,
-  // because none of them may keep the next one from being done.
+  // The worker runs on and ends with the controller. Each step has a guard of its own, so that a
+  // failure in one does not skip the next.
   if (status.code != 0) {
     Guard([&] { ShowMessage(this, status.message, kIconError | kButtonsOk); });
     Guard([this] { ShowErrorPage(); });
@@ -330,8 +329,8 @@ void CInstallerDlg::StartInstall() {
 
 // --- Final pages ------------------------------------------------------------------------------
 
-/// Makes `page` unless it exists. Where that fails, the wizard can be finished without it; a window
-/// that was closed during the installation gets none any more.
+/// Makes `page` unless it exists. If that fails, the wizard can be finished without the page. A
+/// window that was closed during the installation gets none.
 template <class Page>
 void CInstallerDlg::MakeFinalPage(std::unique_ptr<Page>& page, const char* text) {
   if (page != nullptr || m_view == nullptr) return;
@@ -371,10 +370,10 @@ stdx::u16string CInstallerDlg::DescriptionFile() const {
 }
 
 void CInstallerDlg::OpenDescription() {
-  // There is no page where it could not be made.
+  // The page is missing where memory ran out while it was made.
   if (m_successPage == nullptr || !m_successPage->IsOpenChecked()) return;
-  // Deliberate: joining adds no separator. Where the directory was typed without one at its end,
-  // nothing has the name that results, and nothing is opened.
+  // Deliberate: joining adds no separator. If the directory was typed without one at its end, no
+  // file has the resulting name, and nothing is opened.
   stdx::u16string path = ConcatPath(m_targetDir, DescriptionFile().c_str());
   path.replace_all(u"\\", u"/");
   if (IsFile(path)) RunShellCommand("open \"" + ToNarrow(path) + "\" 2>/dev/null");

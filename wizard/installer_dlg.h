@@ -22,7 +22,7 @@
 
 namespace quarn {
 
-/// Where the wizard stands. The page that is shown follows from it.
+/// The step that the wizard is at. The page that is shown follows from it.
 enum WizardState : std::int32_t {
   kStateConstructed = 0,
   kStateWelcome = 1,
@@ -45,8 +45,8 @@ class CInstallerDlg final : public CWnd {
                 std::chrono::milliseconds patience = kPatience);
   CInstallerDlg(const CInstallerDlg&) = delete;
   CInstallerDlg& operator=(const CInstallerDlg&) = delete;
-  /// Asks a worker that still runs to stop, and waits until its pass has ended; `EndWorker` before
-  /// sees to it that it does.
+  /// Asks a worker that still runs to stop, and waits until its pass has ended. A worker may be
+  /// stuck, so call `EndWorker` first.
   ~CInstallerDlg();
 
   stdx::string GetTitle() const override { return m_title; }
@@ -56,8 +56,8 @@ class CInstallerDlg final : public CWnd {
   /// when the preparation fails, which the user has then been told.
   void RunWizard() noexcept;
 
-  /// Asks a worker that still runs to stop, and waits until its pass has ended. False where it is
-  /// stuck: the process can then only end with all that there is, this controller included.
+  /// Asks a worker that still runs to stop, and waits until its pass has ended. False if it is
+  /// stuck: then this controller must not be destroyed, and the process must end as it is.
   bool EndWorker() noexcept;
 
   // What the buttons and keys call. Each does nothing where it has no meaning.
@@ -72,7 +72,7 @@ class CInstallerDlg final : public CWnd {
   /// `OnShow`. Throws what the toolkit throws. `page` must stay while it is shown.
   void SwitchToPage(WizardDialogPage* page);
 
-  // For those who look on.
+  // For tests.
   WizardState page() const noexcept { return m_page; }
   const stdx::u16string& target_dir() const noexcept { return m_targetDir; }
   const std::vector<stdx::u16string>& template_dirs() const noexcept { return m_templateDirs; }
@@ -143,7 +143,7 @@ class CInstallerDlg final : public CWnd {
   ToolkitWindow* m_window = nullptr;
   ToolkitView* m_view = nullptr;
   std::chrono::milliseconds m_patience;
-  bool m_isSetUp = false;  ///< whether there is an application to show anything
+  bool m_isSetUp = false;  ///< whether the toolkit's application was made
   InstallThread m_thread;  ///< the last member: it ends before what it works on
 };
 

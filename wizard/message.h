@@ -36,8 +36,8 @@ inline constexpr std::uint32_t kResultOk = 3;
 std::uint32_t ShowMessage(Toolkit& toolkit, const CWnd* owner, const stdx::string& text,
                           std::uint32_t flags);
 
-/// Shows the text of `id` as an error. Takes the text as its table holds it: that the locale cannot
-/// express texts may be the very failure to tell of. Does what it can; nothing leaves it.
+/// Shows the text of `id` as an error. Takes the text from its table without converting it, because
+/// a locale that cannot express texts may be the failure that is shown. Throws nothing.
 void ShowError(Toolkit& toolkit, const CWnd* owner, const char* id) noexcept;
 
 }  // namespace quarn

@@ -6,7 +6,7 @@
 namespace quarn {
 namespace {
 
-// Of the 500 x 360 points of the page view; below these pages stand the navigation buttons.
+// Of the 500 x 360 points of the page view; the navigation buttons are below the pages.
 constexpr Frame kPictureFrame{0, 0, 158, 286};
 constexpr Frame kTextFrame{170, 10, 318, 286};
 

@@ -22,8 +22,7 @@ class WizardDialogPage {
   WizardDialogPage(const WizardDialogPage&) = delete;
   WizardDialogPage& operator=(const WizardDialogPage&) = delete;
 
-  /// Called when the page's controls have become visible: a page's chance to do what it needs
-  /// then.
+  /// Called when the page's controls have become visible.
   virtual void OnShow() {}
 
   void SetVisible(bool visible);
@@ -36,7 +35,7 @@ class WizardDialogPage {
 
   /// Puts `control` on the list and returns it.
   ToolkitControl* Add(ToolkitControl* control);
-  /// The side picture, in the place that it has on every page.
+  /// The side picture, at the position that it has on every page.
   void AddPicture(ToolkitImage* image);
 
  private:

@@ -1,5 +1,5 @@
 // The seam between the wizard and a desktop toolkit: all that the controller and the pages ask of
-// windows. A bridge implements it; no rule of the wizard lives behind it.
+// windows. A bridge implements it and has no rule of the wizard in it.
 //
 // Units are points (pixels at 100 percent) in the page view, origin top-left, y downwards. Texts
 // are UTF-8 and always plain: no markup, no mnemonics, "&" and "<" show as they are. Everything is
@@ -82,11 +82,11 @@ class Toolkit {
   virtual stdx::string LocaleIdentifier() = 0;
 
   /// Makes this process a regular, active application; called before anything below. False when
-  /// there is no display to work on, which the bridge has then told on standard error. In silent
-  /// mode a bridge that can do without a display does: its messages go to standard error and count
+  /// there is no display to work on; the bridge has then said so on standard error. A bridge that
+  /// can do without a display does so in silent mode: its messages go to standard error and count
   /// as answered with their first button.
   ///
-  /// A process can be set up but once: later calls do nothing and answer what the first one did,
+  /// A process can be set up only once: later calls do nothing and return what the first one did,
   /// false if that one threw.
   bool SetUpApplication(int argc, char** argv, bool silent) {
     if (!is_set_up_) {
@@ -128,7 +128,7 @@ class Toolkit {
   /// An editable line with the toolkit's usual border.
   virtual ToolkitControl* MakeField(ToolkitView* view, const Frame& frame) = 0;
   /// A push button that calls `action` of the window's controller. No key is bound to it. The
-  /// browse button is the small, flat kind that stands beside a field.
+  /// browse button is the small, flat kind that is used next to a field.
   virtual ToolkitControl* MakeButton(ToolkitView* view, const Frame& frame,
                                      const stdx::string& title, ButtonAction action) = 0;
   virtual ToolkitControl* MakeCheckBox(ToolkitView* view, const Frame& frame,
@@ -158,11 +158,12 @@ class Toolkit {
                             std::function<void(const stdx::string& path)> chosen) = 0;
 
   /// One turn of a loop of the wizard's own: fetches one event of any type without waiting, calls
-  /// `look` with its location in its window, dispatches it. `look` is not called where there is no
-  /// event, or one that lies nowhere. The events of a message that is shown meanwhile are its own.
+  /// `look` with its location in its window, dispatches it. `look` is not called if there is no
+  /// event, or one without a location. It does not see the events of a message that is shown
+  /// meanwhile.
   virtual void PumpEvent(const std::function<void(Point location)>& look) = 0;
 
-  // Where things are, for as long as their view stands in its window.
+  // Positions, valid until the view is removed from its window.
 
   /// Converts a point on the screen to the window's coordinates.
   virtual Point ScreenToWindow(ToolkitWindow* window, Point point) = 0;

@@ -11,7 +11,7 @@ namespace {
 
 /// Nothing where `bytes` are no UTF-8 or have a character above U+FFFF.
 std::optional<stdx::u16string> DecodeUtf8(const stdx::string& bytes) {
-  constexpr unsigned kSmallest[] = {0, 0x80, 0x800};  // by the number of bytes behind the first
+  constexpr unsigned kSmallest[] = {0, 0x80, 0x800};  // by the number of bytes after the first
   stdx::u16string text;
   for (std::size_t i = 0; i < bytes.size();) {
     const unsigned first = static_cast<unsigned char>(bytes[i++]);

@@ -13,7 +13,7 @@ namespace quarn {
 
 class AppKitToolkit : public Toolkit {
  public:
-  /// Takes note of the user's locale, which the environment names only until it is mended.
+  /// Reads the user's locale, which the environment names until the start replaces it.
   AppKitToolkit();
   AppKitToolkit(const AppKitToolkit&) = delete;
   AppKitToolkit& operator=(const AppKitToolkit&) = delete;
@@ -59,7 +59,7 @@ class AppKitToolkit : public Toolkit {
   void Run() override;
 
  private:
-  /// There is no way to do without a display: false in silent mode too.
+  /// AppKit always needs a display: false without one in silent mode too.
   bool MakeApplication(int argc, char** argv, bool silent) override;
 
   struct Window;
@@ -68,7 +68,7 @@ class AppKitToolkit : public Toolkit {
   struct Image;
 
   /// Adds `control`, which is the caller's, to `view` and takes it over.
-  ToolkitControl* Place(ToolkitView* view, NSView* control);
+  ToolkitControl* Add(ToolkitView* view, NSView* control);
 
   const stdx::string locale_identifier_;
   NSObject<NSTextFieldDelegate>* const field_delegate_;

@@ -78,7 +78,7 @@ void AppKitToolkit::CloseWindow(ToolkitWindow* window) {
 }
 
 bool AppKitToolkit::IsClosed(ToolkitWindow* window) {
-  // With the whole application out of sight nothing is closed.
+  // A hidden application has no visible window, but its windows are not closed.
   return ![static_cast<Window*>(window)->object isVisible] && ![NSApp isHidden];
 }
 

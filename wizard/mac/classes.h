@@ -32,6 +32,6 @@ class CInstallerDlg;
 - (id)initWithFrameAndDlg:(NSRect)frame dlg:(quarn::CInstallerDlg*)dlg;
 @end
 
-/// Takes from the editor of the path field what is not for it.
+/// Hands Escape on from the editor of the path field, and removes line ends from pasted text.
 @interface QuarnFieldDelegate : NSObject <NSTextFieldDelegate>
 @end

@@ -49,9 +49,9 @@ ToolkitImage* AppKitToolkit::MakeImage(const Picture& picture) {
   return &images_.emplace_back(Image{{}, NewImage(picture)});
 }
 
-ToolkitControl* AppKitToolkit::Place(ToolkitView* view, NSView* control) {
+ToolkitControl* AppKitToolkit::Add(ToolkitView* view, NSView* control) {
   [static_cast<View*>(view)->object addSubview:control];
-  // The tabulator key goes round in the order of their making.
+  // The tabulator key visits the controls in the order in which they were made.
   if (!controls_.empty()) {
     [controls_.back().object setNextKeyView:control];
     [control setNextKeyView:controls_.front().object];
@@ -68,7 +68,7 @@ ToolkitControl* AppKitToolkit::MakeLabel(ToolkitView* view, const Frame& frame,
   [label setDrawsBackground:NO];
   dialect::FitLabel(label);
   [label setStringValue:ToNSString(text)];
-  return Place(view, label);
+  return Add(view, label);
 }
 
 ToolkitControl* AppKitToolkit::MakePicture(ToolkitView* view, const Frame& frame,
@@ -78,7 +78,7 @@ ToolkitControl* AppKitToolkit::MakePicture(ToolkitView* view, const Frame& frame
   [picture setImageAlignment:kCentred];
   dialect::FitPicture(picture);
   [picture setImage:static_cast<Image*>(image)->object];
-  return Place(view, picture);
+  return Add(view, picture);
 }
 
 ToolkitControl* AppKitToolkit::MakeField(ToolkitView* view, const Frame& frame) {
@@ -86,7 +86,7 @@ ToolkitControl* AppKitToolkit::MakeField(ToolkitView* view, const Frame& frame) 
   dialect::FitField(field);
   [[field cell] setScrollable:YES];  // one line, however long
   [field setDelegate:field_delegate_];
-  return Place(view, field);
+  return Add(view, field);
 }
 
 ToolkitControl* AppKitToolkit::MakeButton(ToolkitView* view, const Frame& frame,
@@ -101,7 +101,7 @@ ToolkitControl* AppKitToolkit::MakeButton(ToolkitView* view, const Frame& frame,
   [button setTarget:[button self]];
   [button setAction:ActionOf(action)];
   if (action != ButtonAction::kBrowse) FitTitle(button);
-  return Place(view, button);
+  return Add(view, button);
 }
 
 ToolkitControl* AppKitToolkit::MakeCheckBox(ToolkitView* view, const Frame& frame,
@@ -113,7 +113,7 @@ ToolkitControl* AppKitToolkit::MakeCheckBox(ToolkitView* view, const Frame& fram
   [box setState:checked ? kOn : 0];
   dialect::FitCheckBox(box);
   FitTitle(box);
-  return Place(view, box);
+  return Add(view, box);
 }
 
 ToolkitControl* AppKitToolkit::MakeProgressBar(ToolkitView* view, const Frame& frame) {
@@ -122,14 +122,14 @@ ToolkitControl* AppKitToolkit::MakeProgressBar(ToolkitView* view, const Frame& f
   [bar setMinValue:0];
   [bar setMaxValue:100];
   [bar setDoubleValue:0];
-  return Place(view, bar);
+  return Add(view, bar);
 }
 
 ToolkitControl* AppKitToolkit::MakeSeparator(ToolkitView* view, const Frame& frame) {
   NSBox* const line = [[NSBox alloc] init];
   [line setFrame:ToNSRect(frame)];
   [line setBoxType:kSeparator];
-  return Place(view, line);
+  return Add(view, line);
 }
 
 void AppKitToolkit::SetVisible(ToolkitControl* control, bool visible) {
@@ -142,8 +142,8 @@ void AppKitToolkit::SetEnabled(ToolkitControl* control, bool enabled) {
   NSControl* const object = static_cast<NSControl*>(static_cast<Control*>(control)->object);
   [object setEnabled:enabled];
   if (enabled || !HasKeyboard(object)) return;
-  // To the button before it where that can be pressed, and not to whatever follows: when Cancel
-  // is over, Finish gets the keyboard and not the check box of the last page.
+  // The keyboard goes to the button before it if that can be pressed, else to what follows. So when
+  // Cancel is disabled, Finish gets the keyboard and not the check box of the last page.
   NSView* const before = [object previousKeyView];
   if ([before isKindOfClass:[NSButton class]] && [before canBecomeKeyView]) {
     [[object window] makeFirstResponder:before];

@@ -40,7 +40,7 @@ QByteArray PlatformsToTry() {
   return platforms + "offscreen";
 }
 
-/// Qt's own words about platforms that do not open would only hide ours.
+/// Drops Qt's messages about platforms that do not open: ours says what to do.
 void DropMessage(QtMsgType type, const QMessageLogContext&, const QString&) {
   if (type != QtFatalMsg) return;
   std::fputs(kNoDisplay, stderr);
@@ -51,7 +51,7 @@ QIcon ProgramIcon() {
   static constexpr unsigned char bytes[] = {
 #include "setup_icon_png.inc"
   };
-  // What it is needed for is smaller, and window managers have to read it.
+  // Desktops show it smaller than the file is, and a window manager reads all of it.
   const QImage image = Decode({bytes, sizeof(bytes)});
   return QIcon(QPixmap::fromImage(image.scaledToWidth(128, Qt::SmoothTransformation)));
 }
@@ -59,8 +59,8 @@ QIcon ProgramIcon() {
 }  // namespace
 
 Application::Application(bool silent) {
-  // Not the user's arguments: Qt would take some of them for its own. And not the environment,
-  // which the programs that the wizard starts inherit.
+  // Qt does not get the user's arguments, some of which it would take for its own. The platforms
+  // are not put into the environment, because the programs that the wizard starts inherit it.
   program_ = "quarn-setup";
   platforms_ = PlatformsToTry();
   static char option[] = "-platform";
@@ -85,7 +85,8 @@ Application::Application(bool silent) {
   TranslateQt(*application_);
   ApplyLook();
   if (silent) {
-    // A worker that reads the environment runs before anything is drawn.
+    // A silent run starts the worker before anything is drawn, and the worker reads the
+    // environment, which `fonts_` changes. So the first font is looked for now.
     if (!is_offscreen) QFontMetrics(QApplication::font()).horizontalAdvance(' ');
     fonts_.reset();
   }
@@ -93,9 +94,9 @@ Application::Application(bool silent) {
 }
 
 Application::~Application() {
-  // Qt's Wayland client waits for its reading thread when it goes, and that one, now and then, for
-  // the main thread: the program would never end. And where nothing was drawn, the fonts would be
-  // looked for only to be let go. The program is about to end, so all that may stay.
+  // The application is not destroyed in two cases; the program is about to end anyway. With
+  // Wayland, Qt's client waits for its reading thread, which sometimes waits for the main thread,
+  // and the program would never end. Without a display, Qt would load the fonts only to free them.
   if (QGuiApplication::platformName().startsWith("wayland") || to_standard_error_) {
     static_cast<void>(application_.release());
   }

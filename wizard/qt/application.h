@@ -13,7 +13,7 @@ namespace quarn {
 /// platform in silent mode, and is of no use otherwise.
 class Application {
  public:
-  /// Says on standard error what is missing where it is of no use.
+  /// Says on standard error what is missing if it is of no use.
   explicit Application(bool silent);
   Application(const Application&) = delete;
   Application& operator=(const Application&) = delete;
@@ -23,8 +23,8 @@ class Application {
   /// Whether nothing can be seen, so that messages go to standard error.
   bool to_standard_error() const { return to_standard_error_; }
 
-  /// Call it once the main window has been drawn: does what the first sight of it does not wait
-  /// for.
+  /// Call it once the main window has been drawn: sets the icon, for which the window need not
+  /// wait.
   void OnDrawn();
 
  private:

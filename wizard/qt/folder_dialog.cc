@@ -10,8 +10,8 @@
 namespace quarn {
 namespace {
 
-/// The text of `id`, without its mnemonic: the labels here have nothing to jump to. That is a mark
-/// in front of a letter, or, where words are not written with letters, a letter added in brackets.
+/// The text of `id` without its mnemonic, which means nothing in this dialog. A mnemonic is "&"
+/// before a letter, as in "&Folder"; in Chinese, for example, it is a letter added in brackets.
 QString Text(const char* id) {
   static const QRegularExpression mnemonic(R"(\(&.\)|&)");
   const stdx::string* const text = FindText(id);

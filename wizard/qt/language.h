@@ -5,9 +5,10 @@ class QApplication;
 
 namespace quarn {
 
-/// A process whose first text is drawn while it lives finds its fonts as on a desktop in the
-/// wizard's language: there are several kinds of Chinese characters, for example. It lives in the
-/// environment, which programs that are started meanwhile inherit.
+/// If the first text is drawn while this object lives, Qt chooses its fonts as on a desktop in the
+/// wizard's language. That matters for Chinese characters, which several fonts draw differently.
+/// The object sets a variable of the environment, which programs that are started meanwhile
+/// inherit.
 class FontsOfLanguage {
  public:
   FontsOfLanguage();

@@ -38,7 +38,7 @@ MessageDialog::MessageDialog(const MessageBox& message, QWidget* owner)
   row->addWidget(text, 0, has_picture ? Qt::AlignVCenter : Qt::AlignTop);
   row->addStretch();
 
-  // Stands the buttons in the order of the desktop.
+  // The box puts the buttons in the order of the desktop.
   auto* const box = new QDialogButtonBox(this);
   for (const MessageButton& each : message.buttons) {
     const bool by_return = each.key == MessageButton::Key::kReturn;

@@ -14,7 +14,7 @@ namespace quarn {
 /// wherever the focus is, Escape only a button that asks for it.
 class MessageDialog : public QDialog {
  public:
-  /// `owner` may be null; otherwise the message stands before it.
+  /// The message is modal to `owner`, unless that is null.
   MessageDialog(const MessageBox& message, QWidget* owner);
 
   /// The index of the pressed button; -1 before, and when the window was closed.

@@ -29,9 +29,9 @@
 namespace quarn {
 namespace {
 
-/// The path of a folder as the wizard takes it. To Qt the names of files are UTF-8 in every locale,
-/// so their bytes are read once more, in the user's. A name that is no text there stays as it is
-/// seen: it cannot be installed into, and the wizard says so.
+/// The path of a folder as the wizard takes it. Qt takes the names of files for UTF-8 in every
+/// locale, so their bytes are decoded once more, in the user's locale. A name that is no text there
+/// is returned as Qt shows it: it cannot be installed into, and the wizard says so.
 stdx::string FolderFromQt(const QString& path) {
   const QByteArray encoded = QFile::encodeName(path);
   const stdx::string name(encoded.constData(), static_cast<std::size_t>(encoded.size()));
@@ -71,14 +71,14 @@ class QtToolkit::MainWindow : public QWidget, public ToolkitWindow, public HasAc
   bool is_closed() const { return is_closed_; }
   QAccessible::Role accessible_role() const override { return QAccessible::Window; }
 
-  void MoveTo(QPoint place) {
-    asked_place_ = place;
-    move(place);
+  void MoveTo(QPoint position) {
+    asked_position_ = position;
+    move(position);
   }
-  QPointF PlaceOnScreen() const {
-    // A Wayland desktop does not tell its programs where their windows stand.
+  QPointF PositionOnScreen() const {
+    // A Wayland desktop does not tell a program where its window is.
     const bool is_told = !QGuiApplication::platformName().startsWith("wayland");
-    return is_told ? mapToGlobal(QPointF()) : QPointF(asked_place_);
+    return is_told ? mapToGlobal(QPointF()) : QPointF(asked_position_);
   }
 
  protected:
@@ -102,7 +102,7 @@ class QtToolkit::MainWindow : public QWidget, public ToolkitWindow, public HasAc
   CInstallerDlg& controller_;
   QEventLoop& loop_;
   std::function<void()> drawn_;
-  QPoint asked_place_;  // where it was to stand on the screen
+  QPoint asked_position_;  ///< on the screen, as last asked for
   bool is_closed_ = false;
 };
 
@@ -123,20 +123,20 @@ class QtToolkit::PageView : public QWidget, public ToolkitView, public HasAccess
 
 struct QtToolkit::Control : ToolkitControl {
   QWidget* widget = nullptr;
-  QWidget* labelled = nullptr;  ///< the control that this label stands for
+  QWidget* labelled = nullptr;  ///< the control that this label names, if it is a label
 };
 
 struct QtToolkit::Image : ToolkitImage {
   Picture picture;
 };
 
-/// Shows the events that the display sends to whoever looks.
+/// Passes the locations of the display's events to `look`.
 class QtToolkit::EventWatch : public QObject {
  public:
-  const std::function<void(Point location)>* look = nullptr;  ///< none but in a turn of the pump
+  const std::function<void(Point location)>* look = nullptr;  ///< null unless events are pumped
 
   bool eventFilter(QObject* receiver, QEvent* event) override {
-    // Windows get the display's events; their controls get what follows from them.
+    // A window gets the display's events. What its controls get is made from those.
     if (look == nullptr || !receiver->isWindowType() || !event->isPointerEvent()) return false;
     // A touch has a location for each finger.
     for (const QEventPoint& point : static_cast<const QPointerEvent*>(event)->points()) {
@@ -163,13 +163,14 @@ bool QtToolkit::MakeApplication(int, char**, bool silent) {
 ToolkitWindow* QtToolkit::MakeMainWindow(CInstallerDlg& controller, int width, int height,
                                          const stdx::string& title) {
   window_ = std::make_unique<MainWindow>(controller, *loop_, [this] { application_->OnDrawn(); });
-  // Drawing what nobody sees costs time, and fontconfig may complain among our messages.
+  // Nobody sees a window without a display. Drawing it costs time, and fontconfig may print
+  // complaints among our messages.
   window_->setUpdatesEnabled(!application_->to_standard_error());
   window_->setWindowTitle(ToQt(title));
   window_->setFixedSize(width, height);
-  QRect place = window_->rect();
-  place.moveCenter(window_->screen()->availableGeometry().center());
-  window_->MoveTo(place.topLeft());
+  QRect frame = window_->rect();
+  frame.moveCenter(window_->screen()->availableGeometry().center());
+  window_->MoveTo(frame.topLeft());
   return window_.get();
 }
 
@@ -183,8 +184,7 @@ void QtToolkit::ShowWindow(ToolkitWindow* window) {
   auto* const main_window = static_cast<MainWindow*>(window);
   main_window->show();
   main_window->activateWindow();
-  // The first sight of the window does not wait for its controls, which have Qt look for a screen
-  // reader.
+  // The window shows before its controls: showing them makes Qt look for a screen reader.
   if (views_.empty()) return;
   PageView& view = *views_.back();
   view.setAccessibleName(main_window->windowTitle());
@@ -207,43 +207,43 @@ QtToolkit::Control* QtToolkit::Cast(ToolkitControl* control) {
   return static_cast<Control*>(control);
 }
 
-ToolkitControl* QtToolkit::Place(ToolkitView*, const Frame& frame, QWidget* widget) {
+ToolkitControl* QtToolkit::Add(const Frame& frame, QWidget* widget) {
   widget->setGeometry(frame.x, frame.y, frame.width, frame.height);
   widget->show();
   return &controls_.emplace_back(Control{{}, widget});
 }
 
-ToolkitControl* QtToolkit::PlaceLabelled(ToolkitView* view, const Frame& frame, QWidget* widget) {
+ToolkitControl* QtToolkit::AddLabelled(const Frame& frame, QWidget* widget) {
   if (!controls_.empty()) {
     if (const auto* const label = qobject_cast<QLabel*>(controls_.back().widget)) {
       controls_.back().labelled = widget;
       widget->setAccessibleName(label->text());
     }
   }
-  return Place(view, frame, widget);
+  return Add(frame, widget);
 }
 
 ToolkitControl* QtToolkit::MakeLabel(ToolkitView* view, const Frame& frame,
                                      const stdx::string& text) {
-  return Place(view, frame, new TextLabel(ToQt(text), static_cast<PageView*>(view)));
+  return Add(frame, new TextLabel(ToQt(text), static_cast<PageView*>(view)));
 }
 
 ToolkitControl* QtToolkit::MakePicture(ToolkitView* view, const Frame& frame, ToolkitImage* image) {
   auto* const page_view = static_cast<PageView*>(view);
   auto* const label = new PictureLabel(static_cast<Image*>(image)->picture, page_view);
   label->setAccessibleName(page_view->accessibleName());
-  return Place(view, frame, label);
+  return Add(frame, label);
 }
 
 ToolkitControl* QtToolkit::MakeField(ToolkitView* view, const Frame& frame) {
   auto* const field = new QLineEdit(static_cast<PageView*>(view));
-  // A line that is pasted may bring its end along, which Qt keeps and shows as a blank. In a path
-  // it would name another directory, which could not be recorded on one line.
+  // Pasted text may have line ends, which Qt keeps and shows as blanks. A path with a line end
+  // would name another directory, which could not be recorded on one line.
   QObject::connect(field, &QLineEdit::textEdited, field, [field](QString text) {
     text.remove('\n').remove('\r');
     if (text != field->text()) field->setText(text);
   });
-  return PlaceLabelled(view, frame, field);
+  return AddLabelled(frame, field);
 }
 
 ToolkitControl* QtToolkit::MakeButton(ToolkitView* view, const Frame& frame,
@@ -257,7 +257,7 @@ ToolkitControl* QtToolkit::MakeButton(ToolkitView* view, const Frame& frame,
   }
   QObject::connect(button, &QPushButton::clicked,
                    [&controller = page_view->controller(), action] { Press(controller, action); });
-  return Place(view, frame, button);
+  return Add(frame, button);
 }
 
 ToolkitControl* QtToolkit::MakeCheckBox(ToolkitView* view, const Frame& frame,
@@ -265,7 +265,7 @@ ToolkitControl* QtToolkit::MakeCheckBox(ToolkitView* view, const Frame& frame,
   auto* const box = new WithoutReturn<QCheckBox>(static_cast<PageView*>(view));
   box->setText(WithoutMnemonics(ToQt(title)));
   box->setChecked(checked);
-  return Place(view, frame, box);
+  return Add(frame, box);
 }
 
 ToolkitControl* QtToolkit::MakeProgressBar(ToolkitView* view, const Frame& frame) {
@@ -273,11 +273,11 @@ ToolkitControl* QtToolkit::MakeProgressBar(ToolkitView* view, const Frame& frame
   bar->setRange(0, 100);
   bar->setValue(0);
   bar->setTextVisible(false);
-  return PlaceLabelled(view, frame, bar);
+  return AddLabelled(frame, bar);
 }
 
 ToolkitControl* QtToolkit::MakeSeparator(ToolkitView* view, const Frame& frame) {
-  return Place(view, frame, new SeparatorLine(static_cast<PageView*>(view)));
+  return Add(frame, new SeparatorLine(static_cast<PageView*>(view)));
 }
 
 void QtToolkit::SetVisible(ToolkitControl* control, bool visible) {
@@ -287,8 +287,8 @@ void QtToolkit::SetVisible(ToolkitControl* control, bool visible) {
 void QtToolkit::SetEnabled(ToolkitControl* control, bool enabled) {
   QWidget* const widget = Cast(control)->widget;
   if (!enabled && widget->hasFocus()) {
-    // To the button before it where that can be pressed, and not to whatever follows: when Cancel
-    // is over, Finish gets the keyboard and not the check box of the last page.
+    // The keyboard goes to the button before it if that can be pressed, else to what follows. So
+    // when Cancel is disabled, Finish gets the keyboard and not the check box of the last page.
     auto* const before = qobject_cast<QAbstractButton*>(widget->previousInFocusChain());
     if (before != nullptr && before->isEnabled() && before->isVisible()) {
       before->setFocus(Qt::BacktabFocusReason);
@@ -309,25 +309,19 @@ void QtToolkit::SetText(ToolkitControl* control, const stdx::string& text) {
     field->home(false);  // a long path shows its beginning
   } else if (auto* const button = dynamic_cast<PlainButton*>(the.widget)) {
     button->SetTitle(value);
-  } else if (auto* const box = qobject_cast<QAbstractButton*>(the.widget)) {
-    box->setText(WithoutMnemonics(value));
   }
 }
 
 stdx::string QtToolkit::GetText(ToolkitControl* control) {
-  const auto* const field = qobject_cast<QLineEdit*>(Cast(control)->widget);
-  return field == nullptr ? stdx::string() : FromQt(field->text());
+  return FromQt(static_cast<QLineEdit*>(Cast(control)->widget)->text());
 }
 
 bool QtToolkit::IsChecked(ToolkitControl* control) {
-  const auto* const box = qobject_cast<QAbstractButton*>(Cast(control)->widget);
-  return box != nullptr && box->isChecked();
+  return static_cast<QCheckBox*>(Cast(control)->widget)->isChecked();
 }
 
 void QtToolkit::SetProgress(ToolkitControl* bar, double value) {
-  if (auto* const widget = qobject_cast<QProgressBar*>(Cast(bar)->widget)) {
-    widget->setValue(qRound(value));
-  }
+  static_cast<QProgressBar*>(Cast(bar)->widget)->setValue(qRound(value));
 }
 
 std::unique_ptr<MessageDialog> QtToolkit::MakeMessage(const MessageBox& message) {
@@ -340,7 +334,7 @@ int QtToolkit::RunMessage(const MessageBox& message) {
     std::fprintf(stderr, "%s\n", message.text.c_str());
     return 0;
   }
-  // What happens to the message is no event of the loop that it interrupts.
+  // The events of the message are its own, and not those of the loop that it interrupts.
   const QScopedValueRollback unwatched(watch_->look);
   watch_->look = nullptr;
   const auto dialog = MakeMessage(message);
@@ -360,7 +354,7 @@ void QtToolkit::PumpEvent(const std::function<void(Point location)>& look) {
 }
 
 Point QtToolkit::ScreenToWindow(ToolkitWindow* window, Point point) {
-  return FromQt(ToQt(point) - static_cast<MainWindow*>(window)->PlaceOnScreen());
+  return FromQt(ToQt(point) - static_cast<MainWindow*>(window)->PositionOnScreen());
 }
 
 Point QtToolkit::WindowToControl(ToolkitControl* control, Point point) {

@@ -18,8 +18,8 @@ class MessageDialog;
 
 class QtToolkit : public Toolkit {
  public:
-  /// `locale_identifier` is what `LocaleIdentifier` answers: the environment may have been mended
-  /// since it named the locale.
+  /// `locale_identifier` is what `LocaleIdentifier` returns. It is read before the start replaces
+  /// the locale in the environment.
   explicit QtToolkit(stdx::string locale_identifier);
   ~QtToolkit() override;
 
@@ -56,7 +56,7 @@ class QtToolkit : public Toolkit {
   int RunMessage(const MessageBox& message) override;
   void ChooseFolder(ToolkitView* view,
                     std::function<void(const stdx::string& path)> chosen) override;
-  /// Qt hands out what it has in one go, so a turn may take several events; each is looked at.
+  /// Qt dispatches all waiting events at once, so one call may call `look` several times.
   void PumpEvent(const std::function<void(Point location)>& look) override;
   Point ScreenToWindow(ToolkitWindow* window, Point point) override;
   Point WindowToControl(ToolkitControl* control, Point point) override;
@@ -78,13 +78,14 @@ class QtToolkit : public Toolkit {
   struct Image;
 
   static Control* Cast(ToolkitControl* control);
-  ToolkitControl* Place(ToolkitView* view, const Frame& frame, QWidget* widget);
+  /// Moves `widget`, which has its parent already, to `frame`, shows it and keeps it as a control.
+  ToolkitControl* Add(const Frame& frame, QWidget* widget);
   /// As above, named for a screen reader by the label that was made just before it.
-  ToolkitControl* PlaceLabelled(ToolkitView* view, const Frame& frame, QWidget* widget);
+  ToolkitControl* AddLabelled(const Frame& frame, QWidget* widget);
 
   stdx::string locale_identifier_;
 
-  // In the order of their making: the application goes last.
+  // In the order in which they are made: the application is destroyed last.
   std::unique_ptr<Application> application_;
   std::unique_ptr<QEventLoop> loop_;
   std::unique_ptr<EventWatch> watch_;

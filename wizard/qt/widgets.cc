@@ -65,14 +65,15 @@ void PlainButton::SetTitle(const QString& title) {
   if (isVisible()) setText(WithoutMnemonics(title));
 }
 
-// Whoever sets a text has Qt look for a screen reader, which would hold up the window.
+// The text is set when the button is shown: setting it makes Qt look for a screen reader, which
+// would delay the window.
 void PlainButton::showEvent(QShowEvent* event) {
   setText(WithoutMnemonics(title_));
   WithoutReturn::showEvent(event);
 }
 
-// Measured no sooner than it is drawn: fonts take longer to load than all else before the window
-// shows.
+// The title is measured when it is drawn and not before: loading the fonts takes longer than
+// everything else that is done before the window shows.
 void PlainButton::paintEvent(QPaintEvent*) {
   QStyleOptionButton option;
   initStyleOption(&option);
@@ -93,7 +94,7 @@ void SeparatorLine::paintEvent(QPaintEvent*) {
 }
 
 QImage Decode(const Picture& picture) {
-  // Qt would load every plugin for pictures to find the format out.
+  // Without a format Qt would load all its plugins for pictures to find it out.
   const char* const format = picture.bytes[0] == 'B' ? "BMP" : "PNG";
   return QImage::fromData(picture.bytes, static_cast<int>(picture.size), format);
 }

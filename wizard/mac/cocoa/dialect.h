@@ -1,6 +1,6 @@
-// What the bridge asks of AppKit where GNUstep speaks another dialect of it: see gnustep/dialect.h,
-// which offers the same. Here each is what AppKit says to it. Also the names that AppKit has
-// deprecated for so long that an SDK may have dropped them; the classes still answer to them.
+// AppKit's side of the calls for which GNUstep needs others: see gnustep/dialect.h, which declares
+// the same. Also the methods that AppKit has deprecated for so long that an SDK may no longer
+// declare them; the classes still have them.
 #pragma once
 
 #import <AppKit/AppKit.h>

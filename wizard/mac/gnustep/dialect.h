@@ -1,7 +1,7 @@
-// GNUstep's dialect of AppKit: what the bridge asks of the desktop where GNUstep needs other words
-// than AppKit for the same. All that differs stands in this folder, so that the bridge reads as
-// AppKit: here the calls, in dialect.mm the behaviour, in message.mm the messages, in look.mm the
-// looks. cocoa/dialect.h offers the same for AppKit itself.
+// GNUstep's dialect of AppKit: what the bridge asks of the desktop where GNUstep needs other calls
+// than AppKit. Every difference is in this directory, so that the bridge itself reads as AppKit:
+// the calls are here, the behaviour is in dialect.mm, messages are in message.mm and colours and
+// shapes in look.mm. cocoa/dialect.h declares the same for AppKit itself.
 #pragma once
 
 #import <AppKit/AppKit.h>
@@ -29,8 +29,7 @@ stdx::string LocaleIdentifier();
 /// display for one.
 bool PrepareApplication(int argc, char** argv);
 
-/// Sees to it that `run` returns when `window`, the last one, closes: the process then ends in
-/// order.
+/// Makes `run` return when `window`, the last one, closes, so that the process ends in order.
 void LeaveRunWhenClosed(NSWindow* window);
 
 // What a fresh control needs to be what AppKit makes of it.
@@ -39,7 +38,7 @@ void FitPicture(NSImageView* picture);
 void FitField(NSTextField* field);
 void FitCheckBox(NSButton* box);
 
-/// Keeps the desktop from remarks about what is in order.
+/// While it lives, GNUstep logs nothing: it remarks on pictures that are in order.
 class Quiet {
  public:
   Quiet();

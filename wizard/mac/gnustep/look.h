@@ -1,4 +1,4 @@
-// How the wizard looks over GNUstep, whose own look is that of another age.
+// The colours and shapes of the wizard over GNUstep, whose own theme is that of the 1990s.
 #pragma once
 
 #import <AppKit/AppKit.h>
@@ -9,10 +9,10 @@ namespace quarn::dialect {
 /// user has chosen a theme.
 void ApplyLook();
 
-/// A line of text stands in the middle of its field.
+/// Centres the line of text in the height of its field.
 void CentreText(NSTextField* field);
 
-/// The two pictures of a check box.
+/// Gives a check box its two pictures, cleared and checked.
 void DrawCheckMarks(NSButton* box);
 
 }  // namespace quarn::dialect

@@ -83,7 +83,7 @@ constexpr CGFloat kButtonGap = 8;
     [picture setImage:_icon];
     [content addSubview:picture];
   }
-  // A short text stands in the middle of the picture's height.
+  // A text that is lower than the picture is centred in the picture's height.
   [text setFrame:NSMakeRect(text_left, body_bottom + (body_height - text_height) / 2, kTextWidth,
                             text_height)];
   [content addSubview:text];
