@@ -1,4 +1,4 @@
-# Settings that every target of the tree shares, and the way a folder becomes a library.
+# Settings that every target of the tree shares, and the way a directory becomes a library.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -38,13 +38,13 @@ if(QUARN_COVERAGE)
   add_link_options(--coverage)
 endif()
 
-# Files are included as "folder/file.h". Every library exposes only its own folder under that
+# Files are included as "directory/file.h". Every library exposes only its own directory under that
 # name, so a file can include nothing but the libraries that its target links.
-function(quarn_expose target folder)
-  set(root "${CMAKE_BINARY_DIR}/include/${folder}")
-  get_filename_component(parent "${root}/${folder}" DIRECTORY)
+function(quarn_expose target directory)
+  set(root "${CMAKE_BINARY_DIR}/include/${directory}")
+  get_filename_component(parent "${root}/${directory}" DIRECTORY)
   file(MAKE_DIRECTORY "${parent}")
-  file(CREATE_LINK "${PROJECT_SOURCE_DIR}/${folder}" "${root}/${folder}" SYMBOLIC)
+  file(CREATE_LINK "${PROJECT_SOURCE_DIR}/${directory}" "${root}/${directory}" SYMBOLIC)
   target_include_directories(${target} PUBLIC "${root}")
 endfunction()
 
@@ -59,14 +59,14 @@ function(quarn_platform_sources target)
   target_sources(${target} PRIVATE ${ARGN})
 endfunction()
 
-# quarn_library(<folder> SOURCES ... [DEPENDS ...]): the library of one folder, as quarn::<folder>;
+# quarn_library(<directory> SOURCES ... [DEPENDS ...]): the library of one directory, as quarn::<directory>;
 # that of "a/b" is quarn::a_b.
-function(quarn_library folder)
+function(quarn_library directory)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
-  string(REPLACE "/" "_" name ${folder})
+  string(REPLACE "/" "_" name ${directory})
   add_library(quarn_${name} STATIC ${ARG_SOURCES})
   add_library(quarn::${name} ALIAS quarn_${name})
-  quarn_expose(quarn_${name} ${folder})
-  set_target_properties(quarn_${name} PROPERTIES QUARN_FOLDER ${folder})
+  quarn_expose(quarn_${name} ${directory})
+  set_target_properties(quarn_${name} PROPERTIES QUARN_DIRECTORY ${directory})
   target_link_libraries(quarn_${name} PUBLIC ${ARG_DEPENDS})
 endfunction()

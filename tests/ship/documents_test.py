@@ -19,7 +19,7 @@ ARCHITECTURE = SOURCE_ROOT / "docs/architecture.md"
 
 
 def blocks(document):
-    """The fenced blocks: (words behind the fence, text)."""
+    """The fenced blocks: (words after the fence, text)."""
     return [(info.split(), text) for info, text in
             re.findall(r"(?ms)^```([^\n]*)\n(.*?)^```$", document.read_text())]
 
@@ -49,7 +49,7 @@ class Documents(unittest.TestCase):
                     self.assertIn(anchor, anchors(path), f"{document.name}: {target}")
 
     def test_every_file_that_is_named_exists(self):
-        """Names of the tree in backquotes: those that begin with one of its folders."""
+        """Names of the tree in backquotes: those that begin with one of its directories."""
         tops = {path.name for path in SOURCE_ROOT.iterdir() if path.is_dir()} - {"build", "dist"}
         for document in DOCUMENTS:
             for name in re.findall(r"`([A-Za-z0-9_.*/<>-]+)", prose(document)):
@@ -106,7 +106,7 @@ class House(unittest.TestCase):
         lines = (BUILD / "house.txt").read_text().splitlines()
         self.built = {folder: links.split() for folder, links in (line.split(":") for line in lines)}
         self.told = {folders_in(folder)[0]: folders_in(links)
-                     for folder, links in table(ARCHITECTURE, "folder", "links")}
+                     for folder, links in table(ARCHITECTURE, "directory", "links")}
         picture = blocks(ARCHITECTURE)[0][1]
         self.floors = {}
         number = 0
@@ -142,7 +142,7 @@ class House(unittest.TestCase):
     def test_every_source_folder_has_rules(self):
         named = set()
         folder = ""
-        for first, files, _ in table(ARCHITECTURE, "folder", "files", "the rules in it"):
+        for first, files, _ in table(ARCHITECTURE, "directory", "files", "the rules in it"):
             folder = folders_in(first)[0] if first else folder
             named |= {folder, *(f"{folder}/{below}" for below in folders_in(files))}
         self.assertLessEqual({str(folder) for folder in source_folders()}, named)
