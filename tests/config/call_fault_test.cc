@@ -1,6 +1,6 @@
 // Every call of the system with which a launcher's file is read and rewritten fails once, in every
 // way, and so does every request for memory: the file is then as it was or as it should become, and
-// where it is neither, for it was not read to its end, a copy of it lies beside it.
+// where it is neither, because it was not read to its end, a copy of it is next to it.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -21,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// What stands in the user's file before; nothing for no file.
+/// The contents of the user's file before; nothing for no file.
 struct FileRow {
   const char* name;
   std::optional<std::string> before;
@@ -81,7 +81,7 @@ class ConfigCallFaultTest : public ScratchTest, public ::testing::WithParamInter
     EXPECT_EQ(ReadFile(copy), GetParam().before);
     return true;
   }
-  /// After a kill: beside the file lies its copy at most, or a part of one, which the next rewrite
+  /// After a kill: next to the file is at most its copy, or a part of one, which the next rewrite
   /// takes away. Whether there was one.
   bool CheckBeside() const {
     const fs::path copy = own().string() + ".orig", part = copy.string() + ".part";
@@ -262,7 +262,7 @@ TEST_P(ConfigCallFaultTest, ARequestForMemoryThatFailsCostsNoLine) {
             << " left the file as it was\n";
 }
 
-// A rewrite truncates the file and writes it anew, through a stream: what lies between is known.
+// A rewrite truncates the file and writes it anew, through a stream: what comes between is known.
 TEST_P(ConfigCallFaultTest, AKillAtAnyMomentLeavesTheOldFileOrABeginningOfTheNewOne) {
   const std::string rewritten = Rewritten().value();
   const std::string old = GetParam().before.value_or("");

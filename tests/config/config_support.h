@@ -42,4 +42,9 @@ inline std::string WrittenBytes(const std::filesystem::path& directory,
   return ReadFile(directory / "written.cfg");
 }
 
+/// `text` and a filler line, `size` bytes in all.
+inline std::string Padded(std::string text, std::size_t size) {
+  return text + std::string(size - text.size() - 1, '#') + "\n";
+}
+
 }  // namespace quarn::testing

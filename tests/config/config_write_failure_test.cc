@@ -1,4 +1,4 @@
-// A launcher's file on a disk without room, and in other places where it cannot be written: what
+// A launcher's file on a disk without room, and in directories where it cannot be written: what
 // was in it stays in it.
 
 #include <sys/mount.h>

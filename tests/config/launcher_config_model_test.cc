@@ -245,7 +245,7 @@ TEST_F(ConfigModelTest, RandomFilesAreReadAsTheModelReadsThem) {
   }
 }
 
-// Beside a file that the model does not understand lies a copy of it then.
+// Next to a file that the model does not understand is then a copy of it.
 TEST_F(ConfigModelTest, RandomFilesAreRewrittenAsTheModelRewritesThem) {
   const std::filesystem::path path = home() / ".Orbex/qlaunch/qlaunch.cfg";
   const std::filesystem::path copy = path.string() + ".orig";

@@ -246,7 +246,7 @@ TEST_F(TemplateDirsTest, OfTwoLauncherFilesTheOrdinaryOneGivesTheList) {
   EXPECT_FALSE(dirs.locationsFromAltProfile);
 }
 
-// An empty line in front stands for an empty directory, to which the system prefers its own.
+// An empty first line is an empty directory, to which the system prefers its own.
 TEST_F(TemplateDirsTest, ARecordedEmptyLineMakesTheChosenDirectoryEmpty) {
   fs::create_directories(root() / "good");
   WriteFile(Own(), Line("") + Line(root() / "good"));

@@ -26,7 +26,7 @@ def enter():
 
 
 def cover(files, keep=None):
-    """Makes the machine read-only but for empty /tmp and /var/tmp; returns where copies of `files` stand, by name.
+    """Makes the machine read-only but for empty /tmp and /var/tmp; returns the paths of copies of `files`, by name.
 
     A directory is copied with everything in it. The directory `keep` stays writable, at KEPT.
     """
@@ -41,8 +41,8 @@ def cover(files, keep=None):
     mount("/tmp", "mode=1777")
     mount("/var/tmp", "mode=1777")
     for name, copies in contents.items():
-        for place, data, mode in copies:
-            copy = pathlib.Path("/tmp/bin", name, place)
+        for path, data, mode in copies:
+            copy = pathlib.Path("/tmp/bin", name, path)
             copy.parent.mkdir(parents=True, exist_ok=True)
             copy.write_bytes(data)
             copy.chmod(mode)

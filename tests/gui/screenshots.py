@@ -26,7 +26,7 @@ def main():
 
     os.makedirs(arguments.directory, exist_ok=True)
     sandbox.enter()
-    # Packed before the folders of the kit are covered, in a place that is gone by itself.
+    # Packed before the directories of the kit are covered, into one that goes away by itself.
     sandbox.mount("/var/tmp", "mode=1777")
     kit = "/var/tmp/quarn.tpk"
     subprocess.run([arguments.tpk, "pack", "--quiet", arguments.kit, "-o", kit], check=True)

@@ -55,7 +55,7 @@ TEST_F(Description, IsThatOfTheFirstRecordOfTheLanguage) {
   EXPECT_EQ(Open(kit), "first.html");
 }
 
-// Deliberate: the name is put right behind the directory's, separator or not.
+// Deliberate: the file's name follows the directory's at once, with no separator added.
 TEST_F(Description, IsNotOpenedWhereTheDirectoryWasTypedWithoutASeparator) {
   behind_target = "/templates";
   EXPECT_EQ(Open(ExampleKit()), std::nullopt);

@@ -115,7 +115,7 @@ TEST_F(EnvironmentLocale, StaysInAnEightBitEncodingThatTakesInTheTextsOfTheLangu
   }
 }
 
-// In this Arabic encoding many bytes stand for nothing, and Russian letters in UTF-8 need them.
+// In this Arabic encoding many bytes are no character, and Russian letters in UTF-8 have them.
 TEST_F(EnvironmentLocale, IsReplacedWhereItCannotTakeInTheTextsOfTheLanguage) {
   UseLocale("ISO-8859-6");
   if (!is_there_) GTEST_SKIP() << "no sources of locales on this system";

@@ -18,9 +18,9 @@ using Clock = std::chrono::steady_clock;
 
 class Leaving : public WizardTest {
  protected:
-  /// A FIFO in the place of the fourth of five files.
+  /// A FIFO instead of the fourth of five files.
   void StandInTheWay() { gate_ = std::make_unique<Gate>(target() / "about" / "en.html"); }
-  /// Does it in the first turn of the loop in which the worker stands at the FIFO.
+  /// Does it in the first turn of the loop in which the worker waits at the FIFO.
   void AtTheFifo(std::function<void()> then) {
     toolkit.OnTurn([this, then = std::move(then)] {
       if (toolkit.progress_seen().back() != 60) return;

@@ -1,14 +1,14 @@
-# Fails when a source in FOLDER, its subfolders aside, includes anything but the standard's and
+# Fails when a source in DIRECTORY, without its subdirectories, includes anything but the standard's and
 # POSIX's headers and this system's own floors.
-file(GLOB sources "${FOLDER}/*.h" "${FOLDER}/*.cc")
+file(GLOB sources "${DIRECTORY}/*.h" "${DIRECTORY}/*.cc")
 if(NOT sources)
-  message(FATAL_ERROR "no sources in ${FOLDER}")
+  message(FATAL_ERROR "no sources in ${DIRECTORY}")
 endif()
 set(found "")
 foreach(source IN LISTS sources)
   file(STRINGS "${source}" includes REGEX "^[ \t]*#[ \t]*(include|import)")
   foreach(line IN LISTS includes)
-    # A toolkit's header has a folder or capitals in its name.
+    # A toolkit's header has a directory or capitals in its name.
     if(line MATCHES "#[ \t]*include <[a-z0-9_]+(\\.h)?>")
       continue()
     endif()

@@ -18,7 +18,7 @@ class Pace : public WizardTest {};
 TEST_F(Pace, TheLoopTurnsWithoutAPause) {
   constexpr std::int64_t kTurns = 10000;
   WriteKit(ExampleKit());
-  // The worker stands still meanwhile, so that no turn has to wait for the record.
+  // The worker waits meanwhile, so that no turn has to wait for the record.
   Gate gate(target() / "ledger" / "2.0" / "ledger.cf");
   std::int64_t first_turn = 0;
   long waited = 0;

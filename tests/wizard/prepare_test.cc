@@ -37,7 +37,7 @@ TEST_F(Prepare, WithoutAKitThereIsNoSilentRunEither) {
 
 TEST_F(Prepare, WithoutUsecwdTheCurrentDirectoryIsNotLookedAt) {
   WriteKit(ExampleKit());
-  RunProgram({"setup", "-Len"});  // beside the program of the tests lies no kit
+  RunProgram({"setup", "-Len"});  // there is no kit next to the program of the tests
   EXPECT_EQ(toolkit.messages(), (std::vector<ShownMessage>{Error(kNoKit)}));
 }
 

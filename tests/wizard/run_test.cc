@@ -221,7 +221,7 @@ TEST_P(WholeRun, Silently) {
   EXPECT_TRUE(toolkit.window_shown());
   EXPECT_EQ(pages, (std::vector<WizardState>{kStateInstalling}));
   EXPECT_TRUE(toolkit.messages().empty());
-  // The last page stands until the program ends.
+  // The last page is shown until the program ends.
   EXPECT_EQ(toolkit.VisibleTexts(), (std::vector<std::string>{kSuccessText}));
   for (const ButtonAction action : {ButtonAction::kBack, ButtonAction::kNext}) {
     EXPECT_FALSE(toolkit.Button(action).visible) << "never shown in a silent run";

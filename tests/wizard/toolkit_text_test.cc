@@ -93,7 +93,7 @@ INSTANTIATE_TEST_SUITE_P(Encodings, EightBitText,
 
 using Koi8Text = EightBitText;
 
-// Tables' texts, UTF-8 that was read byte by byte, stand beside words of the locale's own.
+// Texts of the tables, which are UTF-8 read byte by byte, next to words in the locale's encoding.
 TEST_P(Koi8Text, OfTablesIsToldFromTheLocalesOwnWordByWord) {
   EXPECT_EQ(ToToolkit(ToUtf16("Привет") + u" (мой дом)."), "Привет (мой дом).");
   EXPECT_EQ(FromToolkit("мой дом"), u"мой дом");

@@ -21,7 +21,7 @@ namespace quarn::testing {
 /// The text of `id` in the language `code`.
 std::string TextOf(const std::string& code, const std::string& id);
 
-/// A named pipe in the place of a file to install. The worker, which opens it to see how old it is,
+/// A named pipe with the name of a file to install. The worker, which opens it to see its age,
 /// stays there until it is let through; then it finds the file up to date and goes on.
 class Gate {
  public:
@@ -49,7 +49,7 @@ class WizardTest : public PrivateMountTest {
 
   /// The directory in which the wizard is started and looks for its kit.
   std::filesystem::path start_directory() const { return root() / "start"; }
-  /// A directory to install into, which no other thing lies in.
+  /// A directory to install into, with nothing else in it.
   std::filesystem::path target() const { return root() / "target"; }
   /// The directory that is offered when nothing is recorded.
   std::filesystem::path default_target() const {
@@ -65,11 +65,11 @@ class WizardTest : public PrivateMountTest {
 
   void WriteKit(const KitBuilder& kit) { WriteFile(start_directory() / "quarn.tpk", kit.Kit()); }
 
-  /// Runs the wizard in the start directory as `setup usecwd` with `options` behind it.
+  /// Runs the wizard in the start directory as `setup usecwd` followed by `options`.
   void RunWizard(const std::vector<std::string>& options = {"-Len"});
   /// Runs the program with exactly these arguments.
   void RunProgram(std::vector<std::string> arguments) { RunProgram(toolkit, std::move(arguments)); }
-  /// The same on another desktop; each stands for one process.
+  /// The same on another desktop; each call is like a new process.
   void RunProgram(Toolkit& desktop, std::vector<std::string> arguments);
 
   /// Runs the wizard with `options` for a user who does `story`. At its end the window must be
@@ -89,7 +89,7 @@ class WizardTest : public PrivateMountTest {
 
   /// The command lines of "open" so far, one a line.
   std::string Opened() const;
-  /// Whether an image of a kit lies in the temporary directory.
+  /// Whether an image of a kit is in the temporary directory.
   bool ImageLeft() const;
 
   ShownMessage Error(const std::string& text) const {
