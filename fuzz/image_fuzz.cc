@@ -1,5 +1,5 @@
 // The kit reader on an arbitrary image, held in memory. Whatever the image, reading ends in a code
-// or in tables that lie in it, and never allocates more than a small multiple of its bytes.
+// or in tables that are within it, and never allocates more than a small multiple of its bytes.
 #include <algorithm>
 #include <cstring>
 
@@ -72,7 +72,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::uint64_t least = 0;
   for (const auto& file : kit.files()) least += quarn::kMinFileRecord + 2 * file.name.size();
   for (const auto& product : kit.products()) least += 2 * product.name.size();
-  Require(least <= size, "the tables lie in the image");
-  Require(ImageInMemory::position <= size, "nothing behind the image is read");
+  Require(least <= size, "the tables are within the image");
+  Require(ImageInMemory::position <= size, "nothing is read after the end of the image");
   return 0;
 }

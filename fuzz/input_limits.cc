@@ -11,7 +11,7 @@ std::uint64_t bytes_handed_out = 0;  // a target has one thread
 
 }  // namespace
 
-// Every form is replaced, because a sanitizer's own forms do not call each other. Nothing stands in
+// Every form is replaced, because a sanitizer's own forms do not call each other. Nothing is put in
 // front of a block, so that the sanitizers see every step out of it.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   bytes_handed_out += size;

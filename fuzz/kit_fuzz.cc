@@ -1,6 +1,6 @@
 // A whole kit from bytes: inflating and reading it, with real files. The input is a deflate stream
 // as it is; or, when its first byte is odd, the rest is an image that is deflated first, so that
-// the tables behind a sound stream are reached as well.
+// the tables in a sound stream are reached as well.
 #include <zlib.h>
 
 #include <filesystem>

@@ -1,7 +1,7 @@
 // The user's configuration file with arbitrary contents: read, given a directory, written, and all
-// of that once more. Nothing is thrown but by a text with no narrow form, and then the file stays;
-// else the directory is there afterwards, and a rewrite that changes what it should not leaves a
-// copy.
+// of that once more. Only a text with no narrow form throws, and then the file stays as it is.
+// Otherwise the directory is in the file afterwards, and a rewrite that loses anything leaves a
+// copy of the file.
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -23,7 +23,7 @@ std::string Contents(const std::filesystem::path& path) {
   return {std::istreambuf_iterator<char>(in), {}};
 }
 
-/// Reads and writes the file; whether it was written. The copy is then of what was there before.
+/// Reads and writes the file. Whether it was written; a copy is then of the former contents.
 bool Rewrite(const std::filesystem::path& file) {
   const std::filesystem::path copy = file.string() + ".orig";
   const std::string before = Contents(file);

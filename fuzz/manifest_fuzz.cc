@@ -1,6 +1,6 @@
-// A manifest: every mistake is told with its place and nothing else is thrown; what is accepted can
-// be used; and the manifest that unpacking a kit with these products writes is accepted as well and
-// says the same.
+// A manifest: every mistake is reported with its position, nothing else is thrown; what is accepted
+// can be used; and the manifest that unpacking a kit with these products writes is accepted as well
+// and says the same.
 #include <algorithm>
 #include <string>
 #include <string_view>
@@ -24,7 +24,7 @@ constexpr std::string_view kName = "kit.toml";
 std::size_t TakeNumber(std::string_view& text) {
   std::size_t number = 0;
   const std::size_t end = std::min(text.find_first_not_of("0123456789"), text.size());
-  Require(end != 0 && end < 10 && text.substr(end).starts_with(':'), "a mistake has a place");
+  Require(end != 0 && end < 10 && text.substr(end).starts_with(':'), "a mistake has a position");
   for (const char c : text.substr(0, end)) number = number * 10 + static_cast<std::size_t>(c - '0');
   text.remove_prefix(end + 1);
   return number;
@@ -43,7 +43,7 @@ void CheckMistakes(const tpk::Failure& failure, std::string_view manifest) {
             "a mistake names the manifest");
     line.remove_prefix(kName.size() + 1);
     const std::size_t row = TakeNumber(line);
-    Require(row >= 1 && row <= lines + 2, "a mistake lies in the manifest");
+    Require(row >= 1 && row <= lines + 2, "a mistake is within the manifest");
     TakeNumber(line);
     Require(line.size() > 2, "a mistake is described");
     Require(std::none_of(line.begin(), line.end(),

@@ -1,5 +1,5 @@
-// Text conversion both ways: it answers or throws its one exception, what it answers comes back
-// the same, and nothing beyond the given sizes is touched (the sanitizers see to that).
+// Text conversion both ways: it returns or throws its one exception, what it returns converts back
+// to the same, and nothing beyond the given sizes is touched (the sanitizers check that).
 #include <algorithm>
 #include <stdexcept>
 #include <vector>
@@ -13,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using quarn::fuzz::Require;
   quarn::fuzz::Scratch();
   const quarn::fuzz::Limits limits(size, 1 << 12, 64);
-  // Exact allocations: the bytes without a terminator behind them, the units with one.
+  // Exact allocations: the bytes without a terminator, the units with one.
   const std::vector<char> bytes(data, data + size);
   std::vector<char16_t> units(size / 2 + 1);
   for (std::size_t i = 0; i < size / 2; ++i) {

@@ -133,7 +133,7 @@ void Compare(SideBySide& table, const std::string& kind) {
 
 int main() {
 #ifdef M_TRIM_THRESHOLD
-  // What is freed stays in the process: the kernel's page faults are nobody's string.
+  // Freed memory stays in the process, so that the kernel's page faults count for neither string.
   mallopt(M_TRIM_THRESHOLD, 1 << 30);
   mallopt(M_MMAP_THRESHOLD, 1 << 30);
 #endif

@@ -1,6 +1,6 @@
 // The ordinary pass against the shell: the time of one installed file in units of one bare
 // system("mkdir -p ..."). Three calls of the shell make a file, and the one that moves costs more
-// than the other two; what they and the bare writing of the file cost is measured beside it.
+// than the other two; what they and the bare writing of the file cost is measured as well.
 #include <fmt/core.h>
 
 #include <cstdlib>

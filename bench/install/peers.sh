@@ -6,7 +6,7 @@
 # About 20 GB of disk are used below TMPDIR and given back at the end.
 #
 # So that figures mean something:
-# - targets are new in every round and only truncated behind it, because ext4 steps over inodes
+# - targets are new in every round and only truncated after it, because ext4 steps over inodes
 #   that were freed in the last minute, which slows runs of small files 15 times;
 # - memory is touched and freed before each run, because a virtual machine that gave it back makes
 #   the next one wait for it;

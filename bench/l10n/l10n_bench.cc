@@ -1,4 +1,4 @@
-// Text look-up against a plain map with the same conversion behind it, and what building the
+// Text look-up against a plain map with the same conversion after it, and what building the
 // tables costs at the start of the process.
 #include <fmt/core.h>
 #include <sys/wait.h>

@@ -273,7 +273,7 @@ TEST_F(DirectPolicyTest, AFileThatOthersMakeInTheWayIsAFailureAndNeitherOfTheTwo
     SCOPED_TRACE(static_cast<int>(op));
     WriteOld("f", "old");
     Installation<Faulty> installation(KitBuilder().File(u"f", "new"), kit(), target());
-    // Behind the move, before the file is created.
+    // After the move, before the file is created.
     installation.script.OnPath(
         Op::kMove, std::u16string(U16(target() / "f").view()), Meanwhile([&] {
           installation.script.OnPath(Op::kFileOpen, std::u16string(U16(target() / "f").view()),
@@ -350,7 +350,7 @@ TEST_F(DirectPolicyVolumeTest, AStagingVolumeThatFillsUpIsAFailureAndAllComesBac
   EXPECT_EQ(Tree(tmp()), temporary);
 }
 
-// The copies come back where the new files stood, because there is no room beside them.
+// The copies replace the new files when they come back, because there is no room for both.
 TEST_F(DirectPolicyVolumeTest, ATargetVolumeThatFillsUpIsAFailureAndAllComesBack) {
   fs::create_directory(target() / "volume");
   const PrivateVolume volume((target() / "volume").string(), 1 << 20);

@@ -28,7 +28,7 @@ class ModelDisk {
  public:
   /// `mount_point` cannot be removed itself.
   explicit ModelDisk(std::string mount_point) : mount_point_(std::move(mount_point)) {}
-  /// What lies at and below `root`, and the directories above it.
+  /// What is at and below `root`, and the directories above it.
   void Load(const std::filesystem::path& root);
   /// Where `actual` differs from what this one expects; empty when nowhere but in times of "now".
   std::string Differences(const ModelDisk& actual) const;

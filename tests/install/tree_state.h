@@ -29,7 +29,7 @@ struct NodeState {
 };
 void PrintTo(const NodeState& node, std::ostream* out);
 
-/// By paths relative to its root, a directory's with "/" behind it.
+/// By paths relative to its root; that of a directory ends with "/".
 using TreeState = std::map<std::string, NodeState>;
 TreeState StateOf(const std::filesystem::path& root);
 

@@ -1,5 +1,5 @@
 // Every kind of damage has a name. Whatever it is, reading the kit ends with its code, at once,
-// with no image left behind and with memory in proportion to what the image really holds.
+// with no image left and with memory in proportion to what the image really holds.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 

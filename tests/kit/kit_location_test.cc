@@ -34,7 +34,7 @@ TEST_F(KitLocationTest, TheKitLiesBesideTheBundle) {
                          "/a/Outer.app/Contents/MacOS/b/Inner.app/Contents/MacOS/setup",
                          "/a/Outer.app/Contents/MacOS/b"},
            DirectoryCase{"a bundle without a name", "/Apps/.app/Contents/MacOS/setup", "/Apps"},
-           DirectoryCase{"nothing behind the bundle", "/Apps/Setup.app/Contents/MacOS", "/Apps"},
+           DirectoryCase{"nothing after the bundle", "/Apps/Setup.app/Contents/MacOS", "/Apps"},
            DirectoryCase{"the text may go on", "/Apps/Setup.app/Contents/MacOSX/setup", "/Apps"},
            DirectoryCase{"letter case counts", "/Apps/Setup.app/contents/MacOS/setup",
                          "/Apps/Setup.app/contents/MacOS"},

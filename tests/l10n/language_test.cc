@@ -73,7 +73,7 @@ const OptionCase kOptionCases[] = {
     {"a Hungarian locale", {}, "hu_HU", 10, u"hu", false, false},
     {"a Spanish locale is never the second es", {}, "es_ES", 9, u"es", false, false},
     {"a three-letter language is cut to two", {}, "deu_DE", 8, u"de", false, false},
-    {"also where it stands alone", {}, "deu", 8, u"de", false, false},
+    {"also if it is alone", {}, "deu", 8, u"de", false, false},
     {"a one-letter locale", {}, "d", 5, u"en", false, false},
     {"an empty locale", {}, "", 5, u"en", false, false},
 };

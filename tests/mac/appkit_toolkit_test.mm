@@ -1,6 +1,6 @@
 // The toolkit on AppKit, operation by operation: what the objects that it makes answer when they
 // are asked. Needs an X server; a run starts one of its own. What needs a window
-// manager is in tests/gui/scenarios.py.
+// manager is in tests/gui/scenarios/.
 #include "wizard/mac/appkit_toolkit.h"
 
 #include <gmock/gmock.h>
@@ -261,12 +261,12 @@ TEST_F(AppKitToolkitTest, TheWindowIsTitledAndClosableAndNothingElse) {
 
 TEST_F(AppKitToolkitTest, TheWindowIsCentred) {
   SetUpWindow();
-  const NSRect place = [Window() frame];
-  NSRect centred = place;
+  const NSRect frame = [Window() frame];
+  NSRect centred = frame;
   [Window() setFrameOrigin:NSMakePoint(3, 4)];
   [Window() center];
   centred = [Window() frame];
-  EXPECT_EQ(Numbers(place), Numbers(centred));
+  EXPECT_EQ(Numbers(frame), Numbers(centred));
 }
 
 TEST_F(AppKitToolkitTest, TheWindowIsWhite) {
@@ -624,7 +624,7 @@ TEST_F(KeyTest, TheFieldIsOneLineWhateverIsPastedIntoIt) {
   }
 }
 
-TEST_F(KeyTest, TheCaretStaysBehindWhatWasPasted) {
+TEST_F(KeyTest, TheCaretStaysAfterWhatWasPasted) {
   [Window() makeFirstResponder:path_];
   [Editor() setSelectedRange:NSMakeRange(1, 0)];
   Insert(@"srv\r\n/\n");
@@ -882,7 +882,7 @@ TEST_F(PumpEventTest, AnEventThatIsMissingIsSentLikeAnyOther) {
   EXPECT_THAT(Turn(nil), ElementsAre("fetch", "send"));
 }
 
-TEST_F(AppKitToolkitTest, APointOnTheScreenIsConvertedByTheWindowsPlace) {
+TEST_F(AppKitToolkitTest, APointOnTheScreenIsConvertedByTheWindowsPosition) {
   SetUpWindow();
   [Window() setFrameOrigin:NSMakePoint(100, 50)];
   const NSPoint expected = [Window() convertScreenToBase:NSMakePoint(550.5, 75)];

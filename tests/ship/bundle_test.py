@@ -277,7 +277,7 @@ class Bundles(BundleTest):
 
 
 class Entry(BundleTest):
-    """setup.desktop: starts the launcher that lies beside it."""
+    """setup.desktop: starts the launcher next to it."""
 
     def setUp(self):
         super().setUp()

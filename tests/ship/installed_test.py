@@ -62,7 +62,7 @@ class Installed(ToolTest):
         self.run_tool(prefix / "bin/tpk", "bundle", "--manifest", example, "--target", "linux", "-o", "out")
         self.assertEqual((self.work / "out/setup").read_bytes(),
                          (prefix / "libexec/quarn-setup/setup").read_bytes())
-        # A kit in the current directory, and one that stands beside the installed wizard.
+        # A kit in the current directory, and one next to the installed wizard.
         target = self.root / "home/.quarn/Orbex/quarn/tmplts"
         shutil.copy(self.work / "out/quarn.tpk", self.work)
         for arguments in (["usecwd", "-S"], ["-S"]):

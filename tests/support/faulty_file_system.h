@@ -1,5 +1,5 @@
-// A file-system policy around another one that logs every call, lets a test look on at each, and
-// makes the n-th call of an operation fail.
+// A file-system policy around another one that logs every call, calls a function of the test before
+// each, and makes the n-th call of an operation fail.
 #pragma once
 
 #include <algorithm>
@@ -265,7 +265,7 @@ struct FaultyFileSystem<DirectFileSystem> : FaultyBase<DirectFileSystem> {
   using Base = DirectFileSystem;
   using FaultyBase::FaultyBase;
   using Node = Base::Node;
-  /// A fault with a code is a look that cannot tell.
+  /// With a fault that has a code, the check cannot tell.
   Node Look(const Text& path) {
     if (Enter(Op::kLook, path)) throw std::system_error(EIO, std::generic_category());
     return Base::Look(path);

@@ -39,15 +39,15 @@ std::string Deflate(std::string_view bytes, const DeflateOptions& options = {});
 
 /// Assembles a kit. Every field of the image has a name: "layout", "product count", "product 0
 /// size", "product 0 language", "product 0 name", "product 0 provider", "product 0 description"
-/// (form A: "name", "provider", "description"), "file count", "file 0 size", "file 0 name",
-/// "file 0 time", "file 0 offset", "file 0 data size", "data". That of a text stands for its count.
+/// (form `single`: "name", "provider", "description"), "file count", "file 0 size", "file 0 name",
+/// "file 0 time", "file 0 offset", "file 0 data size", "data". The name of a text means its count.
 class KitBuilder {
  public:
-  /// A form A kit, which describes one product. Without a call of this or of `Product` the kit is
-  /// a form B kit without products.
+  /// A kit of the form `single`, which describes one product. Without a call of this or of
+  /// `Product` the kit is one of the form `table` without products.
   KitBuilder& SingleProduct(std::u16string name, std::u16string provider,
                             std::u16string description);
-  /// `surplus` is written into the record behind its last field.
+  /// `surplus` is written into the record after its last field.
   KitBuilder& Product(std::u16string language, std::u16string name, std::u16string provider,
                       std::u16string description, std::string surplus = "");
   /// A file with contents of its own.
@@ -55,7 +55,7 @@ class KitBuilder {
                    std::string surplus = "");
   /// A file of `times` copies of `piece`, which are never all in memory.
   KitBuilder& RepeatedFile(std::u16string name, std::string piece, std::uint32_t times);
-  /// A file whose contents lie where it says, be anything there or not.
+  /// A file that claims these contents, whether or not there is anything.
   KitBuilder& FileAt(std::u16string name, std::uint32_t offset, std::uint32_t size,
                      std::uint64_t time = Ticks(kKitTime));
 

@@ -212,7 +212,7 @@ void RecordingToolkit::CheckCall(const char* operation) const {
 }
 
 void RecordingToolkit::Record(const std::string& entry) {
-  // A copy, for it may set another one.
+  // A copy, because the call may replace the function.
   if (const auto look = on_operation_) look();
   sequence_.push_back(entry);
 }
@@ -423,7 +423,7 @@ void RecordingToolkit::PumpEvent(const std::function<void(Point location)>& look
   CheckCall();
   ++turns_;
   if (sequence_.empty() || sequence_.back() != "turn") Record("turn");
-  // A copy: a turn may say what the next one does.
+  // A copy, because the call may set what the next turn does.
   if (const auto turn = on_turn_) turn();
   if (events_.empty()) return;
   const Event event = std::move(events_.front());

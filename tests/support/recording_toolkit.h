@@ -80,7 +80,7 @@ class RecordingToolkit final : public Toolkit {
   bool has_display = true;
   /// What happens while the application is set up, if anything.
   std::function<void()> while_set_up;
-  /// Where the content of the main window lies on the screen.
+  /// The position of the main window's content on the screen.
   Point window_position{0, 0};
   /// Lets the `number`-th (from 1) call of an operation fail for lack of memory. Of the operations
   /// on a control, those that make one count together, and those that change or ask one.
@@ -130,7 +130,7 @@ class RecordingToolkit final : public Toolkit {
   const std::vector<std::string>& sequence() const { return sequence_; }
   /// Adds an entry.
   void Note(const std::string& entry) { sequence_.push_back(entry); }
-  /// What happens before each operation: the chance to note what the wizard has done before it.
+  /// Called before each operation, so that a test can note what the wizard has done so far.
   void OnOperation(std::function<void()> look) { on_operation_ = std::move(look); }
 
   // --- What there is to see -------------------------------------------------------------------

@@ -78,7 +78,7 @@ void MakeScratch() {
 void RequireScratch() {
   const fs::path& root = RunRoot();
   if (!root.empty() && Inside("HOME", root) && Inside("TMPDIR", root)) return;
-  std::cerr << "These tests delete directories: HOME and TMPDIR must lie in a scratch directory "
+  std::cerr << "These tests delete directories: HOME and TMPDIR must be in a scratch directory "
                "that the test's own main has made.\n";
   std::_Exit(1);
 }

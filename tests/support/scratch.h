@@ -1,7 +1,7 @@
 // The guard that keeps tests away from the user's files: a rollback deletes its temporary
 // directory and every directory it touched, and a worker that goes on after that falls back to
 // /var/tmp. So the test main makes a scratch directory of its own, points HOME and TMPDIR into it,
-// hides /var/tmp behind it where the system allows that, and every fixture checks that this holds.
+// mounts it over /var/tmp if the system allows that, and every fixture checks that this holds.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -30,7 +30,7 @@ void RequireScratch();
 /// even a worker that has lost its temporary directory reaches nothing of the user's.
 bool HasPrivateMounts();
 
-/// A fixture with a fresh directory `root()`, in which HOME (`home()`) and TMPDIR (`tmp()`) lie.
+/// A fixture with a fresh directory `root()`, in which are HOME (`home()`) and TMPDIR (`tmp()`).
 /// The environment variables that the system reads are put back after each test; the locale is
 /// C.UTF-8 unless a test chooses another one.
 class ScratchTest : public ::testing::Test {

@@ -1,6 +1,6 @@
 // Counts the calls that this program makes of the system's file functions, and makes one of them
-// fail. A program gets this by `quarn_answers_system_calls`, which lets the linker put the
-// functions of this file in the place of the system's; what libraries do by themselves is not seen.
+// fail. A program gets this by `quarn_answers_system_calls`, which makes the linker use the
+// functions of this file instead of the system's. Calls within libraries are not seen.
 #pragma once
 
 #include <cstddef>
@@ -15,9 +15,9 @@ enum class CallFault {
   kDenied,       ///< fails with EACCES
   kInputOutput,  ///< fails with EIO
   kShort,        ///< reads or writes half of what it was asked to; other calls do their work
-  kKill,         ///< ends the process, as nobody can hinder
+  kKill,         ///< ends the process at once, as SIGKILL does
 };
-/// All that a process survives.
+/// All faults but `kKill`.
 inline constexpr CallFault kCallFaults[] = {CallFault::kNoSpace, CallFault::kDenied,
                                             CallFault::kInputOutput, CallFault::kShort};
 const char* NameOf(CallFault fault);

@@ -63,7 +63,7 @@ bool TransfersStream(const char* name, std::size_t& size, FILE* file) {
 
 }  // namespace
 
-// The linker puts each __wrap_ function in the place of the one behind the prefix. Under these
+// The linker replaces a function by the one with __wrap_ before its name. Under these
 // names the C library offers the calls with 64-bit offsets.
 extern "C" {
 

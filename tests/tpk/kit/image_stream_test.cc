@@ -20,7 +20,7 @@ using testing::WriteFile;
 
 class ImageStreamTest : public testing::ScratchTest {
  protected:
-  /// 10 MB, more than the stream ever holds, of which every place can be told from every other.
+  /// 10 MB, more than the stream ever holds, in which the bytes at any two positions differ.
   ImageStreamTest() {
     std::mt19937 random(5);
     for (std::uint32_t i = 0; image_.size() < 10'000'000; ++i) {
@@ -100,7 +100,7 @@ TEST_F(ImageStreamTest, TellsWhyItStopped) {
     std::uint64_t trailing;
   } rows[] = {
       {kit, ImageStream::End::kComplete, 0},
-      {kit + "behind", ImageStream::End::kComplete, 6},
+      {kit + "after.", ImageStream::End::kComplete, 6},
       {kit + std::string(300'000, 'x'), ImageStream::End::kComplete, 300'000},
       {kit.substr(0, kit.size() - 1), ImageStream::End::kCutOff, 0},
       {kit.substr(0, 1), ImageStream::End::kCutOff, 0},

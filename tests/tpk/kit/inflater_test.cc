@@ -76,7 +76,7 @@ TEST_F(InflaterTest, PiecesOfAllSizesGiveTheSameBytes) {
 }
 
 TEST_F(InflaterTest, AnEndStaysAnEndAndLeavesWhatLiesBehindIt) {
-  const std::string stream = Deflate("bytes") + "what lies behind";
+  const std::string stream = Deflate("bytes") + "what comes after";
   Inflater inflater;
   std::vector<std::byte> buffer(100);
   std::span<const std::byte> input = std::as_bytes(std::span(stream));

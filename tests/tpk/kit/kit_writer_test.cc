@@ -33,7 +33,7 @@ std::string Inflate(const std::string& kit) {
     image.append(buffer, sizeof(buffer) - stream.avail_out);
   }
   EXPECT_EQ(status, Z_STREAM_END);
-  EXPECT_EQ(stream.avail_in, 0u) << "something behind the end of the stream";
+  EXPECT_EQ(stream.avail_in, 0u) << "something after the end of the stream";
   inflateEnd(&stream);
   return image;
 }
@@ -120,7 +120,7 @@ TEST_F(KitWriterTest, EveryLevelHoldsTheSameImage) {
 }
 
 TEST_F(KitWriterTest, TheLevelIsDetectedEvenWhereAMegabyteBecomesNoBlockOfTheStream) {
-  // Few symbols stand for much: the first block comes out late.
+  // Few symbols take few bits: the first block is written late.
   std::string data;
   const std::string same(150, 'x');
   for (int i = 0; data.size() < 20'000'000; ++i) data += "line " + std::to_string(i) + same + "\n";

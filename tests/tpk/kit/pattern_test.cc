@@ -18,7 +18,7 @@ TEST(Pattern, MatchesAsWritten) {
     const char* name;
     bool matches;
   } kRows[] = {
-      // Without a separator the last part counts, wherever it lies.
+      // Without a separator the last part counts, in any folder.
       {"a.txt", "a.txt", true},
       {"a.txt", "x/y/a.txt", true},
       {"a.txt", "xa.txt", false},
@@ -113,7 +113,7 @@ TEST(Pattern, AgreesWithTryingEverything) {
   };
   int matched = 0;
   for (int round = 0; round < 100000; ++round) {
-    // With a separator in front the pattern is held against the whole name as it stands.
+    // A pattern that begins with a separator is compared with the whole name.
     const std::string glob = text("ab*?/*", 6, 9);
     const std::string name = text("ab/", 3, 9);
     const bool matches = Pattern("/" + glob).Matches(name);

@@ -44,7 +44,7 @@ TEST(Utf, WhatIsNotUtf8IsRefused) {
            "\xc3",                  // cut off
            "\xe2\x82",              //
            "\xf0\x9f\x98",          //
-           "\xc3 ",                 // no continuation behind a start
+           "\xc3 ",                 // no continuation after a start
            "\xc0\x80",              // longer than need be
            "\xc1\xbf",              //
            "\xe0\x9f\xbf",          //

@@ -26,7 +26,7 @@ class File:
     data: bytes = b""
     time: int = 133514067060000000  # 2024-02-03 04:05:06 UTC
     surplus: bytes = b""
-    offset: int = None  # within the data area; None: behind the file before
+    offset: int = None  # within the data area; None: after the file before
     size: int = None  # None: that of the data
 
 
@@ -95,7 +95,7 @@ def read_image(image):
     for name, time, offset, size in table:
         start = (data + offset) % 2**32
         if start + size > len(image):
-            raise Damaged(f"{name} lies outside the image")
+            raise Damaged(f"{name} is outside the image")
         kit.files.append(File(name, image[start : start + size], time, offset=offset, size=size))
     return kit
 

@@ -96,7 +96,7 @@ class ToolTest(unittest.TestCase):
         return path
 
     def tree(self, name):
-        """What lies below a folder of the working directory: contents and whole seconds, or where
+        """What is below a folder of the working directory: contents and whole seconds, or where
         a link leads."""
         root = self.work / name
         found = {}
