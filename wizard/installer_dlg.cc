@@ -218,6 +218,17 @@ void CInstallerDlg::OnEscape() noexcept {
   Guard([this] { ConfirmAndClose(); });
 }
 
+bool CInstallerDlg::OnQuit() noexcept {
+  if (m_window != nullptr && m_toolkit.IsClosed(m_window)) return false;
+  if (m_page == kStateInstalling) {
+    OnEscape();
+    return false;
+  }
+  // Behind the last page the worker repeats its pass. A stuck one has to be left.
+  EndWorker();
+  return true;
+}
+
 void CInstallerDlg::OnBrowse() noexcept {
   if (m_dirPage == nullptr || m_view == nullptr) return;  // or the window is closed
   Guard([this] {

@@ -65,6 +65,10 @@ class CInstallerDlg final : public CWnd {
   void OnNext() noexcept;
   void OnCancel() noexcept;
   void OnEscape() noexcept;
+  /// The user quits the application or ends the session: whether the process may end on the spot,
+  /// which a pass is kept from by waiting for its end. During an installation no: then this asks as
+  /// Escape does. Neither behind a window that was closed, where the process ends in order.
+  bool OnQuit() noexcept;
   /// Opens the folder chooser, if the directory page exists.
   void OnBrowse() noexcept;
 

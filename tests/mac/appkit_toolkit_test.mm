@@ -18,6 +18,8 @@
 
 #include "tests/support/scratch.h"
 #include "wizard/installer_dlg.h"
+#include "wizard/mac/classes.h"
+#include "wizard/mac/parts.h"
 
 namespace quarn::testing {
 namespace {
@@ -833,6 +835,44 @@ TEST_F(FolderChooserTest, HandsOverThePathWhenTheUserConfirmsAndOnlyThen) {
     Choose(other);
     EXPECT_THAT(chosen_, IsEmpty()) << other;
   }
+}
+
+// --- The menu bar and quitting ----------------------------------------------------------------
+
+std::vector<std::string> Entries(NSMenu* menu) {
+  std::vector<std::string> entries;
+  for (NSInteger i = 0; i < [menu numberOfItems]; ++i) {
+    const id entry = [menu itemAtIndex:i];
+    entries.push_back(Text([entry title]) + " " + Text([entry keyEquivalent]) + " " +
+                      ([entry action] != nullptr ? sel_getName([entry action]) : ""));
+  }
+  return entries;
+}
+
+TEST_F(AppKitToolkitTest, TheMenuBarGivesTheKeysOfEditingTheirMeaning) {
+  SetUpWindow();
+  NSMenu* const bar = NewMainMenu();
+  ASSERT_EQ([bar numberOfItems], 2);
+  EXPECT_THAT(Entries([[bar itemAtIndex:0] submenu]),
+              ElementsAre("Hide h hide:", "Quit q terminate:"));
+  EXPECT_THAT(
+      Entries([[bar itemAtIndex:1] submenu]),
+      ElementsAre("Cut x cut:", "Copy c copy:", "Paste v paste:", "Select All a selectAll:"));
+  [bar release];
+}
+
+TEST_F(AppKitToolkitTest, AQuitAsksTheController) {
+  SetUpWindow();
+  EXPECT_EQ(NameOf([NSApp delegate]), "QuarnQuitDelegate");
+  EXPECT_TRUE([[NSApp delegate] isKindOfClass:[ExtNSApplicationDelegate class]]);
+  EXPECT_EQ([[NSApp delegate] applicationShouldTerminate:NSApp], NSTerminateNow);
+}
+
+TEST_F(AppKitToolkitTest, NobodyAsksAControllerThatIsGone) {
+  SetUpWindow();
+  controller_.reset();
+  toolkit_.reset();
+  EXPECT_EQ([NSApp delegate], nil);
 }
 
 // --- The event pump, and where things are ------------------------------------------------------

@@ -112,5 +112,55 @@ TEST_F(Leaving, NobodyIsLeftWhileTheWindowIsOpen) {
   EXPECT_TRUE(fs::exists(own_cfg()));
 }
 
+// --- Quitting the application, or the end of the session ----------------------------------------
+
+class Quitting : public WizardTest {
+ protected:
+  /// Does it once, in the first turn of the loop.
+  void InTheFirstTurn(std::function<void()> then) {
+    toolkit.OnTurn([this, then = std::move(then)] {
+      toolkit.OnTurn(nullptr);
+      then();
+    });
+  }
+  bool Quit() { return toolkit.controller().OnQuit(); }
+};
+
+TEST_F(Quitting, DuringAnInstallationAsksAndNoGoesOn) {
+  WriteKit(ExampleKit());
+  InTheFirstTurn([this] {
+    toolkit.Answer("No");
+    EXPECT_FALSE(Quit());
+    EXPECT_EQ(toolkit.messages().size(), 1u);
+  });
+  InstallAndFinish(kStateSuccess);
+  EXPECT_TRUE(fs::exists(own_cfg()));
+}
+
+TEST_F(Quitting, DuringAnInstallationClosesAfterYesAndThePassIsCompleted) {
+  WriteKit(ExampleKit());
+  InTheFirstTurn([this] {
+    toolkit.Answer("Yes");
+    EXPECT_FALSE(Quit());
+    // The one who closes the session asks again.
+    EXPECT_FALSE(Quit());
+    EXPECT_EQ(toolkit.messages().size(), 1u);
+  });
+  RunInstallation(kStateSuccess);
+  EXPECT_TRUE(fs::exists(target() / "ledger" / "2.0" / "ledger.cf"));
+  EXPECT_TRUE(fs::exists(own_cfg()));
+}
+
+TEST_F(Quitting, OnAnyOtherPageEndsTheProcessWithoutAQuestion) {
+  WriteKit(ExampleKit());
+  Play([this] {
+    EXPECT_TRUE(Quit()) << "on the welcome page";
+    InstallInto(target());
+    EXPECT_TRUE(Quit()) << "on the last page, where a pass may be in work";
+    EXPECT_TRUE(toolkit.messages().empty());
+    toolkit.Press("Finish");
+  });
+}
+
 }  // namespace
 }  // namespace quarn::testing

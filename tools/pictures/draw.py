@@ -33,11 +33,14 @@ PICTURES = {
     "error.png": (HERE / "error.svg", 125, 125, lambda picture: encode.png(picture, exact_size=15068)),
     "question.png": (HERE / "question.svg", 256, 256, lambda picture: encode.png(picture, exact_size=15113)),
     "setup-icon.png": (OUTPUT / "setup-icon.svg", 256, 256, encode.png),
-    "setup.icns": (OUTPUT / "setup-icon.svg", 256, 256, encode.icns),
 }
+ICON = "setup.icns"  # all sizes in one file
+NAMES = [*PICTURES, ICON]
 
 
 def draw(name):
+    if name == ICON:
+        return encode.icns(svg_raster.render_sizes(OUTPUT / "setup-icon.svg", encode.ICON_SIDES))
     drawing, width, height, encoded = PICTURES[name]
     return encoded(svg_raster.render(drawing, width, height))
 
@@ -45,19 +48,23 @@ def draw(name):
 def same_picture(drawn, committed):
     if drawn == committed or zlib.ZLIB_RUNTIME_VERSION == REFERENCE_ZLIB:
         return drawn == committed
-    return encode.png_content(drawn) is not None and encode.png_content(drawn) == encode.png_content(committed)
+    parts = [encode.icns_elements(data) or {None: data} for data in (drawn, committed)]
+    if parts[0].keys() != parts[1].keys():
+        return False
+    contents = [{kind: encode.png_content(data) or data for kind, data in part.items()} for part in parts]
+    return contents[0] == contents[1]
 
 
 def main():
     parser = argparse.ArgumentParser(description="Draws the wizard's pictures.")
     parser.add_argument("--check", action="store_true", help="compare with the committed files, write nothing")
-    parser.add_argument("names", nargs="*", metavar="NAME", help=", ".join(PICTURES))
+    parser.add_argument("names", nargs="*", metavar="NAME", help=", ".join(NAMES))
     arguments = parser.parse_args()
-    unknown = set(arguments.names) - set(PICTURES)
+    unknown = set(arguments.names) - set(NAMES)
     if unknown:
         parser.error(f"no such picture: {', '.join(sorted(unknown))}")
     failed = False
-    names = arguments.names or list(PICTURES)
+    names = arguments.names or NAMES
     with concurrent.futures.ProcessPoolExecutor() as pool:
         drawn = list(pool.map(draw, names))
     for name, data in zip(names, drawn):

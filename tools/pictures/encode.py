@@ -106,11 +106,12 @@ _SIGNATURE = b"\x89PNG\r\n\x1a\n"
 _LONGEST_STORED_BLOCK = 65535
 
 
-def png(picture, exact_size=None):
+def png(picture, exact_size=None, thorough=True):
     """PNG, 8 bits RGBA, not interlaced, as small as zlib makes it.
 
     With `exact_size` the file has exactly that many bytes: as many bytes from the first row on as it takes are stored
-    instead of compressed. ValueError if the picture does not fit or no such number exists.
+    instead of compressed. ValueError if the picture does not fit or no such number exists. Not `thorough`, it is made
+    in one way instead of all, the one that suits most pictures.
     """
     lines = [bytes(v for pixel in row for v in _rounded(pixel)) for row in picture]
     header = struct.pack(">IIBBBBB", len(picture[0]), len(lines), 8, 6, 0, 0, 0)
@@ -120,7 +121,8 @@ def png(picture, exact_size=None):
         chunks = ((b"IHDR", header), (b"sRGB", b"\0"), (b"IDAT", packed), (b"IEND", b""))
         return _SIGNATURE + b"".join(_chunk(*chunk) for chunk in chunks)
 
-    choices = [(file(data, 0, strategy), data, strategy) for data in _filtered(lines) for strategy in range(3)]
+    filtered, strategies = (_filtered(lines), range(3)) if thorough else (_filtered(lines)[5:6], [zlib.Z_FILTERED])
+    choices = [(file(data, 0, strategy), data, strategy) for data in filtered for strategy in strategies]
     choices.sort(key=lambda choice: len(choice[0]))
     if exact_size is None:
         return choices[0][0]
@@ -138,10 +140,63 @@ def png(picture, exact_size=None):
     raise ValueError(f"the picture cannot be made {exact_size} bytes; compressed it takes {len(choices[0][0])}")
 
 
-def icns(picture):
-    """The icon file of a macOS bundle, with a picture of 256 x 256 pixels as its only size."""
-    contents = png(picture)
-    return struct.pack(">4sI4sI", b"icns", 16 + len(contents), b"ic08", 8 + len(contents)) + contents
+# What a macOS icon file holds, by type: a PNG of so many pixels a side. The second row is for screens of twice the
+# density. The two smallest sizes are no PNG: those types show as noise on some systems.
+_ICON_PNGS = {
+    b"ic07": 128, b"ic08": 256, b"ic09": 512,
+    b"ic11": 32, b"ic12": 64, b"ic13": 256, b"ic14": 512, b"ic10": 1024,
+}  # fmt: skip
+_ICON_PLANES = {(b"is32", b"s8mk"): 16, (b"il32", b"l8mk"): 32}
+ICON_SIDES = sorted({*_ICON_PNGS.values(), *_ICON_PLANES.values()})
+
+
+def icns(pictures):
+    """The icon file of a macOS bundle; `pictures` has one of each size in ICON_SIDES."""
+    elements = []
+    for (colors, mask), side in _ICON_PLANES.items():
+        planes = list(zip(*(_rounded(pixel) for row in pictures[side] for pixel in row)))
+        elements.append((colors, b"".join(_packed(bytes(plane)) for plane in planes[:3])))
+        elements.append((mask, bytes(planes[3])))
+    pngs = {side: png(pictures[side], thorough=side < 512) for side in set(_ICON_PNGS.values())}
+    elements += [(kind, pngs[side]) for kind, side in _ICON_PNGS.items()]
+    contents = b"".join(struct.pack(">4sI", kind, 8 + len(data)) + data for kind, data in elements)
+    return struct.pack(">4sI", b"icns", 8 + len(contents)) + contents
+
+
+def icns_elements(data):
+    """The contents by type of a file written by icns(); None if the data is none."""
+    if data[:4] != b"icns":
+        return None
+    elements, at = {}, 8
+    while at < len(data):
+        kind, size = struct.unpack(">4sI", data[at : at + 8])
+        elements[kind] = data[at + 8 : at + size]
+        at += size
+    return elements
+
+
+def _packed(plane):
+    """Runs of 3 to 130 equal bytes as their length and the byte, all others as they are in pieces of up to 128."""
+    result, literal, at = bytearray(), bytearray(), 0
+
+    def end_literal():
+        for start in range(0, len(literal), 128):
+            piece = literal[start : start + 128]
+            result.extend([len(piece) - 1, *piece])
+        literal.clear()
+
+    while at < len(plane):
+        run = 1
+        while run < 130 and at + run < len(plane) and plane[at + run] == plane[at]:
+            run += 1
+        if run >= 3:
+            end_literal()
+            result.extend([run + 125, plane[at]])
+        else:
+            literal.extend(plane[at : at + run])
+        at += run
+    end_literal()
+    return bytes(result)
 
 
 def _rounded(pixel):
@@ -194,9 +249,7 @@ def _paeth(left, above, corner):
 
 
 def png_content(data):
-    """Header and rows of pixels of a file written by png() or icns(), however packed; None if the data is no PNG."""
-    if data[:4] == b"icns":
-        data = data[16:]
+    """Header and rows of pixels of a file written by png(), however packed; None if the data is no PNG."""
     if data[: len(_SIGNATURE)] != _SIGNATURE:
         return None
     chunks, at = {}, len(_SIGNATURE)

@@ -26,7 +26,15 @@ def render(path, width, height):
 
     The file's viewBox must have the proportions of width x height.
     """
-    return _reduce(_Drawing(path, width * OVERSAMPLING, height * OVERSAMPLING).canvas)
+    return _reduce(_Drawing(path, width * OVERSAMPLING, height * OVERSAMPLING).canvas, OVERSAMPLING)
+
+
+def render_sizes(path, sides):
+    """The square drawing in each size, as render() returns it, by the number of its rows: drawn once in the largest
+    size, of which every other one is a part without remainder.
+    """
+    canvas = _Drawing(path, max(sides), max(sides)).canvas
+    return {side: _reduce(canvas, max(sides) // side) for side in sides}
 
 
 # --- Geometry -------------------------------------------------------------------------------------------------------
@@ -523,13 +531,12 @@ def _to_srgb(v):
     return 12.92 * v if v <= 0.0031308 else 1.055 * v ** (1 / 2.4) - 0.055
 
 
-def _averaged(rows):
-    """Every OVERSAMPLING rows averaged into one, and the result transposed."""
-    n = OVERSAMPLING
+def _averaged(rows, n):
+    """Every n rows averaged into one, and the result transposed."""
     return list(zip(*([sum(column) / n for column in zip(*rows[y : y + n])] for y in range(0, len(rows), n))))
 
 
-def _reduce(canvas):
+def _reduce(canvas, n):
     steps = 8192
     linear = [_to_linear(i / steps) for i in range(steps + 1)]
     alpha = canvas.planes[3]
@@ -539,7 +546,7 @@ def _reduce(canvas):
         for row, alphas in zip(plane, alpha):
             light.append([linear[int(v / a * steps + 0.5)] * a if a > 1e-9 else 0.0 for v, a in zip(row, alphas)])
         light_planes.append(light)
-    red, green, blue, alpha = (_averaged(_averaged(plane)) for plane in (*light_planes, alpha))
+    red, green, blue, alpha = (_averaged(_averaged(plane, n), n) for plane in (*light_planes, alpha))
     clamp = lambda v: min(1.0, max(0.0, v))  # noqa: E731
     picture = []
     for rows in zip(red, green, blue, alpha):

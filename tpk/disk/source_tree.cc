@@ -26,7 +26,7 @@ class Scanner {
   /// `prefix` is the directory's own name with a "/" behind it, empty for the root.
   void Scan(const fs::path& directory, const std::string& prefix, const struct stat& status) {
     ThrowIfCancelled();
-    const auto self = std::make_pair(status.st_dev, status.st_ino);
+    const std::pair<dev_t, ino_t> self(status.st_dev, status.st_ino);
     if (std::find(open_.begin(), open_.end(), self) != open_.end()) {
       throw Failure(ExitCode::kInputOutput, "link-loop",
                     Printable(directory.string()) + " is a link to a folder that it lies in",

@@ -22,6 +22,7 @@
 #include "tpk/verbs/command.h"
 #include "tpk/work/bundle_parts.h"
 #include "tpk/work/pack_kit.h"
+#include "tpk/work/sign_bundle.h"
 
 namespace quarn::tpk {
 namespace {
@@ -37,6 +38,8 @@ struct Options {
   BundleTarget target = BundleTarget::kLinux;
   fs::path directory;
   fs::path wizard;
+  std::string sign_identity;
+  std::string notary_profile;
   bool strict = false;
   bool force = false;
   bool dry_run = false;
@@ -154,6 +157,10 @@ void WriteTexts(const std::vector<BundleText>& texts, const fs::path& folder) {
 }
 
 ExitCode Bundle(const Options& options, Output& output) {
+  const bool is_signed = !options.sign_identity.empty();
+  if (is_signed && options.target != BundleTarget::kMac) {
+    throw Failure(ExitCode::kUsage, "usage", "only a bundle for macos is signed");
+  }
   std::error_code ignored;
   const bool is_folder = fs::is_directory(options.manifest, ignored);
   const fs::path manifest_path = is_folder ? options.manifest / kManifestName : options.manifest;
@@ -200,6 +207,7 @@ ExitCode Bundle(const Options& options, Output& output) {
     SetMode(pack.kit, kPlain);
     // What it is, if it is given by a link.
     Copy(fs::canonical(wizard), root / WizardName(options.target));
+    if (is_signed) SignApplication(root / WizardName(options.target), options.sign_identity);
     WriteTexts(BundleTexts(options.target, manifest.products), root);
     const std::uint64_t time = SourceDateEpoch().value_or(packed.newest_time);
     const std::int64_t seconds =
@@ -210,6 +218,7 @@ ExitCode Bundle(const Options& options, Output& output) {
     ThrowIfCancelled();
     folder.Replace();
     archive.Commit();
+    if (is_signed) MakeSignedImage(folder.place(), options.sign_identity, options.notary_profile);
     fields["files"] = packed.files;
     fields["warnings"] = packed.warnings;
     fields["kit_bytes"] = packed.kit_size;
@@ -243,6 +252,16 @@ void AddBundle(CommandLine& line, CLI::App* verb) {
                    "that came with tpk")
       ->check(NotEmpty())
       ->option_text("FILE");
+  CLI::Option* const sign =
+      verb->add_option("--sign-identity", options.sign_identity,
+                       "Sign for macOS with this certificate, on a Mac; makes DIR.dmg as well")
+          ->check(NotEmpty())
+          ->option_text("NAME");
+  verb->add_option("--notary-profile", options.notary_profile,
+                   "Have the image notarized with these stored credentials of notarytool")
+      ->check(NotEmpty())
+      ->needs(sign)
+      ->option_text("NAME");
   verb->add_flag("--strict", options.strict, "Take warnings for errors");
   AddForce(verb, options.force, "Replace an existing bundle");
   AddDryRun(verb, options.dry_run);

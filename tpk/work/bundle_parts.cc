@@ -85,6 +85,9 @@ std::string ReadMe(BundleTarget target, const std::vector<config::ProductInfo>& 
   if (product != nullptr && !product->provider.empty()) text += Shown(product->provider) + "\n";
   text += target == BundleTarget::kMac ? R"(
 To install, open Setup. Keep it together with quarn.tpk, which holds what is installed.
+
+If Setup finds no kit: macOS has opened a copy of it in another place, because it was downloaded. In
+the Finder, drag Setup alone to another folder, then quarn.tpk to the same folder, and open it there.
 )"
                                        : R"(
 To install, open setup.desktop, or run start-setup: file managers have "Run as a Program" or

@@ -73,6 +73,7 @@ class AppKitToolkit : public Toolkit {
   const stdx::string locale_identifier_;
   NSObject<NSTextFieldDelegate>* const field_delegate_;
   NSAutoreleasePool* pool_ = nil;  ///< never drained
+  NSObject<NSApplicationDelegate>* quit_delegate_ = nil;
   std::list<Window> windows_;
   std::list<View> views_;
   std::list<Control> controls_;

@@ -18,16 +18,23 @@ AppKitToolkit::~AppKitToolkit() {
   for (const View& view : views_) [view.object release];
   for (const Window& window : windows_) [window.object release];
   [field_delegate_ release];
+  if (quit_delegate_ != nil) [NSApp setDelegate:nil];
+  [quit_delegate_ release];
 }
 
-bool AppKitToolkit::MakeApplication(int argc, char** argv, bool) {
+bool AppKitToolkit::MakeApplication(int argc, char** argv, bool silent) {
   pool_ = [NSAutoreleasePool new];
   if (!dialect::PrepareApplication(argc, argv)) return false;
   NSApplication* const application = [NSApplication sharedApplication];
   // The application keeps its delegate no longer than the process.
   [application setDelegate:[[ExtNSApplicationDelegate alloc] init]];
   [application setActivationPolicy:NSApplicationActivationPolicyRegular];
+  NSMenu* const menu = NewMainMenu();
+  dialect::ShowMenu(menu);
+  [menu release];
   [application activateIgnoringOtherApps:YES];
+  // `run` would say it, which a silent run never enters: no quit would arrive there.
+  if (silent) [application finishLaunching];
   return true;
 }
 
@@ -47,6 +54,9 @@ ToolkitWindow* AppKitToolkit::MakeMainWindow(CInstallerDlg& controller, int widt
   [window setTitle:ToNSString(title)];
   [window setBackgroundColor:[NSColor colorWithCalibratedRed:1 green:1 blue:1 alpha:1]];
   dialect::LeaveRunWhenClosed(window);
+  // From now on there is something that a quit could break off.
+  if (quit_delegate_ == nil) quit_delegate_ = [[QuarnQuitDelegate alloc] initWithDlg:&controller];
+  [NSApp setDelegate:quit_delegate_];
   return &windows_.emplace_back(Window{{}, window, &controller});
 }
 

@@ -13,6 +13,13 @@ class CInstallerDlg;
 @interface ExtNSApplicationDelegate : NSObject <NSApplicationDelegate>
 @end
 
+/// Keeps a quit, and the end of the session, from breaking a pass off: asks the controller.
+@interface QuarnQuitDelegate : ExtNSApplicationDelegate {
+  quarn::CInstallerDlg* m_mainDlg;
+}
+- (id)initWithDlg:(quarn::CInstallerDlg*)dlg;
+@end
+
 @interface ExtNSWindow : NSWindow {
   quarn::CInstallerDlg* m_mainDlg;
 }

@@ -33,6 +33,19 @@ NSString* WithoutLineEnds(NSString* text) {
 
 @end
 
+@implementation QuarnQuitDelegate
+
+- (id)initWithDlg:(CInstallerDlg*)dlg {
+  m_mainDlg = dlg;
+  return [super init];
+}
+
+- (NSApplicationTerminateReply)applicationShouldTerminate:(NSApplication*)application {
+  return m_mainDlg->OnQuit() ? NSTerminateNow : NSTerminateCancel;
+}
+
+@end
+
 @implementation ExtNSWindow
 
 - (id)initWithContentRectAndDlg:(NSRect)rect

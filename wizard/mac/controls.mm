@@ -66,7 +66,8 @@ ToolkitControl* AppKitToolkit::MakeLabel(ToolkitView* view, const Frame& frame,
   [label setEditable:NO];
   [label setBordered:NO];
   [label setDrawsBackground:NO];
-  dialect::FitLabel(label);
+  [label setBezeled:NO];
+  [label setSelectable:NO];
   [label setStringValue:ToNSString(text)];
   return Add(view, label);
 }

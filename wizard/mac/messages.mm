@@ -1,6 +1,4 @@
 // The message boxes and the directory chooser.
-#include <utility>
-
 #include "wizard/mac/classes.h"
 #include "wizard/mac/parts.h"
 
@@ -57,8 +55,8 @@ void AppKitToolkit::ChooseFolder(ToolkitView* view,
   [panel setCanCreateDirectories:NO];
   [panel setAllowsMultipleSelection:NO];
   dialect::BeginSheet(panel, [static_cast<View*>(view)->object window],
-                      [chosen = std::move(chosen), panel](NSInteger result) {
-                        if (result == kConfirmed) chosen(FromNSString([panel filename]));
+                      [=](NSOpenPanel* ended, NSInteger result) {
+                        if (result == kConfirmed) chosen(FromNSString([ended filename]));
                       });
   [panel release];
 }

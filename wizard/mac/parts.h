@@ -26,6 +26,10 @@ inline constexpr NSInteger kConfirmed = 1;
 inline constexpr NSInteger kFirstButton = 1000;
 inline constexpr NSUInteger kEveryEvent = ~NSUInteger{0};
 
+/// The menu bar, which is the caller's. It also gives the keys of its entries their meaning:
+/// without it Command-V would paste nothing into the path field.
+NSMenu* NewMainMenu();
+
 /// Keeps what one operation leaves to the pool from piling up: the progress loop runs many of
 /// them within one event.
 class Pool {

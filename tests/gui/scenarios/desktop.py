@@ -63,6 +63,22 @@ def a_bundle_finds_the_kit_beside_it(world):
     wizard.finish()
 
 
+@scenario
+@needs("bundle")
+def a_copy_of_a_bundle_says_what_to_do_before_it_misses_its_kit(world):
+    world.use_bundle()
+    copy = world.root / "AppTranslocation/1D2E/d"
+    copy.parent.mkdir(parents=True)
+    world.application.rename(copy)
+    world.setup = copy / "Setup.app/Contents/MacOS/setup"
+    wizard = world.start()
+    advice = wizard.message()
+    advice.key("Return")
+    wizard.wait_closed(advice, "the advice")
+    wizard.message().key("Return")
+    wizard.finish()
+
+
 # --- Screens --------------------------------------------------------------------------------------
 
 

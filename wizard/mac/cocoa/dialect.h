@@ -30,7 +30,20 @@ inline stdx::string LocaleIdentifier() {
   return identifier;
 }
 
-inline bool PrepareApplication(int, char**) { return true; }
+/// The bundle of which macOS runs the copy `bundle`; nothing where it does not tell.
+stdx::string OriginalBundle(const stdx::string& bundle);
+
+inline bool PrepareApplication(int, char**) {
+  // AppKit would take "usecwd" for a document to open. Only a default: nobody's setting is changed.
+  NSAutoreleasePool* const pool = [NSAutoreleasePool new];
+  [[NSUserDefaults standardUserDefaults]
+      registerDefaults:[NSDictionary dictionaryWithObject:@"NO"
+                                                   forKey:@"NSTreatUnknownArgumentsAsOpen"]];
+  [pool release];
+  return true;
+}
+
+inline void ShowMenu(NSMenu* menu) { [NSApp setMainMenu:menu]; }
 
 inline void LeaveRunWhenClosed(NSWindow* window) {
   [[NSNotificationCenter defaultCenter]
@@ -38,9 +51,6 @@ inline void LeaveRunWhenClosed(NSWindow* window) {
                   object:window
                    queue:nil
               usingBlock:^(NSNotification*) {
-                // AppKit asks the delegate about the last window only after this event, and would
-                // then end the process on the spot.
-                [NSApp setDelegate:nil];
                 [NSApp stop:nil];
                 // The loop looks whether it is to stop after an event.
                 [NSApp postEvent:[NSEvent otherEventWithType:NSEventTypeApplicationDefined
@@ -56,7 +66,6 @@ inline void LeaveRunWhenClosed(NSWindow* window) {
               }];
 }
 
-inline void FitLabel(NSTextField*) {}
 inline void FitPicture(NSImageView*) {}
 inline void FitField(NSTextField*) {}
 inline void FitCheckBox(NSButton*) {}
@@ -66,10 +75,11 @@ struct Quiet {
 };
 
 inline void BeginSheet(NSOpenPanel* panel, NSWindow* window,
-                       std::function<void(NSInteger result)> handler) {
+                       std::function<void(NSOpenPanel* ended, NSInteger result)> handler) {
+  // The block names the panel, and so keeps it for as long as itself.
   [panel beginSheetModalForWindow:window
                 completionHandler:^(NSInteger result) {
-                  handler(result);
+                  handler(panel, result);
                 }];
 }
 

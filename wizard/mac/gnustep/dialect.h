@@ -25,15 +25,20 @@ namespace quarn::dialect {
 /// The user's locale. Asked before anything else of the desktop.
 stdx::string LocaleIdentifier();
 
+/// The bundle of which macOS runs a copy: nothing here.
+inline stdx::string OriginalBundle(const stdx::string&) { return {}; }
+
 /// Prepares for the application object. False, with a line on standard error, when there is no
 /// display for one.
 bool PrepareApplication(int argc, char** argv);
+
+/// Shows the menu bar, where it takes no window of its own and the keys need it.
+inline void ShowMenu(NSMenu*) {}
 
 /// Makes `run` return when `window`, the last one, closes, so that the process ends in order.
 void LeaveRunWhenClosed(NSWindow* window);
 
 // What a fresh control needs to be what AppKit makes of it.
-void FitLabel(NSTextField* label);
 void FitPicture(NSImageView* picture);
 void FitField(NSTextField* field);
 void FitCheckBox(NSButton* box);
@@ -50,8 +55,9 @@ class Quiet {
   NSLog_printf_handler* const handler_;
 };
 
-/// `beginSheetModalForWindow:completionHandler:`, with a handler for compilers without blocks.
+/// `beginSheetModalForWindow:completionHandler:`, with a handler for compilers without blocks. The
+/// panel is kept until the handler has run.
 void BeginSheet(NSOpenPanel* panel, NSWindow* window,
-                std::function<void(NSInteger result)> handler);
+                std::function<void(NSOpenPanel* ended, NSInteger result)> handler);
 
 }  // namespace quarn::dialect

@@ -43,10 +43,7 @@
 
 @implementation QuarnLastWindow
 
-/// GNUstep asks the delegate about the last window only a moment later, and would then end the
-/// process on the spot.
 - (void)willClose:(NSNotification*)notification {
-  [NSApp setDelegate:nil];
   [NSApp stop:nil];
 }
 
@@ -220,11 +217,6 @@ void LeaveRunWhenClosed(NSWindow* window) {
 
 // --- Controls ---------------------------------------------------------------------------------
 
-void FitLabel(NSTextField* label) {
-  [label setBezeled:NO];
-  [label setSelectable:NO];
-}
-
 /// The tabulator key passes a picture by.
 void FitPicture(NSImageView* picture) { [[picture cell] setRefusesFirstResponder:YES]; }
 
@@ -241,7 +233,7 @@ Quiet::Quiet() : handler_(_NSLog_printf_handler) {
 Quiet::~Quiet() { _NSLog_printf_handler = handler_; }
 
 void BeginSheet(NSOpenPanel* panel, NSWindow* window,
-                std::function<void(NSInteger result)> handler) {
+                std::function<void(NSOpenPanel* ended, NSInteger result)> handler) {
   // What a compiler with blocks would make. It need not outlive this call: the sheet has ended when
   // GNUstep returns from it.
   struct Block {
@@ -249,11 +241,11 @@ void BeginSheet(NSOpenPanel* panel, NSWindow* window,
     int flags;
     int reserved;
     void (*invoke)(void* block, NSInteger result);
-    const std::function<void(NSInteger)>* handler;
+    std::function<void(NSInteger)> handler;
   };
   Block block{nullptr, 0, 0,
-              [](void* self, NSInteger result) { (*static_cast<Block*>(self)->handler)(result); },
-              &handler};
+              [](void* self, NSInteger result) { static_cast<Block*>(self)->handler(result); },
+              [&](NSInteger result) { handler(panel, result); }};
   [panel beginSheetModalForWindow:window
                 completionHandler:reinterpret_cast<GSSavePanelCompletionHandler>(&block)];
 }

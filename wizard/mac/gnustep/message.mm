@@ -60,7 +60,8 @@ constexpr CGFloat kButtonGap = 8;
       [[[NSTextField alloc] initWithFrame:NSMakeRect(0, 0, kTextWidth, 1)] autorelease];
   [text setEditable:NO];
   [text setDrawsBackground:NO];
-  quarn::dialect::FitLabel(text);
+  [text setBezeled:NO];
+  [text setSelectable:NO];
   [text setStringValue:_message_text];
   // A cell knows the height of a single line only.
   const NSSize room = NSMakeSize(kTextWidth - 2 * kTextInset, 10000);

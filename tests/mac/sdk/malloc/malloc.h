@@ -1,0 +1,5 @@
+#pragma once
+
+#include <stddef.h>
+
+extern "C" size_t malloc_size(const void*);
