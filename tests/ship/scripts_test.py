@@ -1,5 +1,6 @@
-"""The scripts of the development: which tests run twice, and that the check of the style finds something."""
+"""The scripts of the development: which tests run twice, the packages, and what the check of the style finds."""
 import os
+import re
 import shutil
 import subprocess
 import unittest
@@ -63,6 +64,70 @@ class RunTests(ToolTest):
         self.add("engine", "false")
         self.add("desk", "true", LABELS="desktop")
         self.assertEqual(self.run_tests("-L", "desktop")[0], 0)
+
+
+class Bootstrap(ToolTest):
+    """The names of packages in script/bootstrap."""
+
+    SYSTEMS = ("debian", "fedora", "arch", "opensuse", "homebrew")
+
+    def bootstrap(self, *arguments):
+        process = subprocess.run([SOURCE_ROOT / "script/bootstrap", *arguments], env=self.environment,
+                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=100)
+        return process.returncode, process.stdout.decode().splitlines(), process.stderr.decode()
+
+    def table(self):
+        text = (SOURCE_ROOT / "script/bootstrap").read_text().split("<<'END'\n")[1].split("\nEND\n")[0]
+        head, *rows = [line.split() for line in text.splitlines() if not line.startswith("# ") or "debian" in line]
+        self.assertEqual(head, ["#", "purpose", *self.SYSTEMS])
+        return rows
+
+    def test_each_row_has_a_name_or_none_for_every_system(self):
+        for row in self.table():
+            with self.subTest(row):
+                self.assertEqual(len(row), 1 + len(self.SYSTEMS))
+                for name in row[1:]:
+                    self.assertRegex(name, r"^(-|[A-Za-z0-9][A-Za-z0-9.+_|-]*)$")
+
+    def test_every_purpose_that_a_script_asks_for_is_in_the_table(self):
+        asked = set()
+        for script in [*(SOURCE_ROOT / "script").iterdir(), SOURCE_ROOT / ".ci/run"]:
+            asked |= set(re.findall(r"(?m)^ *script/bootstrap --(\w+)$", script.read_text()))
+        self.assertGreater(len(asked), 4)
+        self.assertEqual(asked | {"build"}, {row[0] for row in self.table()})
+
+    def test_a_list_has_what_is_wanted_once(self):
+        for column, system in enumerate(self.SYSTEMS, 1):
+            names = [row[column] for row in self.table() if row[0] in ("build", "test") and row[column] != "-"]
+            if system == "debian":  # Which has alternatives, see below.
+                continue
+            self.assertEqual(self.bootstrap("--list", "--test", "--system", system)[:2],
+                             (0, list(dict.fromkeys(names))))
+
+    def test_of_alternatives_the_first_that_is_offered_is_listed(self):
+        tools = self.work / "tools"
+        tools.mkdir()
+        (tools / "apt-cache").write_text("#!/bin/sh\n"
+                                         "[ $1 = pkgnames ] && printf '%s\\n' 7zip g++ zip || [ $2 = gnustep-back ]\n")
+        (tools / "apt-cache").chmod(0o755)
+        self.environment["PATH"] = f"{tools}:{self.environment['PATH']}"
+        listed = self.bootstrap("--list", "--test", "--system", "debian")[1]
+        self.assertEqual(listed, ["g++", "zip", "7zip", "gnustep-back"])
+
+    def test_another_system_is_told_what_is_missing(self):
+        tools = self.work / "tools"
+        tools.mkdir()
+        (tools / "rpm").write_text("#!/bin/sh\n[ $4 != gtest ] && [ $4 != fmt-devel ]\n")
+        (tools / "rpm").chmod(0o755)
+        self.environment["PATH"] = f"{tools}:{self.environment['PATH']}"
+        status, told, _ = self.bootstrap("--system", "opensuse")
+        self.assertEqual((status, told[-1].split()), (1, ["sudo", "zypper", "install", "fmt-devel", "gtest"]))
+        (tools / "rpm").write_text("#!/bin/sh\n")
+        self.assertEqual(self.bootstrap("--system", "opensuse")[:2], (0, []))
+
+    def test_what_is_not_known_is_refused(self):
+        self.assertEqual(self.bootstrap("--nonsense")[0], 2)
+        self.assertEqual(self.bootstrap("--system", "nowhere")[:2], (0, []))
 
 
 TOOLS = ("clang-format", "shellcheck", "pyflakes3")
