@@ -1,9 +1,10 @@
 """tpk bundle: what is in the folder and the archive, and that they start."""
-import hashlib
 import os
 import re
 import shutil
+import signal
 import subprocess
+import sys
 import tarfile
 import time
 import unittest
@@ -44,15 +45,25 @@ name = "Größe 100%"
     def bundle(self, *more, target="linux", place="out", manifest=None, code=0, **options):
         wizard = {"linux": "wizard/setup", "macos": "wizard/Setup.app"}[target]
         arguments = [] if "--wizard" in more else ["--wizard", wizard]
+        arguments += ["--system-qt"] if target == "linux" else []
         return self.tpk("bundle", "--manifest", manifest or self.manifest, "--target", target, "-o", place,
                         *arguments, *more, code=code, **options)
 
     def names(self, place="out"):
         return sorted(os.listdir(self.work / place))
 
+    def archive(self, place="out"):
+        """Either kind; there is one."""
+        found = [path for path in (self.work / f"{place}.tar.xz", self.work / f"{place}.tar.gz") if path.exists()]
+        self.assertEqual(len(found), 1, place)
+        return found[0]
+
     def members(self, place="out"):
-        with tarfile.open(self.work / f"{place}.tar.gz") as archive:
+        with tarfile.open(self.archive(place)) as archive:
             return archive.getmembers()
+
+    def unpack(self, archive, place):
+        subprocess.run(["tar", "xf", archive], cwd=self.work / place, check=True)
 
 
 class Bundles(BundleTest):
@@ -65,7 +76,7 @@ class Bundles(BundleTest):
         self.assertEqual((out / "LICENSE").read_bytes(), (SOURCE_ROOT / "LICENSE").read_bytes())
         self.assertIn("d/a.txt", self.tpk("list", "out/quarn.tpk", code=0).out)
         self.assertIn("Anna's", (out / "README.txt").read_text())
-        self.assertIn("out and out.tar.gz", run.out)
+        self.assertIn("out and out.tar.xz", run.out)
         self.assertEqual(run.err, "")
 
     def test_a_wizard_that_is_given_by_a_link_is_put_in_itself(self):
@@ -105,22 +116,22 @@ class Bundles(BundleTest):
     def test_unpacking_gives_the_folder_back(self):
         self.bundle(target="macos")
         before = self.tree("out")
-        subprocess.run(["tar", "xzf", "../out.tar.gz"], cwd=(self.work / "wizard"), check=True)
+        self.unpack("../out.tar.gz", "wizard")
         self.assertEqual(self.tree("wizard/out"), before)
         self.assertEqual(os.readlink(self.work / "wizard/out/Setup.app/Contents/PkgInfo"), "Info.plist")
 
     def test_the_same_input_gives_the_same_bytes_wherever_and_whenever(self):
-        self.bundle()
-        first = hashlib.sha256((self.work / "out.tar.gz").read_bytes()).digest()
         shutil.copytree(self.work / "made", self.work / "other/made")
         os.utime(self.work / "other/made/files/d/a.txt", (1600000000, 1600000000))
         (self.work / "other/made/files/d/a.txt").chmod(0o600)
-        time.sleep(1.1)
-        old = os.umask(0o077)
-        self.bundle(manifest="other/made/kit.toml", place="other/out")
-        os.umask(old)
-        self.assertEqual(hashlib.sha256((self.work / "other/out.tar.gz").read_bytes()).digest(), first)
-        self.assertEqual((self.work / "out.tar.gz").read_bytes()[4:8], bytes(4), "a time in the head of gzip")
+        for target in ("linux", "macos"):
+            self.bundle(target=target, place=target)
+            time.sleep(1.1)
+            old = os.umask(0o077)
+            self.bundle(target=target, manifest="other/made/kit.toml", place=f"other/{target}")
+            os.umask(old)
+            self.assertEqual(self.archive(target).read_bytes(), self.archive(f"other/{target}").read_bytes(), target)
+        self.assertEqual(self.archive("macos").read_bytes()[4:8], bytes(4), "a time in the head of gzip")
 
     def test_source_date_epoch_is_the_time_of_everything(self):
         self.environment["SOURCE_DATE_EPOCH"] = "1500000000"
@@ -143,8 +154,8 @@ class Bundles(BundleTest):
         self.assertIn("--force replaces it if it is a bundle", self.bundle(code=1).err)
         self.assertEqual(self.names(), ["mine"])
         shutil.rmtree(self.work / "out")
-        self.write("out.tar.gz", b"mine")
-        self.assertIn("out.tar.gz exists already", self.bundle(code=1).err)
+        self.write("out.tar.xz", b"mine")
+        self.assertIn("out.tar.xz exists already", self.bundle(code=1).err)
         self.assertFalse((self.work / "out").exists())
 
     def test_an_empty_folder_is_taken(self):
@@ -156,7 +167,8 @@ class Bundles(BundleTest):
         self.bundle(target="macos")
         self.bundle("--force")
         self.assertEqual(self.names(), sorted(LINUX))
-        self.assertIn("out/setup", [member.name for member in self.members()])
+        with tarfile.open(self.work / "out.tar.xz") as archive:
+            self.assertIn("out/setup", archive.getnames())
 
     def test_force_replaces_nothing_but_a_bundle(self):
         """A mistyped folder, a home for example, is never removed."""
@@ -190,9 +202,9 @@ class Bundles(BundleTest):
 
     def test_json_ends_in_one_result(self):
         line = self.json("bundle", "--manifest", self.manifest, "--target", "linux", "-o", "out",
-                            "--wizard", "wizard/setup")[-1]
+                         "--wizard", "wizard/setup", "--system-qt")[-1]
         self.assertEqual((line["verb"], line["target"], line["files"], line["dry_run"]), ("bundle", "linux", 1, False))
-        self.assertEqual(line["archive_bytes"], (self.work / "out.tar.gz").stat().st_size)
+        self.assertEqual(line["archive_bytes"], (self.work / "out.tar.xz").stat().st_size)
         self.assertEqual(line["kit_bytes"], (self.work / "out/quarn.tpk").stat().st_size)
 
     def test_quiet_prints_nothing(self):
@@ -223,7 +235,8 @@ class Bundles(BundleTest):
         shutil.copy(TPK, tool)
 
         def run(place):
-            return subprocess.run([tool, "bundle", "--manifest", self.manifest, "--target", "linux", "-o", place],
+            return subprocess.run([tool, "bundle", "--manifest", self.manifest, "--target", "linux", "-o", place,
+                                   "--system-qt"],
                                   cwd=self.work, env=self.environment, stderr=subprocess.PIPE,
                                   stdout=subprocess.PIPE)
         process = run("none")
@@ -249,7 +262,7 @@ class Bundles(BundleTest):
         name = "/".join(["n" * 60, "m" * 60, "o" * 90])
         self.write("wizard/Setup.app/" + name, b"deep")
         self.bundle(target="macos")
-        subprocess.run(["tar", "xzf", "../out.tar.gz"], cwd=(self.work / "wizard"), check=True)
+        self.unpack("../out.tar.gz", "wizard")
         self.assertEqual((self.work / "wizard/out/Setup.app" / name).read_bytes(), b"deep")
 
     def test_a_full_disk_leaves_nothing(self):
@@ -259,7 +272,7 @@ class Bundles(BundleTest):
         self.wizard.write_bytes(ELF + os.urandom(150000))
         self.write("made/files/b.bin", os.urandom(150000))
         process = subprocess.run([*limited, TPK, "bundle", "--manifest", self.manifest, "--target", "linux",
-                                  "-o", "out", "--wizard", "wizard/setup"], cwd=self.work, env=self.environment,
+                                  "-o", "out", "--wizard", "wizard/setup", "--system-qt"], cwd=self.work, env=self.environment,
                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         self.assertEqual(process.returncode, 3, process.stderr)
         self.assertEqual(sorted(os.listdir(self.work)), ["made", "wizard"])
@@ -267,13 +280,290 @@ class Bundles(BundleTest):
     def test_a_signal_leaves_nothing(self):
         self.write("made/files/big.bin", os.urandom(30_000_000))
         process = self.start("bundle", "--manifest", self.manifest, "--target", "linux", "-o", "out",
-                             "--wizard", "wizard/setup")
+                             "--wizard", "wizard/setup", "--system-qt")
         while not list(self.work.glob(".tpk-*")):
             time.sleep(0.01)
         process.terminate()
         process.communicate(timeout=60)
         self.assertEqual(process.returncode, 4)
         self.assertEqual(sorted(os.listdir(self.work)), ["made", "wizard"])
+
+
+def build(folder, name, text, *options):
+    """Compiles a program or library."""
+    source = folder / f"{name}.cc"
+    source.write_text(text)
+    subprocess.run(["c++", source, "-o", folder / name, *options], cwd=folder, check=True)
+    os.remove(source)
+
+
+@unittest.skipUnless(sys.platform == "linux", "for programs of Linux")
+class WithQt(BundleTest):
+    """Bundles that bring Qt along; Qt here is a library of a few lines, with a friend and plugins. Its
+    version is none that this machine may have."""
+
+    def setUp(self):
+        super().setUp()
+        self.qt = self.work / "qt"
+        self.version("system")
+        plugins = self.qt / "qt6/plugins/platforms"
+        plugins.mkdir(parents=True)
+        for name in ("libqxcb.so", "libqoffscreen.so", "libqeglfs.so"):
+            build(plugins, name, 'extern "C" int Friend(); int Plugin() { return Friend(); }', "-shared", "-fPIC",
+                  f"-L{self.qt}", "-l:libfriend.so.1", f"-Wl,-rpath,{self.qt}")
+        build(self.work / "wizard", "setup", """
+            #include <cstdio>
+            #include <cstdlib>
+            extern "C" const char* QtVersion();
+            int main(int count, char** arguments) {
+              const char* seen = std::getenv("SEEN");
+              std::FILE* file = std::fopen(seen, "a");
+              const char* plugins = std::getenv("QT_PLUGIN_PATH");
+              std::fprintf(file, "%s %d %s\\n", QtVersion(), count, plugins == nullptr ? "none" : plugins);
+              return std::fclose(file);
+            }""", f"-L{self.qt}", "-l:libQt6Core.so.99", f"-Wl,--enable-new-dtags,-rpath,{self.qt}")
+        self.seen = self.root / "seen"
+        self.environment.update(SEEN=str(self.seen))
+
+    def version(self, text, tag="Qt_6.4"):
+        """Makes the system's Qt."""
+        self.qt.mkdir(exist_ok=True)
+        build(self.qt, "libfriend.so.1", 'extern "C" int Friend() { return 1; }', "-shared", "-fPIC",
+              "-Wl,-soname,libfriend.so.1")
+        (self.qt / "versions").write_text(f"{tag} {{ global: QtVersion; }};")
+        build(self.qt, "libQt6Core.so.99",
+              f'extern "C" int Friend(); extern "C" const char* QtVersion() {{ return Friend() ? "{text}" : ""; }}',
+              "-shared", "-fPIC", "-Wl,-soname,libQt6Core.so.99", "-Wl,--version-script=versions",
+              f"-L{self.qt}", "-l:libfriend.so.1", f"-Wl,-rpath,{self.qt}")
+
+    def bundle(self, *more, code=0, **options):
+        return self.tpk("bundle", "--manifest", self.manifest, "--target", "linux", "-o", "out", "--wizard",
+                        "wizard/setup", *more, code=code, **options)
+
+    def start(self, *arguments, **options):
+        if arguments[:1] == ("bundle",):
+            return super().start(*arguments, **options)
+        return subprocess.Popen(arguments, cwd=self.work, env=self.environment, stdin=subprocess.DEVNULL,
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+
+    def run_wizard(self, *command, code=0):
+        process = self.start(*command)
+        out, err = process.communicate(timeout=120)
+        self.assertEqual(process.returncode, code, (out, err))
+        if not self.seen.exists():
+            return err.decode()
+        text = self.seen.read_text()
+        os.remove(self.seen)
+        return text
+
+    def test_it_has_qt_its_plugins_and_its_friends_and_their_licences(self):
+        run = self.bundle()
+        self.assertEqual(sorted(self.names()), sorted([*LINUX, "lib", "licences", "plugins"]))
+        self.assertEqual(sorted(self.names("out/lib")), ["libQt6Core.so.99", "libfriend.so.1"])
+        self.assertEqual(sorted(self.names("out/plugins/platforms")), ["libqoffscreen.so", "libqxcb.so"])
+        for name in ("GPL-3.txt", "LGPL-3.txt"):
+            self.assertEqual((self.work / "out/licences" / name).read_bytes(),
+                             (SOURCE_ROOT / "packaging/licences" / name).read_bytes())
+        notice = (self.work / "out/licences/NOTICE.txt").read_text()
+        self.assertIn("lib/libfriend.so.1\n    of no package\n", notice)
+        self.assertIn("no licence is known of lib/libfriend.so.1", run.err)
+        self.assertIn("licences/NOTICE.txt", (self.work / "out/README.txt").read_text())
+
+    def test_system_qt_leaves_it_out(self):
+        self.bundle("--system-qt")
+        self.assertEqual(self.names(), sorted(LINUX))
+        self.assertIn("libqt6widgets6", (self.work / "out/README.txt").read_text())
+
+    def test_the_same_input_gives_the_same_bytes(self):
+        self.bundle("--single-file")
+        first = [(self.work / f"out{end}").read_bytes() for end in (".tar.xz", ".run")]
+        time.sleep(1.1)
+        self.bundle("--single-file", "--force")
+        self.assertEqual([(self.work / f"out{end}").read_bytes() for end in (".tar.xz", ".run")], first)
+
+    def test_a_program_without_qt_or_a_half_qt_is_refused(self):
+        os.remove(self.qt / "qt6/plugins/platforms/libqxcb.so")
+        self.assertIn("Qt has no plugin platforms/libqxcb.so", self.bundle(code=3).err)
+        os.remove(self.qt / "libfriend.so.1")
+        self.assertIn("libqxcb.so", self.bundle(code=3).err)
+        build(self.work / "wizard", "setup", "int main() {}")
+        self.assertIn("does not use Qt 6", self.bundle(code=3).err)
+        (self.work / "wizard/setup").write_text("#!/bin/sh\n")
+        self.assertIn("is no program or library", self.bundle(code=3).err)
+        self.assertEqual(sorted(os.listdir(self.work)), ["made", "qt", "wizard"])
+
+    def test_a_missing_friend_is_named(self):
+        os.remove(self.qt / "libfriend.so.1")
+        self.assertIn("libfriend.so.1 is needed and not on this system", self.bundle(code=3).err)
+
+    def test_the_systems_qt_is_taken_where_it_will_do(self):
+        self.bundle()
+        self.assertEqual(self.run_wizard("out/start-setup", "-S"), "system 2 none\n")
+
+    def test_the_bundles_qt_is_taken_where_the_systems_will_not_do(self):
+        self.version("bundled")
+        self.bundle()
+        out = (self.work / "out").rename(self.work / "a: $HOME; b")
+        command = [f"{out}/start-setup"]
+
+        def expect(version):
+            seen = self.run_wizard(*command)
+            self.assertTrue(seen.startswith(version), seen)
+            self.assertEqual("none" in seen, version == "system", seen)
+        self.version("system")
+        expect("system")
+        self.version("system", tag="Qt_6.3")  # older
+        expect("bundled")
+        self.version("system")
+        os.remove(self.qt / "libfriend.so.1")  # half there
+        expect("bundled")
+        self.version("system")
+        plugin = self.qt / "qt6/plugins/platforms/libqoffscreen.so"
+        plugin.rename(self.work / "kept")  # no plugin for where it is started
+        expect("bundled")
+        self.environment["DISPLAY"] = ":99"
+        expect("system")
+        # A plugin that lacks a friend of its own.
+        build(plugin.parent, "libgone.so", "int Gone() { return 1; }", "-shared", "-fPIC")
+        build(plugin.parent, "libqxcb.so", "int Gone(); int Plugin() { return Gone(); }", "-shared", "-fPIC",
+              plugin.parent / "libgone.so", f"-Wl,-rpath,{plugin.parent}")
+        expect("system")
+        os.remove(plugin.parent / "libgone.so")
+        expect("bundled")
+        shutil.rmtree(self.qt)  # nothing at all
+        expect("bundled")
+        os.remove(out / "lib/libfriend.so.1")
+        err = self.run_wizard(*command, code=127)
+        self.assertIn("libfriend.so.1 => not found", err)
+        self.assertIn("made for newer systems", err)
+
+    def test_what_the_wizard_opens_gets_the_users_own_variables_back(self):
+        self.version("bundled")
+        self.bundle()
+        shutil.rmtree(self.qt)
+        tools = self.root / "tools"
+        tools.mkdir()
+        (tools / "xdg-open").write_text('#!/bin/sh\necho "${LD_LIBRARY_PATH-none} ${QT_PLUGIN_PATH-none}" >"$SEEN.part"'
+                                        '; mv "$SEEN.part" "$SEEN"\n')
+        (tools / "xdg-open").chmod(0o755)
+        shutil.copy(self.work / "out/setup", self.work / "out/old")
+        build(self.work / "out", "setup", '#include <cstdlib>\nint main() { return std::system("open x"); }',
+              f"-L{self.work}/out/lib", "-Wl,--no-as-needed", "-l:libQt6Core.so.99", "-l:libfriend.so.1")
+        self.environment["PATH"] = f"{tools}:{self.environment['PATH']}"
+        for own, seen in ((None, "none none\n"), ("/a b:/it's", "/a b:/it's none\n")):
+            if own:
+                self.environment["LD_LIBRARY_PATH"] = own
+            process = self.start("out/start-setup")
+            process.communicate(timeout=60)
+            for _ in range(200):
+                if self.seen.exists():
+                    break
+                time.sleep(0.05)
+            self.assertEqual(self.seen.read_text(), seen)
+            os.remove(self.seen)
+
+    # --- One file -------------------------------------------------------------------------------
+
+    def single(self, *more):
+        self.bundle("--single-file", *more)
+        shutil.rmtree(self.qt)
+        return self.work / "out.run"
+
+    def test_one_file_is_a_script_with_the_archive_after_it(self):
+        run = self.single()
+        self.assertTrue(run.read_bytes().startswith(b"#!/bin/sh\n"))
+        self.assertTrue(run.read_bytes().endswith((self.work / "out.tar.xz").read_bytes()))
+        self.assertEqual(run.stat().st_mode & 0o7777, 0o755)
+
+    def test_it_starts_the_wizard_and_leaves_nothing(self):
+        run = self.single()
+        seen = self.run_wizard(run, "-S", "two words")
+        self.assertTrue(seen.startswith("system 3 "), seen)
+        self.assertEqual(os.listdir(self.root / "tmp"), [])
+
+    def test_it_ends_as_the_wizard_ends(self):
+        run = self.single()
+        os.environ.pop("SEEN", None)
+        del self.environment["SEEN"]  # the wizard crashes then
+        process = self.start(run)
+        process.communicate(timeout=60)
+        self.assertEqual(process.returncode, 139)
+        self.assertEqual(os.listdir(self.root / "tmp"), [])
+
+    def test_a_signal_ends_it_and_leaves_nothing(self):
+        build(self.work / "wizard", "setup", """
+            #include <cstdio>
+            #include <cstdlib>
+            #include <unistd.h>
+            extern "C" const char* QtVersion();
+            int main() {
+              std::fputs(QtVersion(), std::fopen(std::getenv("SEEN"), "w"));
+              std::fflush(nullptr);
+              for (;;) pause();
+            }""", f"-L{self.qt}", "-l:libQt6Core.so.99", f"-Wl,--enable-new-dtags,-rpath,{self.qt}")
+        run = self.single()
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+            process = self.start(run)
+            for _ in range(600):
+                if self.seen.exists() and self.seen.stat().st_size:
+                    break
+                time.sleep(0.05)
+            process.send_signal(number)
+            _, err = process.communicate(timeout=60)
+            self.assertEqual(process.returncode, -number, err)
+            self.assertEqual(os.listdir(self.root / "tmp"), [], number)
+            os.remove(self.seen)
+
+    def test_list_verify_and_extract_start_nothing(self):
+        run = self.single()
+        process = self.start(run, "--list")
+        self.assertIn("out/lib/libQt6Core.so.99", process.communicate()[0].decode())
+        self.assertEqual(self.start(run, "--verify").communicate(), (b"out.run: as it was made\n", b""))
+        (self.work / "into").mkdir()
+        self.assertEqual(self.start(run, "--extract", "into").communicate(), (b"", b""))
+        self.assertEqual(os.listdir(self.work / "into"), ["out"])
+        self.assertEqual(self.tree("into/out"), self.tree("out"))
+        for arguments, words in ((["--extract", "into"], b"exists already"), (["--extract", "nowhere"], b"wants a folder"),
+                                 (["--extract"], b"wants a folder")):
+            self.assertIn(words, self.start(run, *arguments).communicate()[1])
+        self.assertIn(b"--extract DIR", self.start(run, "--help").communicate()[0])
+        self.assertFalse(self.seen.exists())
+        self.assertEqual(os.listdir(self.work / "into"), ["out"])
+
+    def test_a_damaged_file_starts_nothing(self):
+        run = self.single()
+        whole = run.read_bytes()
+        for damaged in (whole[:-1], whole + b"x", whole[:-5000] + b"\0" + whole[-4999:]):
+            run.write_bytes(damaged)
+            for arguments in ([], ["-S"], ["--verify"], ["--extract", "."]):
+                process = self.start(run, *arguments)
+                self.assertIn(b"This file is damaged", process.communicate()[1])
+                self.assertEqual(process.returncode, 126)
+        self.assertFalse(self.seen.exists())
+        self.assertEqual(os.listdir(self.root / "tmp"), [])
+
+    def test_any_name_of_a_bundle_will_do(self):
+        for name in ("it's", "$(touch mine)", "@sum@ @bundle@", "two\nlines"):
+            self.tpk("bundle", "--manifest", self.manifest, "--target", "linux", "-o", name, "--wizard", "wizard/setup",
+                     "--single-file", code=0)
+            seen = self.run_wizard(self.work / f"{name}.run")
+            self.assertTrue(seen.startswith("system 1 "), seen)
+        self.assertFalse((self.work / "mine").exists())
+
+    def test_it_is_for_linux_alone_and_replaces_nothing_without_force(self):
+        self.write("out.run", b"mine")
+        self.assertIn("out.run exists already", self.bundle("--single-file", code=1).err)
+        self.assertFalse((self.work / "out").exists())
+        self.assertEqual(self.bundle("--single-file", "--force", "--json").lines()[-1]["single_file"],
+                         str(self.work / "out.run"))
+        run = self.tpk("bundle", "--manifest", self.manifest, "--target", "macos", "-o", "mac", "--wizard",
+                       "wizard/Setup.app", "--single-file", code=1)
+        self.assertIn("--single-file is for linux alone", run.err)
+
+    def test_both_scripts_complain_in_the_same_way(self):
+        scripts = [(SOURCE_ROOT / "packaging" / name).read_text() for name in ("start-setup", "single-file")]
+        functions = [re.search(r"^# complain <text>.*?^}$", text, re.M | re.S)[0] for text in scripts]
+        self.assertEqual(*functions)
 
 
 class Entry(BundleTest):
@@ -348,9 +638,10 @@ class Entry(BundleTest):
 @unittest.skipIf(SANITIZED, "the toolkit's own leaks end the sanitized wizard with a status")
 class Wizard(ToolTest):
     def test_an_unpacked_archive_installs_silently(self):
-        self.tpk("bundle", "--manifest", EXAMPLE, "--target", "linux", "-o", "brook", "--wizard", SETUP, code=0)
+        self.tpk("bundle", "--manifest", EXAMPLE, "--target", "linux", "-o", "brook", "--wizard", SETUP, "--system-qt",
+                 code=0)
         (self.work / "elsewhere").mkdir()
-        subprocess.run(["tar", "xzf", "../brook.tar.gz"], cwd=self.work / "elsewhere", check=True)
+        subprocess.run(["tar", "xf", "../brook.tar.xz"], cwd=self.work / "elsewhere", check=True)
         process = subprocess.run([self.work / "elsewhere/brook/start-setup", "-S"], cwd="/", env=self.environment,
                                  stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=120)
         self.assertEqual((process.returncode, process.stdout), (0, b""))

@@ -59,7 +59,8 @@ class Installed(ToolTest):
     def test_what_is_installed_bundles_and_installs(self):
         prefix, _ = self.install("tpk", "setup")
         example = SOURCE_ROOT / "examples/brook-ledger"
-        self.run_tool(prefix / "bin/tpk", "bundle", "--manifest", example, "--target", "linux", "-o", "out")
+        self.run_tool(prefix / "bin/tpk", "bundle", "--manifest", example, "--target", "linux",
+                      "--system-qt", "-o", "out")
         self.assertEqual((self.work / "out/setup").read_bytes(),
                          (prefix / "libexec/quarn-setup/setup").read_bytes())
         # A kit in the current directory, and one next to the installed wizard.

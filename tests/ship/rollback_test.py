@@ -50,12 +50,12 @@ def main():
     example = os.path.join(os.path.dirname(__file__), "../../examples/brook-ledger/kit.toml")
     example = os.path.realpath(example)
     sandbox.mount("/media", "mode=755")
-    subprocess.run([tpk, "bundle", "--quiet", "--manifest", example, "--target", "linux", "--wizard", setup,
-                    "-o", "/media/bundle"], check=True)
-    with open("/media/bundle.tar.gz", "rb") as file:
+    subprocess.run([tpk, "bundle", "--quiet", "--manifest", example, "--target", "linux", "--system-qt",
+                    "--wizard", setup, "-o", "/media/bundle"], check=True)
+    with open("/media/bundle.tar.xz", "rb") as file:
         archive = file.read()
     sandbox.cover({})
-    subprocess.run(["tar", "xzC", "/tmp"], input=archive, check=True)
+    subprocess.run(["tar", "xJC", "/tmp"], input=archive, check=True)
     unittest.main()
 
 

@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
+#include <system_error>
 #include <utility>
 
 #include "tpk/text/failure.h"
@@ -33,6 +35,23 @@ std::size_t InputFile::ReadAll(std::span<std::byte> to) {
     done += amount;
   }
   return done;
+}
+
+std::vector<std::byte> ReadWhole(const std::filesystem::path& path) {
+  InputFile file(path);
+  std::error_code ignored;
+  const std::uintmax_t expected = std::filesystem::file_size(path, ignored);
+  // One more, so that the end shows at once.
+  std::vector<std::byte> bytes(ignored ? 1 : static_cast<std::size_t>(expected) + 1);
+  for (std::size_t done = 0;;) {
+    const std::size_t amount = file.ReadAll(std::span(bytes).subspan(done));
+    done += amount;
+    if (done < bytes.size()) {
+      bytes.resize(done);
+      return bytes;
+    }
+    bytes.resize(bytes.size() * 2);
+  }
 }
 
 void InputFile::Fail() const { throw CannotRead(path_); }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <span>
+#include <vector>
 
 namespace quarn::tpk {
 
@@ -26,5 +27,8 @@ class InputFile {
   std::filesystem::path path_;
   int descriptor_;
 };
+
+/// All of a file.
+std::vector<std::byte> ReadWhole(const std::filesystem::path& path);
 
 }  // namespace quarn::tpk

@@ -58,6 +58,12 @@ void OutputFile::Write(std::span<const std::byte> bytes) {
   }
 }
 
+void OutputFile::MakeExecutable() {
+  if (fchmod(descriptor_, 0755) != 0) {
+    throw CannotWrite(path_);
+  }
+}
+
 void OutputFile::Commit() {
   // Closing tells of late failures; the temporary name stays locked until it is gone.
   lock_ = dup(descriptor_);

@@ -20,10 +20,14 @@ class OutputFile {
   ~OutputFile();
 
   void Write(std::span<const std::byte> bytes);
+  /// For everybody; others may not write it.
+  void MakeExecutable();
   /// Gives the file its name. Nothing may be written afterwards.
   void Commit();
 
   std::uint64_t size() const noexcept { return size_; }
+  /// Its name until then.
+  const std::filesystem::path& partial() const noexcept { return partial_; }
 
   /// Throws the failure that constructing would, without writing anything.
   static void CheckPlace(const std::filesystem::path& path, bool force);

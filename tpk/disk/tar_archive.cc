@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 #include <sys/stat.h>
-#include <zlib.h>
 
 #include <algorithm>
 #include <array>
@@ -25,43 +24,6 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kBlock = 512;
 constexpr std::size_t kCopyBuffer = std::size_t{64} * 1024;
-
-/// A gzip stream whose head tells neither a time nor a system.
-class GzipStream {
- public:
-  explicit GzipStream(OutputFile& output) : output_(output) {
-    constexpr int kGzip = 16 + MAX_WBITS;
-    if (deflateInit2(&stream_, Z_BEST_COMPRESSION, Z_DEFLATED, kGzip, MAX_MEM_LEVEL,
-                     Z_DEFAULT_STRATEGY) != Z_OK) {
-      throw std::bad_alloc();
-    }
-    header_.os = 255;
-    deflateSetHeader(&stream_, &header_);
-  }
-  GzipStream(const GzipStream&) = delete;
-  GzipStream& operator=(const GzipStream&) = delete;
-  ~GzipStream() { deflateEnd(&stream_); }
-
-  void Write(std::span<const char> bytes) { Deflate(bytes, Z_NO_FLUSH); }
-  void Finish() { Deflate({}, Z_FINISH); }
-
- private:
-  void Deflate(std::span<const char> bytes, int flush) {
-    stream_.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.data()));
-    stream_.avail_in = static_cast<uInt>(bytes.size());
-    do {
-      stream_.next_out = buffer_.data();
-      stream_.avail_out = static_cast<uInt>(buffer_.size());
-      deflate(&stream_, flush);
-      output_.Write(std::as_bytes(std::span(buffer_).first(buffer_.size() - stream_.avail_out)));
-    } while (stream_.avail_out == 0);
-  }
-
-  OutputFile& output_;
-  z_stream stream_{};
-  gz_header header_{};
-  std::array<Bytef, kCopyBuffer> buffer_;
-};
 
 /// The head of an entry, as POSIX lays it out.
 struct Header {
@@ -113,8 +75,8 @@ bool PutPath(Header& header, std::string_view path) {
 
 class TarWriter {
  public:
-  TarWriter(std::int64_t time, OutputFile& output)
-      : time_(static_cast<std::uint64_t>(time)), gzip_(output) {}
+  TarWriter(std::int64_t time, Compressor& output)
+      : time_(static_cast<std::uint64_t>(time)), output_(output) {}
 
   void Add(const fs::path& path, const std::string& name) {
     struct stat status;
@@ -139,8 +101,8 @@ class TarWriter {
 
   void Finish() {
     const std::array<char, 2 * kBlock> end{};
-    gzip_.Write(end);
-    gzip_.Finish();
+    output_.Write(end);
+    output_.Finish();
   }
 
  private:
@@ -168,7 +130,7 @@ class TarWriter {
     const std::span bytes(reinterpret_cast<const char*>(&header), sizeof header);
     for (const char byte : bytes) sum += static_cast<unsigned char>(byte);
     PutText(header.checksum, fmt::format("{:06o}", sum) + '\0');
-    gzip_.Write(bytes);
+    output_.Write(bytes);
   }
 
   void PutContents(const fs::path& path, std::uint64_t size) {
@@ -181,21 +143,21 @@ class TarWriter {
       if (!file.read(buffer.data(), static_cast<std::streamsize>(amount))) {
         throw CannotRead(path);
       }
-      gzip_.Write(std::span(buffer).first(amount));
+      output_.Write(std::span(buffer).first(amount));
       left -= amount;
     }
     const std::array<char, kBlock> padding{};
-    gzip_.Write(std::span(padding).first((kBlock - size % kBlock) % kBlock));
+    output_.Write(std::span(padding).first((kBlock - size % kBlock) % kBlock));
   }
 
   std::uint64_t time_;
-  GzipStream gzip_;
+  Compressor& output_;
 };
 
 }  // namespace
 
-void WriteTarGz(const fs::path& directory, const std::string& name, std::int64_t time,
-                OutputFile& output) {
+void WriteTar(const fs::path& directory, const std::string& name, std::int64_t time,
+              Compressor& output) {
   std::vector<std::string> names;
   std::error_code error;
   for (fs::recursive_directory_iterator it(directory, error), end; it != end && !error;

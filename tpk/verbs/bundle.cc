@@ -1,17 +1,19 @@
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/stat.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <fstream>
 #include <map>
+#include <optional>
 #include <set>
 #include <system_error>
 
 #include "core/file.h"
 #include "kit/executable_path.h"
+#include "tpk/bundle/bundled_qt.h"
+#include "tpk/bundle/elf_file.h"
+#include "tpk/bundle/licences.h"
+#include "tpk/bundle/single_file.h"
+#include "tpk/disk/compressor.h"
+#include "tpk/disk/copy.h"
 #include "tpk/disk/new_folder.h"
 #include "tpk/disk/output_file.h"
 #include "tpk/disk/tar_archive.h"
@@ -30,6 +32,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kKit = "quarn.tpk";
+constexpr const char* kLicences = "licences";
 const std::map<std::string, BundleTarget> kTargets = {{"linux", BundleTarget::kLinux},
                                                       {"macos", BundleTarget::kMac}};
 
@@ -40,6 +43,8 @@ struct Options {
   fs::path wizard;
   std::string sign_identity;
   std::string notary_profile;
+  bool system_qt = false;
+  bool single_file = false;
   bool strict = false;
   bool force = false;
   bool dry_run = false;
@@ -55,62 +60,12 @@ void RefuseWithin(const fs::path& directory, const fs::path& root, const char* w
                 "choose a folder outside of " + Printable(root.string()));
 }
 
-void SetMode(const fs::path& path, fs::perms mode) {
-  std::error_code error;
-  fs::permissions(path, mode, error);
-  if (error) throw SystemFailure("cannot write " + Printable(path.string()), error.value());
-}
-
-constexpr fs::perms kPlain{0644};
-constexpr fs::perms kExecutable{0755};
-
-void MakeFolder(const fs::path& path) {
-  std::error_code error;
-  fs::create_directory(path, error);
-  if (error) throw SystemFailure("cannot make " + Printable(path.string()), error.value());
-  SetMode(path, kExecutable);
-}
-
-/// Files as they are, folders with all they hold; links stay links.
-void Copy(const fs::path& from, const fs::path& to) {
-  ThrowIfCancelled();
-  const fs::file_status status = fs::symlink_status(from);
-  std::error_code error;
-  if (fs::is_symlink(status)) {
-    fs::copy_symlink(from, to, error);
-  } else if (fs::is_directory(status)) {
-    MakeFolder(to);
-    fs::directory_iterator entries(from, error);
-    for (; !error && entries != fs::directory_iterator(); entries.increment(error)) {
-      Copy(entries->path(), to / entries->path().filename());
-    }
-  } else {
-    fs::copy_file(from, to, error);
-    const bool executable = (status.permissions() & fs::perms::owner_exec) != fs::perms::none;
-    if (!error) SetMode(to, executable ? kExecutable : kPlain);
-  }
-  if (error) throw SystemFailure("cannot copy " + Printable(from.string()), error.value());
-}
-
-void SetTimes(const fs::path& root, std::int64_t seconds) {
-  timespec time{};
-  time.tv_sec = seconds;
-  const std::array times{time, time};
-  const auto set = [&times](const fs::path& path) {
-    if (utimensat(AT_FDCWD, path.c_str(), times.data(), AT_SYMLINK_NOFOLLOW) != 0) {
-      throw SystemFailure("cannot write " + Printable(path.string()), errno);
-    }
-  };
-  for (const auto& entry : fs::recursive_directory_iterator(root)) set(entry.path());
-  set(root);
-}
-
 /// Whether a folder holds a bundle and nothing else, so that it may be replaced as a whole.
 bool IsBundle(const fs::path& folder) {
-  std::set<std::string> parts = {kKit};
+  std::set<std::string> parts = {kKit, kLibraries, kPlugins, kLicences};
   for (const auto& [name, target] : kTargets) {
     parts.insert(WizardName(target));
-    for (const BundleText& text : BundleTexts(target, {})) parts.insert(text.name);
+    for (const BundleText& text : BundleTexts(target, {}, false)) parts.insert(text.name);
   }
   const fs::directory_iterator entries(folder);
   return fs::exists(folder / kKit) && fs::exists(folder / kLauncherName) &&
@@ -144,15 +99,39 @@ void CheckFolder(const fs::path& place, bool force) {
   }
 }
 
-void WriteTexts(const std::vector<BundleText>& texts, const fs::path& folder) {
-  for (const BundleText& text : texts) {
-    const fs::path path = folder / text.name;
-    errno = 0;
-    std::ofstream file(path, std::ios::binary);
-    file << text.contents;
-    file.close();
-    if (!file) throw SystemFailure("cannot write " + Printable(path.string()), errno);
-    SetMode(path, text.executable ? kExecutable : kPlain);
+/// What a bundle is made from.
+struct Parts {
+  Manifest manifest;
+  fs::path wizard;
+  std::optional<BundledQt> qt;  ///< empty where Qt is the system's
+};
+
+Parts FindParts(const Options& options, const fs::path& manifest, Output& output) {
+  Parts parts{ReadManifest(manifest),
+              FindWizard(options.target, options.wizard, GetExecutablePath().c_str()),
+              {}};
+  const fs::path program = ProgramOf(options.target, parts.wizard);
+  if (const auto system = SystemOf(program); system && *system != options.target) {
+    output.Note(fmt::format("{} is a program for {}: the bundle will not start on {}",
+                            Printable(program.string()), TargetName(*system),
+                            TargetName(options.target)));
+  }
+  if (options.target == BundleTarget::kLinux && !options.system_qt) {
+    parts.qt = FindBundledQt(program, LibraryDirectories());
+  }
+  return parts;
+}
+
+void PutQt(const BundledQt& qt, const fs::path& root, Output& output) {
+  for (const BundledFile& file : qt.files) PutBundledFile(file, root);
+  const Licences licences = FindLicences(qt.files);
+  MakeDirectory(root / kLicences);
+  for (const Licence& licence : licences.files) {
+    WriteNewFile(root / kLicences / licence.name, licence.text, false);
+  }
+  for (const std::string& file : licences.unknown) {
+    output.Note(fmt::format("no licence is known of {}: add it, and where its sources are, to {}",
+                            Printable(file), kLicences));
   }
 }
 
@@ -162,62 +141,76 @@ ExitCode Bundle(const Options& options, Output& output) {
     throw Failure(ExitCode::kUsage, "usage", "only a bundle for macos is signed");
   }
   std::error_code ignored;
-  const bool is_folder = fs::is_directory(options.manifest, ignored);
-  const fs::path manifest_path = is_folder ? options.manifest / kManifestName : options.manifest;
-  const Manifest manifest = ReadManifest(manifest_path);
-  const fs::path wizard = FindWizard(options.target, options.wizard, GetExecutablePath().c_str());
-  const fs::path program = ProgramOf(options.target, wizard);
-  if (const auto system = SystemOf(program); system && *system != options.target) {
-    output.Note(fmt::format("{} is a program for {}: the bundle will not start on {}",
-                            Printable(program.string()), TargetName(*system),
-                            TargetName(options.target)));
-  }
-  NewFolder folder(PlaceOf(options.directory),
-                   [&](const fs::path& place) { CheckFolder(place, options.force); });
-  RefuseWithin(folder.place(), manifest.root, "the folder that the kit is made from");
-  RefuseWithin(folder.place(), wizard, "the application that is put in");
-  fs::path archive_path = folder.place();
-  archive_path += ".tar.gz";
-  if (fs::exists(folder.place().parent_path(), ignored)) {
-    OutputFile::CheckPlace(archive_path, options.force);
-  }
-
   PackOptions pack;
-  pack.source = manifest_path;
+  pack.source = fs::is_directory(options.manifest, ignored) ? options.manifest / kManifestName
+                                                            : options.manifest;
   pack.strict = options.strict;
   pack.dry_run = options.dry_run;
+  const Parts parts = FindParts(options, pack.source, output);
+  const std::vector<config::ProductInfo>& products = parts.manifest.products;
+  NewFolder folder(PlaceOf(options.directory),
+                   [&](const fs::path& place) { CheckFolder(place, options.force); });
+  RefuseWithin(folder.place(), parts.manifest.root, "the folder that the kit is made from");
+  RefuseWithin(folder.place(), parts.wizard, "the application that is put in");
+  const bool is_linux = options.target == BundleTarget::kLinux;
+  fs::path archive_path = folder.place();
+  archive_path += is_linux ? ".tar.xz" : ".tar.gz";
+  fs::path single_path = folder.place();
+  single_path += ".run";
+  if (options.single_file && !is_linux) {
+    throw Failure(ExitCode::kUsage, "usage", "--single-file is for linux alone");
+  }
+  if (fs::exists(folder.place().parent_path(), ignored)) {
+    OutputFile::CheckPlace(archive_path, options.force);
+    if (options.single_file) OutputFile::CheckPlace(single_path, options.force);
+  }
+
   Json fields{{"target", TargetName(options.target)},
               {"directory", folder.place().string()},
               {"archive", archive_path.string()},
-              {"wizard", wizard.string()},
+              {"wizard", parts.wizard.string()},
+              {"qt_files", parts.qt ? parts.qt->files.size() : 0},
               {"dry_run", options.dry_run}};
+  if (options.single_file) fields["single_file"] = single_path.string();
   std::string text =
       fmt::format("{} {} for {} into {} and {}", options.dry_run ? "would bundle" : "bundled",
-                  ProductName(manifest.products), TargetName(options.target),
+                  ProductName(products), TargetName(options.target),
                   Printable(folder.place().string()), Printable(archive_path.filename().string()));
+  if (options.single_file) text += " and " + Printable(single_path.filename().string());
   if (options.dry_run) {
     const PackedKit packed = PackKit(pack, output);
     fields["files"] = packed.files;
     fields["warnings"] = packed.warnings;
   } else {
     const fs::path& root = folder.Make();
-    SetMode(root, kExecutable);
+    SetMode(root, true);
     pack.kit = root / kKit;
     const PackedKit packed = PackKit(pack, output);
-    SetMode(pack.kit, kPlain);
+    SetMode(pack.kit, false);
     // What it is, if it is given by a link.
-    Copy(fs::canonical(wizard), root / WizardName(options.target));
+    CopyTree(fs::canonical(parts.wizard), root / WizardName(options.target));
     if (is_signed) SignApplication(root / WizardName(options.target), options.sign_identity);
-    WriteTexts(BundleTexts(options.target, manifest.products), root);
+    for (const BundleText& file : BundleTexts(options.target, products, parts.qt.has_value())) {
+      WriteNewFile(root / file.name, file.contents, file.executable);
+    }
+    if (parts.qt) PutQt(*parts.qt, root, output);
     const std::uint64_t time = SourceDateEpoch().value_or(packed.newest_time);
     const std::int64_t seconds =
         std::clamp<std::int64_t>(TicksToUnixSeconds(time), 0, kLastArchiveTime);
     SetTimes(root, seconds);
     OutputFile archive(archive_path, options.force);
-    WriteTarGz(root, folder.place().filename().string(), seconds, archive);
+    WriteTar(root, folder.place().filename().string(), seconds,
+             is_linux ? *MakeXz(archive, parts.qt && parts.qt->machine == kElfX86_64)
+                      : *MakeGzip(archive));
+    std::optional<OutputFile> single;
+    if (options.single_file) {
+      single.emplace(single_path, options.force);
+      WriteSingleFile(archive.partial(), folder.place().filename().string(), *single);
+    }
     ThrowIfCancelled();
     folder.Replace();
     archive.Commit();
+    if (single) single->Commit();
     if (is_signed) MakeSignedImage(folder.place(), options.sign_identity, options.notary_profile);
     fields["files"] = packed.files;
     fields["warnings"] = packed.warnings;
@@ -243,7 +236,7 @@ void AddBundle(CommandLine& line, CLI::App* verb) {
       ->transform(CLI::CheckedTransformer(kTargets).description("linux|macos"))
       ->option_text("linux|macos");
   verb->add_option("-o,--output", options.directory,
-                   "The folder to make, and beside it DIR.tar.gz (required)")
+                   "The folder to make, and beside it DIR.tar.xz, for macos DIR.tar.gz (required)")
       ->check(NotEmpty())
       ->required()
       ->option_text("DIR");
@@ -262,6 +255,10 @@ void AddBundle(CommandLine& line, CLI::App* verb) {
       ->check(NotEmpty())
       ->needs(sign)
       ->option_text("NAME");
+  verb->add_flag("--system-qt", options.system_qt,
+                 "Bring no Qt along: the bundle is small, and the user's system needs Qt 6");
+  verb->add_flag("--single-file", options.single_file,
+                 "Make DIR.run as well, one file that unpacks and starts itself");
   verb->add_flag("--strict", options.strict, "Take warnings for errors");
   AddForce(verb, options.force, "Replace an existing bundle");
   AddDryRun(verb, options.dry_run);

@@ -79,7 +79,19 @@ std::string NameOf(const config::ProductInfo* product) {
   return product == nullptr || product->name.empty() ? "Setup" : Shown(product->name);
 }
 
-std::string ReadMe(BundleTarget target, const std::vector<config::ProductInfo>& products) {
+constexpr const char* kQtInside = R"(
+The wizard uses Qt 6. The system's is taken where there is one that will do, else the one in the
+folders lib and plugins, for which see licences/NOTICE.txt.
+)";
+constexpr const char* kQtOfSystem = R"(
+The wizard uses Qt 6. Where it is missing:
+  Debian, Ubuntu   sudo apt install libqt6widgets6
+  Fedora           sudo dnf install qt6-qtbase-gui
+  Arch             sudo pacman -S qt6-base
+)";
+
+std::string ReadMe(BundleTarget target, const std::vector<config::ProductInfo>& products,
+                   bool has_qt) {
   const config::ProductInfo* const product = MainProduct(products);
   std::string text = NameOf(product) + "\n";
   if (product != nullptr && !product->provider.empty()) text += Shown(product->provider) + "\n";
@@ -92,12 +104,8 @@ the Finder, drag Setup alone to another folder, then quarn.tpk to the same folde
                                        : R"(
 To install, open setup.desktop, or run start-setup: file managers have "Run as a Program" or
 "Allow Launching" in the menu of the right button. Keep the files of this folder together.
-
-The wizard uses Qt 6. Where it is missing:
-  Debian, Ubuntu   sudo apt install libqt6widgets6
-  Fedora           sudo dnf install qt6-qtbase-gui
-  Arch             sudo pacman -S qt6-base
 )";
+  if (target == BundleTarget::kLinux) text += has_qt ? kQtInside : kQtOfSystem;
   return text + R"(
 Without questions:
   ./start-setup -S
@@ -137,10 +145,10 @@ const char* WizardName(BundleTarget target) {
 }
 
 std::vector<BundleText> BundleTexts(BundleTarget target,
-                                    const std::vector<config::ProductInfo>& products) {
+                                    const std::vector<config::ProductInfo>& products, bool has_qt) {
   std::vector<BundleText> texts = {{kLauncherName, Embedded(kLauncherScript), true},
                                    {"LICENSE", Embedded(kLicence)},
-                                   {"README.txt", ReadMe(target, products)}};
+                                   {"README.txt", ReadMe(target, products, has_qt)}};
   if (target == BundleTarget::kLinux) {
     texts.push_back({"setup.desktop", DesktopEntry(products), true});
   }

@@ -29,10 +29,11 @@ struct BundleText {
 /// The name of the wizard in a bundle: an executable, or a macOS application.
 const char* WizardName(BundleTarget target);
 
-/// Everything in a bundle but the wizard and the kit: the launcher, the licence, a read-me and, for
-/// Linux, the desktop entry. `products` tell what it is called.
+/// The files at the top of a bundle but for the wizard and the kit: the launcher, the licence, a
+/// read-me and, for Linux, the desktop entry. `products` tell what it is called; `has_qt` whether
+/// it brings Qt along.
 std::vector<BundleText> BundleTexts(BundleTarget target,
-                                    const std::vector<config::ProductInfo>& products);
+                                    const std::vector<config::ProductInfo>& products, bool has_qt);
 
 /// A desktop entry that starts the launcher that lies beside it, wherever that is.
 std::string DesktopEntry(const std::vector<config::ProductInfo>& products);
