@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
@@ -49,7 +50,7 @@ void Output::Print(const std::string& line) {
   std::fputc('\n', stdout);
 }
 
-void Output::PrintObject(const char* type, Json fields) {
+void Output::PrintObject(const char* type, const Json& fields) {
   Json object{{"type", type}, {"schema", kJsonSchema}};
   object.update(fields);
   // Names that are no UTF-8 come out with the replacement character.
@@ -65,11 +66,12 @@ void Output::Text(const std::string& line) {
   if (!options_.json) Print(line);
 }
 
-void Output::Result(const char* verb, ExitCode exit_code, Json fields, const std::string& text) {
+void Output::Result(const char* verb, ExitCode exit_code, const Json& fields,
+                    const std::string& text) {
   if (options_.json) {
     Json object{{"verb", verb}, {"exit", static_cast<int>(exit_code)}};
     object.update(fields);
-    PrintObject("result", std::move(object));
+    PrintObject("result", object);
   } else if (!options_.quiet && !text.empty()) {
     Print(text);
   }
@@ -131,7 +133,8 @@ std::string Progress::Status(std::uint64_t done, Clock::time_point now) const {
   std::string text =
       fmt::format("{:3}%  {}/s", percent, FormatSize(static_cast<std::uint64_t>(speed)));
   if (speed > 0) {
-    const auto left = static_cast<std::uint64_t>(static_cast<double>(total_ - done) / speed + 0.5);
+    const auto left =
+        static_cast<std::uint64_t>(std::llround(static_cast<double>(total_ - done) / speed));
     text += fmt::format("  {}:{:02} left", left / 60, left % 60);
   }
   return text;

@@ -41,7 +41,7 @@ class Output {
   void Text(const std::string& line);
   /// The last line of a run that did what it was asked to, or found something: the JSON object
   /// "result". `text` may be empty and is not printed when quiet.
-  void Result(const char* verb, ExitCode exit_code, Json fields, const std::string& text);
+  void Result(const char* verb, ExitCode exit_code, const Json& fields, const std::string& text);
   /// The last line of a run that failed: the JSON object "error", or "tpk: ..." on standard error.
   void Error(const Failure& failure);
   /// What is not the result but should be known: a JSON object as `Record`, a line on standard
@@ -64,7 +64,7 @@ class Output {
 
  private:
   void Print(const std::string& line);
-  void PrintObject(const char* type, Json fields);
+  void PrintObject(const char* type, const Json& fields);
 
   Options options_;
   bool color_out_ = false;
