@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <thread>
 #include <utility>
 
 #include "tests/wizard/wizard_test.h"
@@ -51,22 +52,28 @@ class Install : public WizardTest {
     gate = std::make_unique<Gate>(target() / "gate" / "gate.txt");
     WriteFile(target() / "dir" / "blocked", "a file");
   }
-  /// Whether the worker begins a second pass over `ExampleKit`: it then meets a gate in the place
-  /// of the first file.
-  bool BeginsAnotherPass() {
+  /// Whether the worker begins a second pass over `ExampleKit` in the time in which it certainly
+  /// should: it then meets a gate in the place of the first file.
+  bool BeginsAnotherPass() { return BeginsAnotherPass(std::chrono::minutes(1)); }
+  /// Whether it begins none in twice the time of a pause.
+  bool BeginsNoOtherPass() { return !BeginsAnotherPass(std::chrono::seconds(2)); }
+
+  std::unique_ptr<Gate> gate;
+
+ private:
+  bool BeginsAnotherPass(std::chrono::milliseconds within) {
     const std::filesystem::path first_file = target() / "ledger" / "1.0" / "ledger.cf";
     std::filesystem::remove(first_file);
     Gate in_its_place(first_file);
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(2500);
+    const auto end = std::chrono::steady_clock::now() + within;
     while (std::chrono::steady_clock::now() < end) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
       if (Status().percent != 0) continue;
       in_its_place.LetThrough();  // else it might come to the gate just when that is taken down
       return true;
     }
     return false;
   }
-
-  std::unique_ptr<Gate> gate;
 };
 
 }  // namespace quarn::testing
