@@ -162,6 +162,11 @@ std::uint32_t KitFileSystem::ShellMove(const stdx::u16string& from, const stdx::
   return code;
 }
 
+std::uint32_t KitFileSystem::GetTempDirectory(stdx::u16string* directory) {
+  directory->clear();
+  return FILE_OK;
+}
+
 std::uint32_t KitFileSystem::CreateTempFile(const stdx::u16string&, const stdx::u16string&,
                                             stdx::u16string* name) {
   name->clear();

@@ -37,7 +37,9 @@ class KitFileSystem : public DirectFileSystem {
   std::uint32_t ShellMakeDirectory(const stdx::u16string& path);
   std::uint32_t ShellMove(const stdx::u16string& from, const stdx::u16string& to);
 
-  /// The image needs no directory, and is there already.
+  /// The image exists already, so these need no directory for temporary files: it may have a name
+  /// that is no text.
+  static std::uint32_t GetTempDirectory(stdx::u16string* directory);
   static bool IsTempDirectoryNamed() noexcept { return true; }
   static std::uint32_t CreateTempFile(const stdx::u16string& directory,
                                       const stdx::u16string& prefix, stdx::u16string* name);

@@ -211,6 +211,13 @@ class Install(ToolTest):
         self.tpk("install", "kit.tpk", "--to", "target", code=0)
         self.assertEqual(self.tree("target"), {"d/": None, "d/a": (b"kit", NEW)})
 
+    def test_a_temporary_directory_whose_name_is_no_text_is_not_needed(self):
+        self.make(kit.File("d\\b", b"kit", ticks(NEW), offset=3), kit.File("d\\a", b"kit", ticks(NEW), offset=0))
+        self.environment["TMPDIR"] = os.fsdecode(os.fsencode(self.root / "tmp") + b"\xff")
+        os.mkdir(self.environment["TMPDIR"])
+        for arguments in (["list", "kit.tpk"], ["diff", "kit.tpk", "kit.tpk"], ["install", "kit.tpk", "--to", "target"]):
+            self.tpk(*arguments, code=0)
+
     def test_what_a_killed_run_left_is_undone_by_the_next(self):
         self.make(kit.File("d\\old", b"kit", ticks(NEW)), kit.File("d\\new", b"kit", ticks(NEW)))
         self.write("target/d/old", "user", OLD)
