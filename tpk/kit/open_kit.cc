@@ -20,6 +20,9 @@ namespace fs = std::filesystem;
 
 constexpr const char* kDamagedHint = "is it a kit, and is it complete? build or fetch it again";
 
+/// Throws Failure where `path` is no UTF-8.
+void RequireUtf8(const fs::path& path) { EnginePath(path); }
+
 /// Inflates the kit at `path` into the open file `image`. Throws Failure.
 void Inflate(const fs::path& path, FileHandle image) {
   ImageStream stream(path);
@@ -78,7 +81,8 @@ OpenedKit::OpenedKit(fs::path path, std::unique_ptr<ImageStream> stream)
 OpenedKit::OpenedKit(fs::path path, FileHandle image)
     : path_(std::move(path)), image_(image), data_(KitFileSystem(outcome_, image)) {}
 
-std::uint32_t OpenedKit::Read() { return data_.Read(EnginePath(path_), trace_); }
+// The path is of no use to the reader: the image is there already.
+std::uint32_t OpenedKit::Read() { return data_.Read({}, trace_); }
 
 std::span<const std::byte> OpenedKit::ReadBlock(const KitData::FileData& file, std::uint32_t at) {
   const auto count = std::min(file.data_size - at, KitData::kCopyBufferSize);
@@ -97,6 +101,7 @@ std::span<const std::byte> OpenedKit::ReadBlock(const KitData::FileData& file, s
 }
 
 std::unique_ptr<OpenedKit> OpenStream(const fs::path& path) {
+  RequireUtf8(path);
   auto owned_stream = std::make_unique<ImageStream>(path);
   ImageStream& stream = *owned_stream;
   auto kit = std::make_unique<OpenedKit>(path, std::move(owned_stream));
@@ -110,6 +115,7 @@ std::unique_ptr<OpenedKit> OpenStream(const fs::path& path) {
 }
 
 std::unique_ptr<OpenedKit> OpenImage(const fs::path& path, const fs::path& temporary) {
+  RequireUtf8(path);
   const FileHandle image = MakeTempFile(fs::absolute(temporary));
   auto kit = std::make_unique<OpenedKit>(path, image);
   Inflate(path, image);

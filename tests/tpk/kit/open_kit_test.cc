@@ -63,6 +63,20 @@ TEST_F(OpenKitTest, BothWaysOfReadingInstallTheSame) {
   }
 }
 
+TEST_F(OpenKitTest, APathThatIsNoTextIsRefusedBeforeItIsOpened) {
+  const fs::path path = root() / "\xff";
+  const auto code_of = [](const auto& open) -> std::string {
+    try {
+      open();
+    } catch (const Failure& failure) {
+      return failure.code();
+    }
+    return "";
+  };
+  EXPECT_EQ(code_of([&] { OpenStream(path); }), "path-not-utf8");
+  EXPECT_EQ(code_of([&] { OpenImage(path, tmp()); }), "path-not-utf8");
+}
+
 TEST_F(OpenKitTest, AKitInAnotherOrderNeedsAnImage) {
   const struct {
     const char* what;
