@@ -66,6 +66,11 @@ class Signing(ToolTest):
         self.assertIn("could not be signed", self.bundle("--sign-identity", IDENTITY, code=3).err)
         self.assertEqual(sorted(os.listdir(self.work)), ["Setup.app", "fakes", "kit.toml", "made"])
 
+    def test_a_run_that_is_interrupted_while_it_signs_is_cancelled(self):
+        self.write("fakes/codesign", b"#!/bin/sh\nkill -INT $(ps -o ppid= -p $PPID)\nexit 1\n").chmod(0o755)
+        self.bundle("--sign-identity", IDENTITY, code=4)
+        self.assertEqual(sorted(os.listdir(self.work)), ["Setup.app", "fakes", "kit.toml", "made"])
+
     def test_a_refused_image_is_not_left(self):
         for call in ("hdiutil create", "codesign --verify", "xcrun notarytool", "xcrun stapler"):
             with self.subTest(call):

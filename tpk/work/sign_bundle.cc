@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <vector>
 
+#include "tpk/text/cancel.h"
 #include "tpk/text/failure.h"
 #include "tpk/text/utf.h"
 
@@ -39,6 +40,7 @@ void Run(std::vector<std::string> arguments) {
   while (waitpid(process, &status, 0) == -1 && errno == EINTR) {
   }
   if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return;
+  ThrowIfCancelled();  // the same Ctrl-C has ended the script
   throw Failure(ExitCode::kInputOutput, "not-signed",
                 fmt::format("{} could not be signed", Printable(path)),
                 "docs/macos.md tells what signing needs");
