@@ -1,5 +1,5 @@
-// The result codes of the file operations and of the shell operations. Other folders add codes of
-// their own: kit/lz_compressor.h for a corrupt kit, install/process_data.h for a cancel.
+// The result codes of the file operations and of the shell operations. Other directories add codes
+// of their own: kit/lz_compressor.h for a corrupt kit, install/process_data.h for a cancel.
 #pragma once
 
 #include <cstdint>

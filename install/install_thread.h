@@ -27,9 +27,9 @@ class InstallThread {
   /// Asks the worker to stop and waits until its pass has ended: a pass is never cut short.
   ~InstallThread();
 
-  /// Starts the worker, which calls `pass` on its thread again and again. What that works with must
-  /// outlive the worker. A worker that was started before is stopped and waited for. Whether it
-  /// started, `creation_result` tells.
+  /// Starts the worker, which calls `pass` on its thread again and again. What `pass` uses must
+  /// outlive the worker. A worker that was started before is stopped and waited for.
+  /// `creation_result` tells whether the new one was started.
   void Start(Pass pass);
 
   /// Asks the worker to end after the pass it is in. Does not wait. Any thread.
@@ -38,19 +38,18 @@ class InstallThread {
   /// Waits until the worker has ended, if one was started.
   void Join() noexcept;
 
-  /// Whether the worker, looked at now and then, has done nothing for `patience`: it then sits in a
-  /// call of the system that may never return, such as the opening of a FIFO that nobody writes to.
+  /// Whether the worker has done nothing for `patience`, as far as repeated calls show. It is then
+  /// in a system call that may never return, such as the opening of a FIFO without a writer.
   bool IsStuck(std::chrono::milliseconds patience) noexcept;
 
-  /// `Join`, but false as soon as the worker is stuck. All that it works with must stay then, and
-  /// so must this object.
+  /// As `Join`, but returns false as soon as the worker is stuck. Then this object, and all that
+  /// the worker uses, must not be destroyed.
   bool JoinUnlessStuck(std::chrono::milliseconds patience) noexcept;
 
   /// -1 while no worker was started, else the result of `pthread_create`: 0 for success.
   std::int32_t creation_result() const noexcept { return creation_result_; }
-  /// Whether the worker that was started last has ended. Where it says yes, all that the worker
-  /// posted is there to be read. A stop that overtakes the start ends a worker before it posts
-  /// anything.
+  /// Whether the worker that was started last has ended. If so, everything that it posted
+  /// can be read. A worker that is asked to stop before its first pass posts nothing.
   bool has_ended() const noexcept { return ended_.load(std::memory_order_acquire); }
   /// The result of the last pass that ended, 0 before.
   std::uint32_t last_result() const noexcept { return last_result_; }
@@ -63,7 +62,7 @@ class InstallThread {
   void Pause() const;
   bool stop_requested() const noexcept { return stop_.load(std::memory_order_relaxed); }
 
-  /// Behind a pointer: GCC cannot describe to Objective-C a class that holds it by value.
+  /// A pointer, because GCC cannot encode a class with such a member for Objective-C.
   const std::unique_ptr<Pass> pass_ = std::make_unique<Pass>();
   std::atomic<bool> stop_ = false;
   std::atomic<bool> ended_ = false;

@@ -28,7 +28,7 @@ class RestoringTransaction {
  public:
   static constexpr CopyRules kCopyRules = kCheckedCopy;
 
-  /// `staging_directory` ends in "/"; what it holds must be nobody else's. It is made with the
+  /// `staging_directory` ends in "/" and is used by this transaction only. It is made with the
   /// first step and removed with the last one. `journal` may be null.
   RestoringTransaction(Files& files, stdx::u16string staging_directory,
                        UndoJournal* journal = nullptr)
@@ -61,7 +61,7 @@ class RestoringTransaction {
         Noted<UndoStep>(steps_, {UndoStep::Kind::kFileMade, path, file, in_work},
                         [&] { return files_.FileCreateNew(path, handle); });
     if (code != 0) return code;
-    // While it is empty it is known by that.
+    // Until its number is noted, the file is recognised by being empty.
     if (const auto identity = files_.Identify(*handle)) {
       MadeFile& made = steps_.back().made;
       made.number = identity->number;
@@ -72,8 +72,8 @@ class RestoringTransaction {
     return FILE_ERR_INVALID_PARAMETER;
   }
 
-  /// The file is written: whoever changes it from now on makes it his own. 87 where it cannot be
-  /// known again.
+  /// The file is written. If it is changed from now on, a rollback leaves it. 87 where the system
+  /// does not tell what the file can be recognised by.
   std::uint32_t CompleteOutput(FileHandle handle) {
     const auto identity = files_.Identify(handle);
     if (!identity) return FILE_ERR_INVALID_PARAMETER;
@@ -100,8 +100,8 @@ class RestoringTransaction {
     }
   }
 
-  /// What was done, or after a rollback what could not be undone. For who wants to undo it later:
-  /// the transaction forgets it.
+  /// The steps that were made, or after a rollback those that could not be undone. Moved out: the
+  /// caller can undo them later, this transaction no longer.
   std::vector<UndoStep> TakeSteps() noexcept { return std::move(steps_); }
 
  private:

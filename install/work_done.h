@@ -1,5 +1,5 @@
-// Tells a worker that gets on, however slowly, from one that waits for what may never come. One
-// implementation per platform.
+// Distinguishes a worker that makes progress, however slowly, from one that waits for something
+// that may never happen. One implementation per platform.
 #pragma once
 
 #include <pthread.h>
@@ -9,8 +9,8 @@
 
 namespace quarn {
 
-/// How long a worker that does nothing is waited for behind a closed window: longer than any disk
-/// takes to get on, and no time for a program that nobody sees any more.
+/// How long a worker that does nothing is waited for after the window was closed: longer than any
+/// disk takes for a call, and short enough for a program without a window.
 inline constexpr std::chrono::milliseconds kPatience = std::chrono::minutes(1);
 
 /// The processor time that `worker`, which has not been joined yet, and all commands that this

@@ -1,4 +1,4 @@
-// The tables at the start of an image, in the order in which they lie there (docs/kit-format.md).
+// The tables at the start of an image, in their order there (docs/kit-format.md).
 // The wizard and the kit tool read them here.
 #pragma once
 
@@ -26,7 +26,7 @@ struct TablesTrace {
   std::uint32_t number = 0;     ///< of the product or file, from 1
   std::uint32_t count = 0;      ///< of all products or files
   bool single_product = false;  ///< the short header: one product, in English
-  std::uint32_t data_area = 0;  ///< known at the end: the position behind the tables
+  std::uint32_t data_area = 0;  ///< known at the end: the first position after the tables
 };
 
 /// A count and as many records, each of at least `min_size` bytes; `take` gets them one by one.

@@ -45,8 +45,8 @@ bool IsStillThere(int descriptor, const fs::path& path) {
          held.st_ino == there.st_ino && held.st_dev == there.st_dev;
 }
 
-/// Locks what was just made. False where another run has meanwhile taken it for left behind. A
-/// volume without locks has none for the others either, so that they remove nothing.
+/// Locks what was just made. False where another run has removed it meanwhile, as a leftover. On a
+/// volume without locks the others cannot lock it either, and remove nothing.
 bool Hold(int descriptor, const fs::path& path) {
   if (flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return false;
   return IsStillThere(descriptor, path);

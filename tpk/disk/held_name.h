@@ -1,6 +1,6 @@
-// What a run writes gets its final name at the end. Until then it lies under a name of its own,
-// ".tpk-" and six letters or digits, and is locked; what lies there under such a name without a
-// lock was left by a run that was killed, and the next one removes it.
+// What a run writes gets its final name at the end. Until then it has a held name, ".tpk-" and six
+// letters or digits, and is locked. What has such a name and is not locked was left by a run that
+// was killed, and the next run removes it.
 #pragma once
 
 #include <sys/types.h>
@@ -13,8 +13,8 @@ namespace quarn::tpk {
 /// open. -1 with errno where that fails.
 int MakeHeldDirectory(const std::filesystem::path& parent, std::filesystem::path& path);
 
-/// The same for a file, with the permissions `mode` as far as the umask lets it have them; it is
-/// open for reading and writing.
+/// The same for a file, with the permissions `mode`, less those of the umask; it is open for
+/// reading and writing.
 int MakeHeldFile(const std::filesystem::path& parent, mode_t mode, std::filesystem::path& path);
 
 /// Removes what the user's killed runs have left in `directory`. Never fails.

@@ -80,7 +80,7 @@ void NewFolder::ForEachEntry(Visit visit) const {
 
 void NewFolder::Merge() {
   if (!exists_) return Rename(directory_, place_, place_);
-  // First all that can be told before anything is changed.
+  // All checks come before the first change.
   ForEachEntry([](const fs::directory_entry& entry, const fs::path& to) {
     std::error_code ignored;
     const fs::file_type there = entry.is_directory() ? fs::status(to, ignored).type()

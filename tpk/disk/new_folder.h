@@ -1,4 +1,4 @@
-// A directory that appears in its place only when it is complete.
+// A directory that appears under its path only when it is complete.
 #pragma once
 
 #include <filesystem>
@@ -6,14 +6,14 @@
 
 namespace quarn::tpk {
 
-/// Makes a directory and those that lead to it, unless they are there. Throws Failure.
+/// Makes a directory and its parents, unless they exist. Throws Failure.
 void MakeDirectories(const std::filesystem::path& path);
 
-/// Grows beside its place under a held name, which is removed at the end. Failures throw. One
-/// thread.
+/// Is filled under a held name (held_name.h) next to its final path, its place. The held name is
+/// removed at the end. Failures throw. One thread.
 class NewFolder {
  public:
-  /// Makes nothing yet. Where something is in the place, `check` is called with it and throws
+  /// Makes nothing yet. If something exists at the place, calls `check` with it, which throws
   /// unless it may be replaced or written into.
   NewFolder(std::filesystem::path place,
             const std::function<void(const std::filesystem::path&)>& check);
@@ -24,13 +24,14 @@ class NewFolder {
   /// Without a separator or a "." at the end.
   const std::filesystem::path& place() const noexcept { return place_; }
 
-  /// Makes the directory, and those that lead to its place, and returns its path for now. It is
-  /// open to whom other new directories are open.
+  /// Makes the directory, and the parents of its place, and returns its path for now. Its
+  /// permissions are those of any new directory.
   const std::filesystem::path& Make();
 
-  /// Puts the directory in its place, as a whole: what is there goes. Not to be interrupted.
+  /// Moves the directory to its place, and removes what was there. Not to be interrupted.
   void Replace();
-  /// Puts the directory in its place, or file by file over what is there. Not to be interrupted.
+  /// Moves the directory to its place, or its files one by one into the directory that is there.
+  /// Not to be interrupted.
   void Merge();
 
  private:

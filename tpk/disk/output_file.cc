@@ -65,7 +65,7 @@ void OutputFile::MakeExecutable() {
 }
 
 void OutputFile::Commit() {
-  // Closing tells of late failures; the temporary name stays locked until it is gone.
+  // Closing reports late failures. The copy of the descriptor keeps the temporary name locked.
   lock_ = dup(descriptor_);
   if (close(std::exchange(descriptor_, -1)) != 0) {
     throw CannotWrite(path_);

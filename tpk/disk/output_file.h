@@ -12,8 +12,8 @@ namespace quarn::tpk {
 /// reached. Failures throw; the message names the final path. One thread.
 class OutputFile {
  public:
-  /// With `force` an existing file is replaced; without, it is a failure ("exists"), here already
-  /// or when somebody else makes one meanwhile.
+  /// With `force` an existing file is replaced; without, it is a failure ("exists"), here, or
+  /// in `Commit` if another process has made one meanwhile.
   OutputFile(std::filesystem::path path, bool force);
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;

@@ -23,7 +23,7 @@ class Scanner {
   Scanner(SourceTree& tree, const std::function<bool(const std::string&)>& skip)
       : tree_(tree), skip_(skip) {}
 
-  /// `prefix` is the directory's own name with a "/" behind it, empty for the root.
+  /// `prefix` is the directory's own name with a "/" at its end, empty for the root.
   void Scan(const fs::path& directory, const std::string& prefix, const struct stat& status) {
     ThrowIfCancelled();
     const std::pair<dev_t, ino_t> self(status.st_dev, status.st_ino);

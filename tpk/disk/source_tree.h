@@ -21,11 +21,11 @@ struct SourceTree {
   std::vector<std::string> empty_directories;  ///< a kit cannot hold them
 };
 
-/// Lists the regular files below `root`. Links are followed, to files and to directories. `skip` is
-/// asked for every file's name, and every directory's with a "/" behind it, and says what to leave
-/// out, whatever it is: what lies in such a directory is not looked at. Throws Failure for what
-/// cannot be read, for a link that leads nowhere or back to a directory it lies in, and for
-/// anything that is neither file nor directory.
+/// Lists the regular files below `root`. Links are followed, to files and to directories. `skip`
+/// gets the name of each file, and of each directory with a "/" at its end, and returns whether to
+/// leave it out; such a directory is not read. Throws Failure for what cannot be read, for a link
+/// that leads nowhere or back to a directory that contains it, and for anything that is neither
+/// file nor directory.
 SourceTree ScanTree(const std::filesystem::path& root,
                     const std::function<bool(const std::string&)>& skip);
 

@@ -64,7 +64,7 @@ bool PutPath(Header& header, std::string_view path) {
     PutText(header.name, path);
     return true;
   }
-  // The name begins behind a separator; what ends in one, a directory, needs an earlier one.
+  // The name begins after a separator. That of a directory ends in one, which does not count.
   const std::size_t earliest = path.size() - sizeof header.name - 1;
   const std::size_t separator = path.find('/', earliest);
   if (separator + 1 >= path.size() || separator > sizeof header.prefix) return false;
@@ -124,7 +124,7 @@ class TarWriter {
     PutText(header.version, "00");
     PutNumber(header.device_major, 0);
     PutNumber(header.device_minor, 0);
-    // Its own field counts as blanks.
+    // For the sum, the field of the sum itself counts as blanks.
     std::memset(header.checksum, ' ', sizeof header.checksum);
     std::uint64_t sum = 0;
     const std::span bytes(reinterpret_cast<const char*>(&header), sizeof header);

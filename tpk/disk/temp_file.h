@@ -11,8 +11,8 @@ namespace quarn::tpk {
 /// "/var/tmp/".
 std::filesystem::path TempDirectory();
 
-/// Makes an empty file in `directory`, open for reading and writing; the caller closes it. Its name
-/// is taken away at once: nobody else meets the file, and it goes with the run, however that ends.
+/// Makes an empty file in `directory`, open for reading and writing; the caller closes it. The
+/// file has no name: no other process finds it, and it is gone when this one ends.
 /// Throws Failure.
 FileHandle MakeTempFile(const std::filesystem::path& directory);
 

@@ -34,7 +34,7 @@ void CheckContents(const std::vector<config::ProductInfo>& products,
 /// Looks at names that get in each other's way.
 void CheckCollisions(const std::vector<CheckedFile>& files, Findings& findings);
 
-/// Looks at where the files' bytes lie: the data area begins at `data_area` of an image of
+/// Looks at the positions of the files' bytes: the data area begins at `data_area` of an image of
 /// `image_size` bytes.
 void CheckData(const std::vector<CheckedFile>& files, std::uint64_t data_area,
                std::uint64_t image_size, Findings& findings);

@@ -117,7 +117,7 @@ ImageStream::End ImageStream::Inflate() {
     }
     Publish(kBlockSize);
   }
-  return End::kCutOff;  // the reader has left
+  return End::kCutOff;  // the reader is being destroyed
 }
 
 std::uint64_t ImageStream::SizeLeft() const {

@@ -1,6 +1,6 @@
 // The image of a kit while it is being inflated: a thread of its own runs a few blocks ahead of the
-// reader, and nothing is written anywhere. It serves whoever reads from the front to the back, as
-// an installation does with every kit that tpk has made.
+// reader, and nothing is written anywhere. For reading from the front to the back, as an
+// installation does with every kit that tpk has made.
 #pragma once
 
 #include <condition_variable>
@@ -35,24 +35,24 @@ class ImageStream {
 
   /// Bytes from the start of the image to the next ones to be read.
   std::uint64_t position() const noexcept { return position_; }
-  /// Goes on somewhere else. What lies behind the position of the last read is out of reach.
+  /// Moves the reader to `position`. Bytes before the last ones that were read are out of reach.
   void Seek(std::uint64_t position) noexcept { position_ = position; }
-  /// The next bytes, at least one and at most `count` of them, and moves behind them; waits until
-  /// they are there. None at the end, after a failure, and for a place out of reach. The bytes are
-  /// good until the next call.
+  /// The next bytes, at least one and at most `count` of them, and moves on after them; waits
+  /// until they are there. None at the end, after a failure, and for a position out of reach. The
+  /// bytes are valid until the next call.
   std::span<const std::byte> Next(std::size_t count);
 
   /// Waits until the stream has ended or is as far ahead of the reader as it goes; true when it has
   /// ended, so that `size` is known.
   bool WaitAhead();
 
-  /// Why `Next` gave no bytes; `kNone` for a place out of reach.
+  /// Why `Next` gave no bytes; `kNone` for a position out of reach.
   End end() const;
   /// The errno of `kUnreadable`.
   int read_error() const noexcept { return read_error_; }
   /// Bytes inflated so far: the size of the image once `end` says that it is complete.
   std::uint64_t size() const;
-  /// Bytes of the kit behind the end of a complete stream.
+  /// Bytes of the kit after the end of a complete stream.
   std::uint64_t trailing_size() const noexcept { return trailing_size_; }
 
  private:
@@ -64,7 +64,7 @@ class ImageStream {
   void Work();
   /// Inflates all of the kit; returns what stopped it.
   End Inflate();
-  /// False when nobody reads any more.
+  /// False when the reader is being destroyed.
   bool WaitForBlock(std::uint64_t index);
   void Publish(std::size_t size);
   /// Bytes of the kit that were not read.

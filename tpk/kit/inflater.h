@@ -22,12 +22,12 @@ class Inflater {
   Inflater& operator=(const Inflater&) = delete;
   ~Inflater();
 
-  /// Takes bytes from the front of `input` and puts bytes to the front of `output`; both are left
-  /// with what remains of them. What may still be waiting inside comes with further calls, also
-  /// ones without input: where such a call puts out nothing, the stream is cut off.
+  /// Takes bytes from the front of `input` and puts bytes to the front of `output`; both are
+  /// shortened by that. Further calls, even without input, put out what is still waiting inside: if
+  /// such a call puts out nothing, the stream is cut off.
   Status Inflate(std::span<const std::byte>& input, std::span<std::byte>& output);
 
-  /// Once the stream has ended: how many bytes behind its end were taken all the same.
+  /// Once the stream has ended: how many bytes after its end were taken from the input.
   std::size_t taken_behind_end() const noexcept;
 
  private:

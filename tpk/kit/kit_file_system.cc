@@ -11,13 +11,13 @@
 namespace quarn::tpk {
 namespace {
 
-/// How much of a stream may be tables before only an image on disk will do: a damaged count must
-/// not make us allocate what no kit holds.
+/// The largest tables, in bytes, that are read from a stream; for larger ones the image is made on
+/// disk. It keeps a damaged count from allocating more than any kit holds.
 constexpr std::uint64_t kTablesLimit = 64 << 20;
 
-/// What an errno says to people.
+/// The text of an errno. Without one the engine itself has refused, because of a directory
+/// for example.
 std::string Reason(int error) {
-  // The engine refuses folders and the like by itself.
   return error == 0 ? "something else is in its place" : std::generic_category().message(error);
 }
 
@@ -69,7 +69,7 @@ std::uint32_t KitFileSystem::FileRead(FileHandle handle, void* buffer, std::uint
   stream_error_ = FILE_OK;
   if (handle == kStream) return ReadStream(buffer, count, bytes_read);
   const std::uint32_t code = DirectFileSystem::FileRead(handle, buffer, count, bytes_read, context);
-  // What an installation reads is the image.
+  // The only file that an installation reads is the image.
   if (code == FILE_OK && *bytes_read == 0 && count != 0) {
     outcome_->NoteProblem(ExitCode::kBadKit, {},
                           "the kit is damaged: the bytes of a file lie outside its image");

@@ -11,8 +11,8 @@
 namespace quarn::tpk {
 
 /// Installs in place, and tells its outcome what it writes and what goes wrong. The image has no
-/// name: who opens the empty one gets the image that the policy was made for, and closing it leaves
-/// that open. Owns neither the image nor the outcome. One thread.
+/// name: opening the empty path gives the image that the policy was made for, and closing that
+/// handle leaves the image open. Owns neither the image nor the outcome. One thread.
 class KitFileSystem : public DirectFileSystem {
  public:
   /// The image is in an open file.
@@ -45,7 +45,7 @@ class KitFileSystem : public DirectFileSystem {
                                       const stdx::u16string& prefix, stdx::u16string* name);
 
  private:
-  /// Stands for a stream; no descriptor is so large.
+  /// The handle of a stream; no descriptor is so large.
   static constexpr FileHandle kStream = FileHandle{1} << 32;
 
   /// A file that is opened for writing is the one in work. Returns `code`.
@@ -62,8 +62,8 @@ class KitFileSystem : public DirectFileSystem {
   stdx::u16string file_in_work_;  ///< for writing, which knows only a handle
 };
 
-/// Writes on until all is written: only a further write tells why one took less. Returns its errno,
-/// 0 for success.
+/// Writes all of it, in several calls if need be: after a short write only the next one gives the
+/// reason. Returns the errno, 0 for success.
 int WriteAll(FileHandle handle, const void* buffer, std::uint32_t count, std::uint32_t* written);
 
 }  // namespace quarn::tpk

@@ -114,9 +114,9 @@ void SortFiles(KitContents& contents) {
 }
 
 std::optional<int> DetectLevel(const std::filesystem::path& path) {
-  // A block of deflate says something of 8 MiB at most: of as much as this at least one comes out.
+  // A block of deflate describes 8 MiB at most, so a sample of this size gives at least one.
   constexpr std::size_t kSample = 1 << 24;
-  // This much of the kit tells one level from another.
+  // As many bytes of the kit are enough to distinguish the levels.
   constexpr std::size_t kEnough = 1 << 20;
   ImageStream image(path);
   std::string sample;
@@ -130,7 +130,7 @@ std::optional<int> DetectLevel(const std::filesystem::path& path) {
   InputFile input(path);
   kit.resize(input.ReadAll(std::as_writable_bytes(std::span(kit))));
 
-  // What most kits have comes first: short ones come out the same at several levels.
+  // The usual levels come first, because a short kit is the same at several levels.
   for (const int level : {6, 9, 8, 7, 5, 4, 3, 2, 1, 0}) {
     std::string_view expected = kit;
     bool same = true;

@@ -113,7 +113,7 @@ class Reader {
   stdx::u16string Text(const toml::table& in, const char* key, const char* example) {
     const toml::value<std::string>* const value = String(in, key, example);
     if (value == nullptr) return {};
-    // The parser has let nothing pass that is no UTF-8.
+    // The parser refuses what is not UTF-8, so this always has a value.
     return Utf16FromUtf8(value->get()).value_or(stdx::u16string());
   }
 
@@ -218,7 +218,7 @@ class Reader {
     }
   }
 
-  /// Reports what is none.
+  /// Whether `text` is a pattern. Reports it otherwise.
   bool IsPattern(const toml::value<std::string>& text) {
     if (text->find('\\') != std::string::npos) {
       Report(text, fmt::format("the pattern \"{}\" has a backslash", Printable(text.get())),
@@ -323,7 +323,7 @@ Manifest ParseManifest(std::string_view text, const fs::path& path) {
     manifest =
         reader.Read(toml::parse(text), path.has_parent_path() ? path.parent_path() : fs::path("."));
   } catch (const toml::parse_error& error) {
-    // It quotes what it met.
+    // `Printable`, because the description quotes the text of the manifest.
     reader.Report(error.source().begin, Printable(error.description()), "");
   }
   reader.ThrowProblems();

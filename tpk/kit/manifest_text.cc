@@ -18,7 +18,7 @@
 namespace quarn::tpk {
 namespace {
 
-/// `text` between quotes, as TOML wants it. What is no UTF-8 has no place there.
+/// `text` between quotes, as TOML wants it. Must be UTF-8.
 std::string Quoted(std::string_view bytes) {
   const std::string text = Utf16FromUtf8(bytes) ? std::string(bytes) : Printable(bytes);
   std::string result = "\"";

@@ -12,8 +12,8 @@ namespace quarn::tpk {
 std::string ManifestOf(const KitTables& tables, int level);
 
 /// A manifest to begin with, full of comments, for the files of `tree`. `root` is the directory as
-/// the manifest is to name it, `name` what the product is called until somebody says better. Files
-/// such as "about_de.html" become the descriptions of their languages.
+/// the manifest is to name it, `name` a first name for the product, which the user can change.
+/// Files such as "about_de.html" become the descriptions of their languages.
 std::string FirstManifest(const SourceTree& tree, const std::string& root, const std::string& name);
 
 }  // namespace quarn::tpk

@@ -42,7 +42,8 @@ void Inflate(const fs::path& path, FileHandle image) {
   if (stream.end() == ImageStream::End::kCorrupt) throw DamagedData(path);
 }
 
-/// Whether the files' bytes lie one behind the other, so that nobody ever looks back.
+/// Whether the bytes of each file come after those of the file before, so that the image can be
+/// read from its front to its back.
 bool InOrder(const OpenedKit& kit) {
   std::uint64_t end = 0;
   for (const KitData::FileData& file : kit.files()) {
@@ -108,8 +109,8 @@ std::unique_ptr<OpenedKit> OpenStream(const fs::path& path) {
   const std::uint32_t code = kit->Read();
   if (code == kErrorCancelled) ThrowIfCancelled();
   if (code != FILE_OK || !InOrder(*kit)) return nullptr;
-  // A kit that is corrupt behind all that is needed of it is damaged for the wizard, which inflates
-  // it whole. Of a small kit that is known here.
+  // The wizard inflates the whole kit, so for it a kit is damaged that is corrupt only after its
+  // last file. If the kit is so small that all of it is inflated by now, that is known here.
   if (stream.WaitAhead() && stream.end() == ImageStream::End::kCorrupt) return nullptr;
   return kit;
 }
@@ -120,7 +121,7 @@ std::unique_ptr<OpenedKit> OpenImage(const fs::path& path, const fs::path& tempo
   auto kit = std::make_unique<OpenedKit>(path, image);
   Inflate(path, image);
   if (kit->Read() == FILE_OK) return kit;
-  // The reader stays where it has given up.
+  // The position of the image is where the reader gave up.
   std::int64_t high = 0;
   const std::uint32_t low = FileSeek(image, 0, &high, FILE_FROM_CURRENT);
   const std::uint64_t position = static_cast<std::uint64_t>(high) << 32 | low;

@@ -1,7 +1,7 @@
 // The ways in which the tool opens a kit: the kit reader and the installation, over a policy of the
 // tool's own.
 //
-// A kit whose files lie in the image in the order of its table, as in every kit made by tpk, is
+// A kit whose files are in the image in the order of its table, as in every kit made by tpk, is
 // read while it is being inflated, and no image is ever written. Any other kit gets an image in the
 // directory for temporary files.
 #pragma once
@@ -21,17 +21,17 @@
 
 namespace quarn::tpk {
 
-/// Of a kit whose image is made before it is read.
+/// For a kit whose image is made before it is read.
 struct InflatedBefore {
   std::uint32_t Decompress(const stdx::u16string&, const stdx::u16string&) const { return FILE_OK; }
 };
 
 using KitData = InstallData<InflatedBefore, KitFileSystem>;
 
-/// A kit that is open, and what came of working with it. One thread, its outcome aside.
+/// An open kit and the outcome of the work with it. One thread; any thread may use the outcome.
 class OpenedKit {
  public:
-  /// Its image is what `stream` inflates, or in the file `image`, which goes over to this object.
+  /// The image is what `stream` inflates, or the file `image`, which this object closes.
   OpenedKit(std::filesystem::path path, std::unique_ptr<ImageStream> stream);
   OpenedKit(std::filesystem::path path, FileHandle image);
 
@@ -40,11 +40,11 @@ class OpenedKit {
 
   const std::vector<config::ProductInfo>& products() const noexcept { return data_.products(); }
   const std::vector<KitData::FileData>& files() const noexcept { return data_.files(); }
-  /// What came with the tables, or how far reading them came.
+  /// What the reader found besides the tables, or how far it came.
   const TablesTrace& trace() const noexcept { return trace_; }
 
-  /// Bytes of `file` from `at` on, as many as there are and fit the copy buffer; good until the
-  /// next call. Throws the failure of a kit that does not have them.
+  /// Bytes of `file` from `at` on, as many as there are and fit the copy buffer; valid until
+  /// the next call. Throws the failure of a kit that does not have them.
   std::span<const std::byte> ReadBlock(const KitData::FileData& file, std::uint32_t at);
 
   KitData& data() noexcept { return data_; }
@@ -59,7 +59,7 @@ class OpenedKit {
   KitData data_;
 };
 
-/// Opens the kit at `path` for reading from its front to its back. Null when its files lie in
+/// Opens the kit at `path` for reading from its front to its back. Null when its files are in
 /// another order or its tables cannot be read that way, which `OpenImage` can tell for certain.
 std::unique_ptr<OpenedKit> OpenStream(const std::filesystem::path& path);
 
@@ -68,8 +68,8 @@ std::unique_ptr<OpenedKit> OpenStream(const std::filesystem::path& path);
 std::unique_ptr<OpenedKit> OpenImage(const std::filesystem::path& path,
                                      const std::filesystem::path& temporary);
 
-/// Opens the kit at `path` for reading its files in the order of its table; an image that this
-/// takes lies in the directory `temporary`. Throws Failure.
+/// Opens the kit at `path` for reading its files in the order of its table; if that takes an
+/// image, it is made in the directory `temporary`. Throws Failure.
 std::unique_ptr<OpenedKit> OpenKit(const std::filesystem::path& path,
                                    const std::filesystem::path& temporary);
 

@@ -1,5 +1,5 @@
-// What came of working with a kit: how much was written, and what went wrong first. The codes of an
-// installation tell people nothing.
+// The outcome of the work with a kit: how much was written, and the first problem, in words. An
+// installation itself gives only codes.
 #pragma once
 
 #include <atomic>

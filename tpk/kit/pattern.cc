@@ -35,8 +35,8 @@ struct Set {
   }
 };
 
-/// Takes `[...]` off the front of `glob`; nothing where no "]" closes it: then the "[" stands for
-/// itself.
+/// Takes `[...]` off the front of `glob`. Nothing where no "]" closes it: then the "[" is an
+/// ordinary character.
 std::optional<Set> TakeSet(std::string_view& glob) {
   Set set;
   std::string_view rest = glob.substr(1);
@@ -62,8 +62,8 @@ std::optional<Set> TakeSet(std::string_view& glob) {
   return set;
 }
 
-/// Goes through a pattern once and keeps all places of the name that may have been reached: no
-/// pattern takes more time than the product of both lengths.
+/// Goes through a pattern once and keeps every position in the name that may have been reached. So
+/// the time is at most the product of both lengths.
 class Matcher {
  public:
   explicit Matcher(std::string_view name) {
@@ -103,33 +103,33 @@ class Matcher {
   }
 
  private:
-  bool IsDirectoryStart(std::size_t place) const {
-    return place == 0 || characters_[place - 1] == "/";
+  bool IsDirectoryStart(std::size_t position) const {
+    return position == 0 || characters_[position - 1] == "/";
   }
 
-  /// Each place moves behind a character that fits, or is lost.
+  /// Each position moves on by one character if that fits, or is lost.
   template <class Fits>
   void PassOne(Fits fits) {
-    for (std::size_t place = characters_.size(); place != 0; --place) {
-      reached_[place] = reached_[place - 1] && fits(characters_[place - 1]);
+    for (std::size_t i = characters_.size(); i != 0; --i) {
+      reached_[i] = reached_[i - 1] && fits(characters_[i - 1]);
     }
     reached_[0] = false;
   }
 
-  /// Each place stays, and all are reached behind it as far as the characters fit.
+  /// Each position stays, and those after it are reached too, as far as the characters fit.
   template <class Fits>
   void PassAny(Fits fits) {
-    for (std::size_t place = 1; place <= characters_.size(); ++place) {
-      if (reached_[place - 1] && fits(characters_[place - 1])) reached_[place] = true;
+    for (std::size_t i = 1; i <= characters_.size(); ++i) {
+      if (reached_[i - 1] && fits(characters_[i - 1])) reached_[i] = true;
     }
   }
 
   /// "**/": no directory or any number of them.
   void PassDirectories() {
     bool passed = false;
-    for (std::size_t place = 0; place <= characters_.size(); ++place) {
-      const bool here = reached_[place];
-      reached_[place] = (here || passed) && IsDirectoryStart(place);
+    for (std::size_t i = 0; i <= characters_.size(); ++i) {
+      const bool here = reached_[i];
+      reached_[i] = (here || passed) && IsDirectoryStart(i);
       passed |= here;
     }
   }
@@ -157,12 +157,12 @@ std::string Pattern::Exactly(std::string_view name) {
 }
 
 bool Pattern::Matches(std::string_view name) const {
-  // Thousands of patterns may stand for one name each.
+  // A cheap test first: a manifest may have thousands of patterns that match one name each.
   return name.starts_with(std::string_view(glob_).substr(0, literal_)) && Matcher(name).Run(glob_);
 }
 
 bool Pattern::MatchesAllIn(std::string_view directory) const {
-  // Where the "**" at the end stands for nothing it may as well stand for all that follows.
+  // If the "**" at the end can match nothing here, it can also match everything that follows.
   return glob_.ends_with("**") && Matches(std::string(directory) + '/');
 }
 

@@ -10,10 +10,10 @@ namespace quarn::tpk {
 /// A pattern over names relative to a directory, separated by "/".
 ///   ?  one character        *  any characters but "/"
 ///   [a-z]  one of these     **  any characters, "/" too
-/// "**/" at the start or behind a "/" stands for no directory as well. A pattern without "/" is
-/// held against the last part of the name, so "*.bak" finds such files in every directory; one that
-/// ends in "/" stands for everything in that directory, and one that starts with "/" is held
-/// against the whole name in any case. Letter case counts.
+/// "**/" at the start or after a "/" also matches no directory at all. A pattern without "/" is
+/// compared with the last part of the name, so "*.bak" finds such files in every directory. One
+/// that ends in "/" matches everything in that directory. One that starts with "/" is always
+/// compared with the whole name. Letter case counts.
 class Pattern {
  public:
   explicit Pattern(std::string text);

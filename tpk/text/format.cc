@@ -106,7 +106,7 @@ std::optional<std::uint64_t> SourceDateEpoch() {
   char* end = nullptr;
   errno = 0;
   const long long seconds = std::strtoll(value, &end, 10);
-  // Beyond the year 9999 somebody has passed something else.
+  // A time after the year 9999 is a mistake: it may be in milliseconds, for example.
   if (end == value || *end != '\0' || errno != 0 || seconds < 0 || seconds > 253402300799) {
     throw Failure(ExitCode::kUsage, "usage", "SOURCE_DATE_EPOCH is not a number of seconds");
   }

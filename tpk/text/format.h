@@ -9,7 +9,7 @@
 namespace quarn::tpk {
 
 /// `ticks` (100 ns since 1601-01-01 UTC) as "2024-05-06T08:00:00Z", with the digits of a part of a
-/// second where there is one. A time behind the year 9999 is written as "@" and its ticks.
+/// second where there is one. A time after the year 9999 is written as "@" and its ticks.
 std::string FormatTime(std::uint64_t ticks);
 
 /// Reads what `FormatTime` writes, also with a blank for the "T" or as a date alone; nothing where

@@ -45,7 +45,7 @@ Output::Output(const Options& options)
       color_err_(ShowsColors(options.color, STDERR_FILENO)) {}
 
 void Output::Print(const std::string& line) {
-  // How that went, `Flush` finds out.
+  // Failures are found by `Flush`.
   std::fwrite(line.data(), 1, line.size(), stdout);
   std::fputc('\n', stdout);
 }
@@ -53,7 +53,7 @@ void Output::Print(const std::string& line) {
 void Output::PrintObject(const char* type, const Json& fields) {
   Json object{{"type", type}, {"schema", kJsonSchema}};
   object.update(fields);
-  // Names that are no UTF-8 come out with the replacement character.
+  // Bytes that are not UTF-8 become the replacement character.
   Print(object.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 

@@ -74,7 +74,7 @@ bool IsBundle(const fs::path& folder) {
          });
 }
 
-/// The folder to make, in full.
+/// The absolute path of the directory to make.
 fs::path PlaceOf(const fs::path& directory) {
   const fs::path place = fs::absolute(directory).lexically_normal();
   if (place.has_relative_path()) return place;

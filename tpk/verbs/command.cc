@@ -68,7 +68,7 @@ auto FindVerbArgument(std::span<const char* const> arguments) {
                       [](std::string_view argument) { return !argument.starts_with('-'); });
 }
 
-/// What the word was probably meant to be, for an error text; empty where nobody knows.
+/// What the word was probably meant to be, for an error text; or how to find out.
 std::string Suggestion(const CLI::App& app, std::span<const char* const> arguments) {
   const auto verb = FindVerbArgument(arguments);
   if (verb == arguments.end()) return "tpk --help lists the verbs";

@@ -26,7 +26,7 @@ using FileData = KitData::FileData;
 std::map<stdx::u16string, const FileData*> ByName(const OpenedKit& kit) {
   std::map<stdx::u16string, const FileData*> files;
   for (const FileData& file : kit.files()) {
-    // Not yet as UTF-8, in which broken text is all the same.
+    // Compared as UTF-16: in UTF-8 all broken units would become the same character.
     files[StoredName(file.name)] = &file;
   }
   return files;
@@ -105,7 +105,7 @@ class Comparison {
       details += fmt::format("  time {} -> {}", FormatTime(a.last_write_time),
                              FormatTime(b.last_write_time));
     } else {
-      // Whoever has the old file keeps it.
+      // Where the old file is installed, it stays.
       details += "  same time: not installed over the old one";
     }
     Tell("changed", path, fields, details);

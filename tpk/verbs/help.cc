@@ -23,7 +23,7 @@ ExitCode Help(const CLI::App& app, const std::string& topic, Output& output) {
   if (topic == "checks") {
     PrintChecks(output);
   } else if (topic.empty()) {
-    // Its own `help` would show that of the verb on the command line, which is this one.
+    // Not `app.help()`: that shows the help of the verb on the command line, which is "help".
     output.Text(app.get_formatter()->make_help(&app, app.get_name(), CLI::AppFormatMode::Normal));
   } else if (const CLI::App* const verb = FindVerb(app, topic)) {
     output.Text(verb->help("tpk"));

@@ -32,21 +32,21 @@ struct Options {
 
 constexpr auto kTick = std::chrono::milliseconds(100);
 
-/// How many bytes the files have that a pass has behind it when it reports a percent, which counts
-/// files. The last entry is the total.
+/// For each percent that a pass reports, the bytes of the files that it is done with by then. The
+/// percent counts files. The last entry is the total.
 std::array<std::uint64_t, 101> BytesByPercent(const OpenedKit& kit) {
   std::array<std::uint64_t, 101> bytes{};
   const std::size_t count = kit.files().size();
   for (std::size_t i = 0; i < count; ++i) {
-    // The first percent that is reported only behind this file.
+    // The first percent that is reported after this file.
     bytes[i * 100 / count + 1] += kit.files()[i].data_size;
   }
   for (std::size_t i = 1; i < bytes.size(); ++i) bytes[i] += bytes[i - 1];
   return bytes;
 }
 
-/// What is installed, with names below the target in the bytes in which the engine hands them to
-/// the system.
+/// The files to install. Their names are paths below the target, in the bytes that the engine
+/// passes to the system.
 std::vector<InstallPlace::File> InstalledFiles(const OpenedKit& kit) {
   std::vector<InstallPlace::File> files;
   files.reserve(kit.files().size());
@@ -70,13 +70,14 @@ std::uint32_t RunPass(OpenedKit& kit, InstallPlace& place, Output& output) {
   const auto bytes = BytesByPercent(kit);
   InstallProcessData job;
   Progress progress(output, "installing", bytes.back());
-  // On a thread of its own, until `running` is told that the pass has ended, or goes.
+  // The ticking thread ends when `running` gets its value, or is destroyed by an exception.
   std::future<void> ticking;
   std::promise<void> running;
   ticking = std::async(std::launch::async, [&, ended = running.get_future()] {
     while (ended.wait_for(kTick) == std::future_status::timeout) {
       if (CancelRequested()) SetCancel(&job, true);
-      // Both lag behind: the one within a large file, the other where files are up to date.
+      // Each is too low at times: the first within a large file, the second where files are up to
+      // date.
       const auto percent = static_cast<std::size_t>(GetStatus(&job).percent);
       progress.Update(std::max(bytes[percent], kit.outcome().bytes_written()));
     }

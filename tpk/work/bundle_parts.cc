@@ -156,8 +156,8 @@ std::vector<BundleText> BundleTexts(BundleTarget target,
 }
 
 std::string DesktopEntry(const std::vector<config::ProductInfo>& products) {
-  // A desktop passes the path of the entry itself, some as an address; without one there is still
-  // the current folder.
+  // A desktop passes the path of the entry, some as an address (file://). Without one the current
+  // directory is used.
   constexpr std::string_view kStart =
       "p=${1#file://}; [ \"$p\" = \"$1\" ] || p=$(printf %b \"${p//%/\\\\x}\"); "
       "exec \"$(dirname -- \"$p\")/start-setup\"";
@@ -175,7 +175,7 @@ std::string DesktopEntry(const std::vector<config::ProductInfo>& products) {
   }
   entry += "Comment=" + EntryValue("Installs " + name) + "\n";
   entry += "Exec=" + EntryValue("bash -c " + EntryArgument(kStart) + " bash %k") + "\n";
-  // A name that every icon theme knows; an icon of the folder's own would need a fixed place.
+  // A name that every icon theme knows: an icon in the bundle would need a fixed path.
   entry += "Icon=system-software-install\nTerminal=false\nStartupNotify=true\n";
   return entry + "StartupWMClass=quarn-setup\n";
 }
@@ -190,7 +190,8 @@ fs::path FindWizard(BundleTarget target, const fs::path& given, const fs::path& 
                                      : "it is to be an executable file");
   }
   const fs::path beside = tool.parent_path();
-  // Among a system's programs a "setup" may be anybody's.
+  // The wizard that was installed with tpk comes first: next to tpk, in a directory of the system,
+  // "setup" may be another program.
   const std::array places = {beside / ".." / QUARN_WIZARD_FROM_BIN, beside};
   for (const fs::path& place : places) {
     fs::path wizard = (place / WizardName(target)).lexically_normal();

@@ -1,5 +1,5 @@
 // What a vendor hands out: the wizard and what starts it, the kit beside it, and a few words for
-// whoever receives them. The verb `bundle` lays it out as a folder and as an archive.
+// the user. The verb `bundle` lays it out as a folder and as an archive.
 #pragma once
 
 #include <filesystem>
@@ -35,7 +35,7 @@ const char* WizardName(BundleTarget target);
 std::vector<BundleText> BundleTexts(BundleTarget target,
                                     const std::vector<config::ProductInfo>& products, bool has_qt);
 
-/// A desktop entry that starts the launcher that lies beside it, wherever that is.
+/// A desktop entry that starts the launcher in the same directory, wherever that is.
 std::string DesktopEntry(const std::vector<config::ProductInfo>& products);
 
 /// The wizard to hand out: `given`, else the one beside `tool`, the kit tool's executable, else the

@@ -74,7 +74,7 @@ Entered Enter(const PlacePath& place, bool just_made, int& lock) {
   }
 }
 
-/// Makes a place, or enters the one that somebody has just made and left. Null with errno where
+/// Makes a place, or enters the one that another run has just made and left. Null with errno where
 /// none can be made.
 std::unique_ptr<HeldPlace> Make(const PlacePath& place) {
   for (;;) {
@@ -107,7 +107,7 @@ std::vector<PlacePath> PlacesFor(const fs::path& target, const fs::path& tempora
 }
 
 HeldPlace::~HeldPlace() {
-  // Whoever enters it meanwhile keeps it.
+  // If another run enters it meanwhile, the directory is not empty and stays.
   unlink(Lock().c_str());
   const bool removed = rmdir(path.c_str()) == 0;
   if (lock_ != -1) close(lock_);
@@ -137,7 +137,7 @@ std::unique_ptr<HeldPlace> MakePlace(const fs::path& target, const fs::path& tem
     std::error_code ignored;
     if (!fs::is_directory(place.path.parent_path(), ignored)) continue;
     if (auto made = Make(place)) return made;
-    break;  // what lies further up may be on another volume
+    break;  // a directory further up may be on another volume
   }
   const PlacePath place = AmongTemporaryFiles(temporary, target);
   if (auto made = Make(place)) return made;

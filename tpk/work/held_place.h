@@ -1,6 +1,6 @@
 // The directory in which an installation keeps files of its own, used by one run at a time.
 //
-// It lies in the target, or in the nearest folder on the way to it that exists, or, where nothing
+// It is in the target, or in the nearest directory on the way to it that exists, or, where nothing
 // can be written there, among the temporary files:
 //   .tpk-install[-hash of the way to the target]/
 //     lock       held by the run that uses the place
@@ -22,7 +22,7 @@ namespace quarn::tpk {
 /// Where a place is or may be.
 struct PlacePath {
   std::filesystem::path path;
-  std::string way;  ///< from the folder that the place lies in to the target
+  std::string way;  ///< from the directory that contains the place to the target
 
   std::filesystem::path Lock() const { return path / "lock"; }
   std::filesystem::path Journal() const { return path / "journal"; }
@@ -36,7 +36,7 @@ struct PlacePath {
 std::vector<PlacePath> PlacesFor(const std::filesystem::path& target,
                                  const std::filesystem::path& temporary);
 
-/// A place that is there and locked. Its end unlocks it, and removes it if it is empty.
+/// A place that exists and is locked. The destructor unlocks it, and removes it if it is empty.
 class HeldPlace : public PlacePath {
  public:
   /// `lock` is the open lock, or -1 on a volume without locks.
@@ -54,8 +54,8 @@ class HeldPlace : public PlacePath {
   int lock_;
 };
 
-/// Locks the place; null where none of the user's is there. Throws Failure where another run holds
-/// it, or where its volume cannot tell.
+/// Locks the place. Null where there is none, or where it belongs to another user. Throws Failure
+/// where another run holds it, or where its volume has no locks.
 std::unique_ptr<HeldPlace> EnterPlace(const PlacePath& place);
 
 /// Makes a place for an installation into `target`, or enters one that is there. Throws Failure.

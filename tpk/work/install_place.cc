@@ -21,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// One path for a folder, whichever links lead there.
+/// The same path for a directory, whichever links lead to it.
 fs::path Resolved(const fs::path& target) {
   std::error_code error;
   fs::path path = fs::weakly_canonical(target, error);
@@ -35,7 +35,7 @@ bool IsMissing(const fs::path& path, bool folder) {
   return result != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 
-/// Finds out which steps an installation will have to make, each folder looked at once.
+/// Finds out which steps an installation will have to make. Looks at each directory once.
 class Surveyor {
  public:
   explicit Surveyor(const fs::path& target) : target_(target) {
@@ -75,11 +75,11 @@ class Surveyor {
 InstallPlace::InstallPlace(const fs::path& target, const fs::path& temporary, const Tell& tell)
     : target_(RequireEnginePath(Resolved(target))) {
   RemoveLeftovers(temporary);
-  // Before: what is undone may take away the folder that the new place would lie in.
+  // Before the new place is made: undoing may remove the directory that would contain it.
   RecoverAll(target_, temporary, {}, tell);
   place_ = MakePlace(target_, temporary);
   Recover(*place_, target_, tell);
-  // Behind: another run may have begun where this one would not have.
+  // And after: another run may have begun in a place that was not there before.
   RecoverAll(target_, temporary, place_->path, tell);
 }
 
@@ -119,7 +119,7 @@ void InstallPlace::Commit() noexcept {
 
 void InstallPlace::Keep(const std::vector<UndoStep>& left) noexcept {
   holds_ = !left.empty();
-  // The journal of all steps does as well where this one cannot be written.
+  // If it cannot be written, the journal of all steps is still there and serves too.
   if (holds_) Quietly([&] { KeepSteps(*place_, target_, left); });
 }
 

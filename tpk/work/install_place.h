@@ -1,4 +1,4 @@
-// An installation in its place (held_place.h): undoes what killed runs have left, and keeps the
+// An installation and its place (held_place.h): undoes what killed runs have left, and keeps the
 // journal from which a later run could undo this one.
 #pragma once
 
@@ -16,14 +16,15 @@
 
 namespace quarn::tpk {
 
-/// Exists while one installation runs. Main thread, but for what a journal is told.
+/// Exists while one installation runs. Main thread; the functions of the journal on that of the
+/// pass.
 class InstallPlace final : public UndoJournal {
  public:
   /// Undoes what killed installations into `target`, an absolute path, have left, telling of it,
   /// and makes a place for the next one. `temporary` is the directory for temporary files. Throws
-  /// Failure where another installation into it runs, where what lies there cannot be understood or
-  /// undone (that is left as it is then), and where the engine cannot work in the folder that links
-  /// lead to.
+  /// Failure where another installation into it runs, where what is left there cannot be understood
+  /// or undone (it stays as it is then), and where the engine cannot work in the directory that
+  /// links lead to.
   InstallPlace(const std::filesystem::path& target, const std::filesystem::path& temporary,
                const Tell& tell);
   InstallPlace(const InstallPlace&) = delete;

@@ -29,7 +29,7 @@ void Append(std::string& to, char kind, std::string_view text) {
   to += '\0';
 }
 
-/// Takes a number and the character `end` behind it from the front.
+/// Takes a number and the character `end` after it from the front.
 template <class Number>
 bool TakeNumber(std::string_view& text, char end, Number& number) {
   const auto [at, error] = std::from_chars(text.data(), text.data() + text.size(), number);

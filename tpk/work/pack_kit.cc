@@ -75,7 +75,7 @@ bool IsSame(const fs::path& a, const fs::path& b) {
 }
 
 SourceTree Scan(const Source& source, const fs::path& kit) {
-  // What may lie in the directory without belonging to it.
+  // These may be in the directory without being part of the kit.
   const fs::path manifest = source.manifest_path.filename();
   const fs::path output = kit.filename();
   return ScanTree(source.manifest.root, [&](const std::string& name) {
@@ -97,7 +97,7 @@ KitContents Collect(const Source& source, const SourceTree& tree, Findings& find
   for (const SourceFile& file : tree.files) {
     CheckSourceName(file.name, findings);
     const std::optional<stdx::u16string> name = Utf16FromUtf8(file.name);
-    if (!name) continue;  // has been found, and no other check makes sense of it
+    if (!name) continue;  // reported already; the other checks need UTF-16
     const std::uint64_t time = newest ? std::min(file.time, *newest) : file.time;
     KitEntry entry;
     entry.name = StoredName(*name);
@@ -142,7 +142,7 @@ Findings CheckKit(const Source& source, const SourceTree& tree, const KitContent
 PackedKit PackKit(const PackOptions& options, Output& output) {
   const Source source = ReadSource(options);
   if (!options.kit.empty()) OutputFile::CheckPlace(options.kit, options.force);
-  // Before the scan: they may lie in the directory that is packed.
+  // Before the scan: leftovers may be in the directory that is packed.
   if (!options.dry_run) RemoveLeftovers(options.kit.parent_path());
   const SourceTree tree = Scan(source, options.kit);
   Findings findings;

@@ -51,7 +51,7 @@ constexpr std::array<const char*, 5> kProspects = {"missing", "older", "same", "
 
 const char* Name(Prospect prospect) { return kProspects[static_cast<std::size_t>(prospect)]; }
 
-/// Why nothing can be written at `path`, which lies below `target`; empty where it can.
+/// The reason why nothing can be written at `path`; empty if something can.
 std::string Obstacle(const fs::path& path) {
   struct stat status;
   if (lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return "a folder is in the way";

@@ -24,11 +24,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The folders on the way to the target, which were missing, and then what the journal has.
+/// The directories on the way to the target, which were missing, and then what the journal has.
 std::vector<UndoStep> StepsToUndo(const HeldPlace& place, const Journal& journal,
                                   const fs::path& target) {
   std::vector<UndoStep> steps;
-  // Of the way to a place among the temporary files nobody knows what was missing.
+  // If the place is among the temporary files, it is not known which of them were missing.
   if (const fs::path way = place.way; way.is_relative()) {
     fs::path folder = place.path.parent_path();
     for (const fs::path& part : way) {
@@ -82,7 +82,7 @@ void UndoInstallation(const HeldPlace& place, const Journal& journal, const fs::
                     "tries again",
                     steps.back().file, staged));
   }
-  // Files whose names lead out of the target: the user allowed them, and no journal has them.
+  // What is left was moved aside from outside the target, as the user allowed; no journal has it.
   std::error_code ignored;
   if (fs::exists(place.Staged()) && !fs::is_empty(place.Staged(), ignored)) {
     throw Failure(ExitCode::kInputOutput, "undo",

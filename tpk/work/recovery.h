@@ -1,5 +1,5 @@
-// Finishing what a run has left that was killed while it installed: the next one into the same
-// folder finds its place and its journal, and brings back what was there before.
+// Undoes an installation that was killed. The next one into the same directory finds its place and
+// its journal, and restores what was there before.
 #pragma once
 
 #include <filesystem>
@@ -16,20 +16,19 @@ namespace quarn::tpk {
 /// Gets what the user should know, as one sentence.
 using Tell = std::function<void(const std::string&)>;
 
-/// Gives the place this journal, which has its name when it is complete and on the disk. Throws
+/// Writes the journal into the place. It gets its name when it is complete and on the disk. Throws
 /// Failure.
 void WriteJournal(const HeldPlace& place, const Journal& journal);
 
-/// Leaves in the journal what could not be undone: what was undone is the user's again. Throws
-/// Failure.
+/// Replaces the journal by one with only the steps that could not be undone. Throws Failure.
 void KeepSteps(const HeldPlace& place, const std::filesystem::path& target,
                const std::vector<UndoStep>& left);
 
-/// Leaves a place empty, having undone what it tells of. Throws Failure where what lies there
-/// cannot be understood or undone; that is left as it is then.
+/// Undoes what the journal of the place tells, and empties the place. Throws Failure where its
+/// contents cannot be understood or undone; they are left as they are then.
 void Recover(const HeldPlace& place, const std::filesystem::path& target, const Tell& tell);
 
-/// Recovers every place that an installation into `target` may have but the one at `own`.
+/// Calls `Recover` for every place that an installation into `target` may have, except `own`.
 void RecoverAll(const std::filesystem::path& target, const std::filesystem::path& temporary,
                 const std::filesystem::path& own, const Tell& tell);
 
