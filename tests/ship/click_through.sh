@@ -8,9 +8,15 @@ exec 3>&1 1>&2
 expected=$1
 shift
 
+# finish <status>: hands the pictures out.
+finish() {
+  tar c -- *.png >&3
+  exit "$1"
+}
 fail() {
   echo "FAILED: $*"
-  exit 1
+  import -window root failed.png
+  finish 1
 }
 window() {
   for _ in $(seq 300); do
@@ -35,7 +41,7 @@ installed() {
 }
 # The button Next is where Install and Finish are.
 click_through() {
-  window || { import -window root "$1-none.png"; fail "$1: no window"; }
+  window || fail "$1: no window"
   sleep 1
   process=$(pgrep -x setup | head -n 1)
   qt=$(awk '/libQt6Core/ { print $6; exit }' "/proc/$process/maps")
@@ -44,12 +50,19 @@ click_through() {
     *) fail "$1: uses $qt" ;;
   esac
   number=0
-  while kill -0 "$process" 2>/dev/null && [ $number -lt 20 ]; do
-    number=$((number + 1))
-    import -window root "$1-$number.png"
+  seen=
+  for _ in $(seq 100); do
+    kill -0 "$process" 2>/dev/null || break
+    import -window root page.png
+    if [ "$(cksum <page.png)" != "$seen" ]; then
+      number=$((number + 1))
+      seen=$(cksum <page.png)
+      cp page.png "$1-$number.png"
+    fi
     window && xdotool mousemove --window "$window" 350 335 sleep 0.2 click 1
     sleep 2
   done
+  rm page.png
   installed "$1"
 }
 
@@ -64,4 +77,4 @@ for way; do
   esac
 done
 wait
-tar c -- *.png >&3
+finish 0
