@@ -2,6 +2,7 @@
 
 #include <stdint.h>
 #include <sys/resource.h>
+#include <sys/types.h>
 
 extern "C" {
 int proc_pidpath(int pid, void* buffer, uint32_t size);
