@@ -63,7 +63,7 @@ fs::path Locate(const std::string& name, std::uint16_t machine,
                 const std::vector<fs::path>& directories) {
   for (const fs::path& directory : directories) {
     std::error_code error;
-    const fs::path path = fs::canonical(directory / name, error);
+    fs::path path = fs::canonical(directory / name, error);
     if (error || !fs::is_regular_file(path, error)) continue;
     try {
       // A system may have libraries for several machines, in directories that are all listed.
